@@ -1,0 +1,75 @@
+# SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+# SPDX-License-Identifier: MIT
+#
+# What every target of the project shares: language level, warnings, output folders, and one-line helpers
+# for the libraries of the product and for the tests.
+
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+# RUNPATH, never RPATH: LD_LIBRARY_PATH must be able to put a maker's library in front of ours.
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN" "$ORIGIN/../lib/desk-terminal-service")
+
+add_library(desk_options INTERFACE)
+target_compile_features(desk_options INTERFACE cxx_std_17)
+target_compile_definitions(
+    desk_options
+    INTERFACE QT_NO_KEYWORDS QT_NO_CAST_FROM_BYTEARRAY QT_DEPRECATED_WARNINGS
+              QT_DISABLE_DEPRECATED_BEFORE=0x050F00)
+target_compile_options(
+    desk_options
+    INTERFACE -Wall
+              -Wextra
+              -Wpedantic
+              -Wconversion
+              -Wsign-conversion
+              -Wshadow
+              -Wnon-virtual-dtor
+              -Woverloaded-virtual
+              -Wold-style-cast
+              -Wcast-align
+              -Wformat=2
+              -Wundef
+              -Werror)
+target_include_directories(desk_options INTERFACE "${CMAKE_SOURCE_DIR}")
+target_link_options(desk_options INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+# The tidy preset runs clang-tidy beside the compiler, on the product's own targets only.
+option(DESK_CLANG_TIDY "Run clang-tidy on the product while compiling" OFF)
+
+function(desk_product_target target)
+    target_link_libraries(${target} PRIVATE desk_options)
+    set_target_properties(${target} PROPERTIES AUTOMOC ON AUTOUIC ON)
+    if(DESK_CLANG_TIDY)
+        set_target_properties(${target} PROPERTIES CXX_CLANG_TIDY "clang-tidy;--quiet")
+        set_property(GLOBAL APPEND PROPERTY DESK_PRODUCT_TARGETS ${target})
+    endif()
+endfunction()
+
+# desk_add_library(<name> SOURCES ... LIBRARIES ...): a static library of the product or of the virtual desk.
+function(desk_add_library name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+    add_library(${name} STATIC ${arg_SOURCES})
+    desk_product_target(${name})
+    target_link_libraries(${name} PUBLIC ${arg_LIBRARIES})
+endfunction()
+
+# desk_add_test(<name> SOURCES ... LIBRARIES ... [LOCKS ...] [TIMEOUT s]): one Qt Test program, run in a
+# sandbox of its own (network, PC/SC socket, working directory and X display; see tests/sandbox).
+# LOCKS names what two tests must not use at the same time, for instance the fixed files in /tmp.
+function(desk_add_test name)
+    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBRARIES;LOCKS" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON)
+    target_link_libraries(${name} PRIVATE desk_options ${arg_LIBRARIES} Qt5::Test)
+    target_compile_definitions(${name} PRIVATE DESK_BIN_DIR="${CMAKE_BINARY_DIR}/bin"
+                                               DESK_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
+    add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/tests/sandbox" $<TARGET_FILE:${name}>)
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} RESOURCE_LOCK "${arg_LOCKS}")
+endfunction()
