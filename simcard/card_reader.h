@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 //
-// The five C functions of libcardreader.so, the one way to a smart card from this service. Ours is built on
-// PC/SC (pcsc-lite); a terminal maker's library with the same five functions can take its place, see
-// docs/card-reader-library.md.
+// The five C functions of libcardreader.so, the one way to a smart card from this service. Ours is
+// built on PC/SC (pcsc-lite); a terminal maker's library with the same five functions can take its
+// place, see docs/card-reader-library.md.
 //
-// Return codes. Every function returns 0 for success and any other value for failure. Ours returns the PC/SC
-// code of the call that failed, as a 32-bit value (negative as an int; print it with %08X), and uses PC/SC's
-// codes for its own checks as well:
+// Return codes. Every function returns 0 for success and any other value for failure. Ours returns
+// the PC/SC code of the call that failed, as a 32-bit value (negative as an int; print it with
+// %08X), and uses PC/SC's codes for its own checks as well:
 //
 //   80100003  no reader is open, or an earlier call on it ran out of time
 //   80100004  a null pointer, or a command text that is odd, not hexadecimal or not as long as said
@@ -21,50 +21,61 @@
 //   80100067  the card is not powered
 //   80100069  the card was pulled, also in the middle of a command
 //
-// Time. Ours comes back from every call within 5 seconds, even when the daemon or a card hangs. A call that
-// runs out of time gives the reader up: until the next OpenCardReader the other functions see it as closed,
-// what was held is released as soon as the daemon answers again, and OpenCardReader fails within half a
-// second while it has not, so that a hung daemon costs a caller the full bound only once.
+// Time. Ours comes back from every call within 5 seconds, even when the daemon or a card hangs. A
+// call that runs out of time gives the reader up: until the next OpenCardReader the other functions
+// see it as closed, what was held is released as soon as the daemon answers again, and
+// OpenCardReader fails within half a second while it has not, so that a hung daemon costs a caller
+// the full bound only once.
 //
-// Threads. One reader is open at a time in a process. The functions may be called from any thread, and wait
-// for each other (within the bound). Buffers are touched only during the call that they are given to.
+// Threads. One reader is open at a time in a process. The functions may be called from any thread,
+// and wait for each other (within the bound). Buffers are touched only during the call that they
+// are given to.
 #pragma once
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/// Opens a reader. Does not touch the card: an empty reader opens. A reader that is still open is closed first.
+/// Opens a reader. Does not touch the card: an empty reader opens. A reader that is still open is
+/// closed first.
 ///
 /// \param kind        kind of connection; the service passes 1. Ours has one kind and ignores it.
-/// \param readerName  NUL-terminated name within a buffer of 256 bytes (UTF-8). Ours takes the reader that is
-///                    listed under exactly this name, else the first whose name begins with it, else, with a
-///                    trailing " N" taken off, the Nth (from 0) whose name begins with the rest or has it in its
-///                    product text, that is, before "[interface] (serial) 00 00".
-/// \param openResult  256 bytes for the library's own use, never read by the service. Ours leaves the full name
-///                    of the opened reader there, NUL-terminated, and an empty text when the opening failed.
+/// \param readerName  NUL-terminated name within a buffer of 256 bytes (UTF-8). Ours takes the
+/// reader that is
+///                    listed under exactly this name, else the first whose name begins with it,
+///                    else, with a trailing " N" taken off, the Nth (from 0) whose name begins with
+///                    the rest or has it in its product text, that is, before "[interface] (serial)
+///                    00 00".
+/// \param openResult  256 bytes for the library's own use, never read by the service. Ours leaves
+/// the full name
+///                    of the opened reader there, NUL-terminated, and an empty text when the
+///                    opening failed.
 /// \return 0 or an error code.
 int OpenCardReader(int kind, const char* readerName, char* openResult);
 
-/// Powers the card and takes its answer to reset. The card stays this process's own until it is powered off or
-/// the reader is closed. A card that is already powered is powered off first.
+/// Powers the card and takes its answer to reset. The card stays this process's own until it is
+/// powered off or the reader is closed. A card that is already powered is powered off first.
 ///
-/// \param atr  1024 bytes. Receives the answer to reset (at most 33 bytes); the rest is left as it is, so the
-///             caller clears the buffer when it means to show more than the answer's own length. Untouched on
-///             failure.
+/// \param atr  1024 bytes. Receives the answer to reset (at most 33 bytes); the rest is left as it
+/// is, so the
+///             caller clears the buffer when it means to show more than the answer's own length.
+///             Untouched on failure.
 /// \return 0 or an error code; with no card in the reader an error.
 int CardPowerOn(unsigned char* atr);
 
-/// Sends one command to the powered card and takes its response. Success says that the card answered, not that
-/// it was content: status words, 61xx, 6Cxx and 9Fxx among them, come back as the card gave them.
+/// Sends one command to the powered card and takes its response. Success says that the card
+/// answered, not that it was content: status words, 61xx, 6Cxx and 9Fxx among them, come back as
+/// the card gave them.
 ///
-/// \param length          characters in `text` without its NUL: even, 8 (four bytes) to 522 (261 bytes).
-/// \param text            NUL-terminated hexadecimal text of the command, in either case.
+/// \param length          characters in `text` without its NUL: even, 8 (four bytes) to 522 (261
+/// bytes). \param text            NUL-terminated hexadecimal text of the command, in either case.
 /// \param responseLength  receives the characters in `response` without its NUL; 0 on failure.
-/// \param response        1024 bytes. Receives the response as NUL-terminated upper-case hexadecimal text whose
-///                        last four characters are the status word: at least 4 characters, and at most 516 for
-///                        a command of this length range. An empty text on failure.
-/// \return 0 or an error code; nothing is sent when the text or its length is wrong. A response without a whole
+/// \param response        1024 bytes. Receives the response as NUL-terminated upper-case
+/// hexadecimal text whose
+///                        last four characters are the status word: at least 4 characters, and at
+///                        most 516 for a command of this length range. An empty text on failure.
+/// \return 0 or an error code; nothing is sent when the text or its length is wrong. A response
+/// without a whole
 ///         status word is an error (a card that is pulled during a command leaves none).
 int SendApduCommand(int length, const char* text, int* responseLength, char* response);
 
@@ -73,8 +84,8 @@ int SendApduCommand(int length, const char* text, int* responseLength, char* res
 /// \return 0 or an error code; with no card powered an error.
 int CardPowerOff(void);
 
-/// Closes the reader; a card that is still powered is powered off. With no reader open it does nothing and
-/// succeeds, so closing twice is harmless.
+/// Closes the reader; a card that is still powered is powered off. With no reader open it does
+/// nothing and succeeds, so closing twice is harmless.
 ///
 /// \return 0 or an error code. The reader counts as closed in both cases.
 int CloseCardReader(void);

@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "server/echo_server.h"
+
+#include <QApplication>
+#include <QDebug>
+
+#include <csignal>
+#include <cstdio>
+
+namespace {
+
+constexpr quint16 servicePort = 12343;
+constexpr const char* buildVersion = "20220711";
+
+void writeStartUpDiagnostics()
+{
+    qDebug("hello world");
+    qWarning("hello World");
+    qDebug("This is a debug message");
+    qWarning("This is a warning message");
+    qCritical("This is a critical message");
+    qDebug() << "****";
+    qWarning("%s", buildVersion);
+}
+
+// Under a service manager standard output is a pipe: lines must not wait in a buffer, and a reader
+// that goes away must not take the service with it.
+void prepareStandardOutput()
+{
+    std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    prepareStandardOutput();
+    writeStartUpDiagnostics();
+    QApplication application(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    // Lives to process exit: clients may still be served while the event loop winds down.
+    auto* server = new EchoServer(servicePort, false);
+    QObject::connect(server, &EchoServer::closed, &application, &QCoreApplication::quit);
+    return QApplication::exec();
+}

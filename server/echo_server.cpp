@@ -1,0 +1,118 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "server/echo_server.h"
+
+#include "server/text_message_processor.h"
+
+#include <QDebug>
+#include <QTimer>
+#include <QWebSocket>
+#include <QWebSocketServer>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+namespace {
+
+// Far above every command, low enough that a runaway page cannot take the terminal's memory.
+constexpr quint64 maxMessageBytes = 64U * 1024U * 1024U;
+
+// How long accepting rests when the process has run out of descriptors.
+constexpr int acceptRetryMs = 100;
+
+// Options of the listening socket that the toolkit has no setters for.
+void tuneListeningSocket(int descriptor)
+{
+    // Accepted sockets inherit this. Without it a reply that leaves as two writes waits some 40 ms
+    // for the peer's delayed acknowledgement, which hits exactly the replies that carry a picture.
+    const int on = 1;
+    ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    // A second listen only changes the backlog: with the toolkit's 50, the rest of a burst of
+    // connects waits a second for its second SYN.
+    ::listen(descriptor, SOMAXCONN);
+}
+
+} // namespace
+
+EchoServer::EchoServer(quint16 port, bool debug, QObject* parent)
+    : QObject(parent)
+    , m_pWebSocketServer(new QWebSocketServer(QStringLiteral("Echo Server"),
+                                              QWebSocketServer::NonSecureMode, this))
+    , m_debug(debug)
+    , m_processor(new CTextMessageProcessor)
+{
+    if (!listen(port))
+        return;
+    if (m_debug)
+        qDebug() << "Echoserver listening on port" << port;
+    connect(m_pWebSocketServer, &QWebSocketServer::newConnection, this,
+            &EchoServer::onNewConnection);
+    connect(m_pWebSocketServer, &QWebSocketServer::closed, this, &EchoServer::closed);
+}
+
+EchoServer::~EchoServer()
+{
+    m_pWebSocketServer->close();
+    qDeleteAll(m_clients);
+}
+
+bool EchoServer::listen(quint16 port)
+{
+    if (!m_pWebSocketServer->listen(QHostAddress::Any, port))
+        return false;
+    tuneListeningSocket(static_cast<int>(m_pWebSocketServer->nativeDescriptor()));
+    // The toolkit stops accepting for good when descriptors run out; clients leave again.
+    connect(m_pWebSocketServer, &QWebSocketServer::acceptError, this, [this] {
+        QTimer::singleShot(acceptRetryMs, m_pWebSocketServer, &QWebSocketServer::resumeAccepting);
+    });
+    return true;
+}
+
+void EchoServer::onNewConnection()
+{
+    QWebSocket* socket = m_pWebSocketServer->nextPendingConnection();
+    if (!socket)
+        return;
+    socket->setMaxAllowedIncomingFrameSize(maxMessageBytes);
+    socket->setMaxAllowedIncomingMessageSize(maxMessageBytes);
+    // Queued: a window's nested event loop inside a slot called from within the socket's own frame
+    // processing ends in a crash when that page goes away meanwhile.
+    connect(socket, &QWebSocket::textMessageReceived, this, &EchoServer::processTextMessage,
+            Qt::QueuedConnection);
+    connect(socket, &QWebSocket::binaryMessageReceived, this, &EchoServer::processBinaryMessage,
+            Qt::QueuedConnection);
+    connect(socket, &QWebSocket::disconnected, this, &EchoServer::socketDisconnected);
+    m_clients << socket;
+}
+
+void EchoServer::processTextMessage(QString message)
+{
+    auto* client = qobject_cast<QWebSocket*>(sender());
+    if (m_debug)
+        qDebug() << "Message received:" << message;
+    m_processor->Process(client, message);
+}
+
+void EchoServer::processBinaryMessage(QByteArray message)
+{
+    auto* client = qobject_cast<QWebSocket*>(sender());
+    if (m_debug)
+        qDebug() << "Binary Message received:" << message;
+    if (!client)
+        return;
+    client->sendBinaryMessage(message);
+    client->flush();
+}
+
+void EchoServer::socketDisconnected()
+{
+    auto* client = qobject_cast<QWebSocket*>(sender());
+    if (m_debug)
+        qDebug() << "socketDisconnected:" << client;
+    if (!client)
+        return;
+    m_clients.removeAll(client);
+    client->deleteLater();
+}

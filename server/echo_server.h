@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QObject>
+#include <QString>
+
+class CTextMessageProcessor;
+class QWebSocket;
+class QWebSocketServer;
+
+/// \brief The service's one network endpoint: plain WebSockets on all local addresses.
+///
+/// Text frames are commands and go to the processor with the socket that sent them; binary frames
+/// are echoed. A port that cannot be bound is no error here: the object then stays alive without
+/// clients. Everything runs on the GUI thread.
+class EchoServer : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// \param port  TCP port to listen on, IPv4 and IPv6
+    /// \param debug writes a debug line for each frame and each client that leaves
+    EchoServer(quint16 port, bool debug, QObject* parent = nullptr);
+    ~EchoServer() override;
+
+Q_SIGNALS:
+    /// The listening server has closed; never emitted when listening failed.
+    void closed();
+
+private Q_SLOTS:
+    void onNewConnection();
+    void processTextMessage(QString message);
+    void processBinaryMessage(QByteArray message);
+    void socketDisconnected();
+
+private:
+    bool listen(quint16 port);
+
+    QWebSocketServer* m_pWebSocketServer;
+    QList<QWebSocket*> m_clients; ///< owned, in order of connection
+    bool m_debug;
+    CTextMessageProcessor* m_processor; ///< shared by all clients; lives to process exit
+};

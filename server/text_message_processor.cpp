@@ -1,0 +1,90 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "server/text_message_processor.h"
+
+#include <QDebug>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QWebSocket>
+
+#include <cstdio>
+
+struct CTextMessageProcessor::Command
+{
+    const char* function;
+    const char* diagnostic;
+    void (CTextMessageProcessor::*handler)(QString, QWebSocket*, QString);
+};
+
+CTextMessageProcessor::CTextMessageProcessor(QObject* parent)
+    : QObject(parent)
+{
+}
+
+void CTextMessageProcessor::Process(QWebSocket* client, QString request)
+{
+    request.replace(QLatin1Char('\''), QLatin1Char('"'));
+    dispatch(client, request);
+    std::fflush(stdout); // device progress must not sit in a buffer after its command
+}
+
+void CTextMessageProcessor::dispatch(QWebSocket* client, const QString& request)
+{
+    const QString function = ParseJson(request, QStringLiteral("function"));
+    const QString act = ParseJson(request, QStringLiteral("act"));
+    m_tflag = ParseJson(request, QStringLiteral("_tflag"));
+
+    if (const Command* command = findCommand(function)) {
+        qWarning("%s", command->diagnostic);
+        (this->*command->handler)(function, client, request);
+    } else if (client) {
+        qWarning("pClient");
+        send(client, request);
+    }
+}
+
+const CTextMessageProcessor::Command* CTextMessageProcessor::findCommand(const QString& function)
+{
+    static const Command commands[] = {
+        {"ZCReadHIDOpen", "ZCReadHIDOpen", &CTextMessageProcessor::ZCReadHIDOpen},
+    };
+    for (const Command& command : commands) {
+        if (function == QLatin1String(command.function))
+            return &command;
+    }
+    return nullptr;
+}
+
+QString CTextMessageProcessor::ParseJson(QString text, QString key)
+{
+    QJsonParseError error{};
+    const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return {};
+    return document.object().value(key).toVariant().toString();
+}
+
+QString CTextMessageProcessor::CreateJson(QString functionName, int success, QString msg,
+                                          QString data, QString base64) const
+{
+    QJsonObject reply{
+        {QStringLiteral("functionName"), functionName},
+        {QStringLiteral("success"), success},
+        {QStringLiteral("msg"), msg},
+        {QStringLiteral("_tflag"), m_tflag},
+    };
+    if (!data.isEmpty())
+        reply.insert(QStringLiteral("data"), data);
+    if (!base64.isEmpty())
+        reply.insert(QStringLiteral("Base64"), base64);
+    return QString::fromUtf8(QJsonDocument(reply).toJson(QJsonDocument::Compact));
+}
+
+void CTextMessageProcessor::send(QWebSocket* client, const QString& reply)
+{
+    if (!client)
+        return;
+    client->sendTextMessage(reply);
+    client->flush(); // saves a turn of the event loop, or the rest of a handler that goes on
+}

@@ -1,0 +1,50 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+class QWebSocket;
+
+/// \brief Turns one command request into one call of a command handler.
+///
+/// The class is the table of contents of the protocol: each command's handler is a member of its
+/// own, in the handler file of its subsystem. Every handler takes the command name as the request
+/// gave it, the socket that asked (may be null, then nothing is sent) and the whole request text.
+/// One processor serves all clients, on the GUI thread; handlers that run a window are re-entered.
+class CTextMessageProcessor : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit CTextMessageProcessor(QObject* parent = nullptr);
+
+    /// Dispatches one request. Single quotes count as double quotes throughout the text; a request
+    /// that names no command is sent back.
+    void Process(QWebSocket* client, QString request);
+
+    /// \return the value of a top-level key as text; empty when the text is no JSON object, the key
+    /// is missing, or its value is null, an array or an object
+    static QString ParseJson(QString text, QString key);
+
+    /// \return a compact JSON reply; "data" and "Base64" are left out when empty. The tag is that
+    /// of the latest dispatched request, not of the one being answered.
+    QString CreateJson(QString functionName, int success, QString msg, QString data,
+                       QString base64) const;
+
+Q_SIGNALS:
+    void sEndSign(); ///< the open signing session is to end without an answer of its own
+    void sResSign(); ///< the open signing session is to start again on a white canvas
+
+private:
+    struct Command;
+    static const Command* findCommand(const QString& function);
+    void dispatch(QWebSocket* client, const QString& request);
+    static void send(QWebSocket* client, const QString& reply);
+
+    void ZCReadHIDOpen(QString functionName, QWebSocket* client, QString request);
+
+    QString m_tflag; ///< "_tflag" of the most recently dispatched request
+};
