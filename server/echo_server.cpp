@@ -17,7 +17,7 @@
 namespace {
 
 // Far above every command, low enough that a runaway page cannot take the terminal's memory.
-constexpr quint64 maxMessageBytes = 64U * 1024U * 1024U;
+constexpr quint64 maxMessageBytes = 64ULL * 1024 * 1024;
 
 // How long accepting rests when the process has run out of descriptors.
 constexpr int acceptRetryMs = 100;
