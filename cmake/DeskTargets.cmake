@@ -57,11 +57,12 @@ function(desk_add_library name)
     target_link_libraries(${name} PUBLIC ${arg_LIBRARIES})
 endfunction()
 
-# desk_add_test(<name> SOURCES ... LIBRARIES ... [LOCKS ...] [TIMEOUT s]): one Qt Test program, run in a
+# desk_add_test(<name> SOURCES ... LIBRARIES ... [LOCKS ...] [TIMEOUT s] [DEVICES]): one Qt Test program, run in a
 # sandbox of its own (network, PC/SC socket, working directory and X display; see tests/sandbox).
 # LOCKS names what two tests must not use at the same time, for instance the fixed files in /tmp.
+# DEVICES is for programs that own a virtual desk (virtual/testbed.h): they run under its preload library.
 function(desk_add_test name)
-    cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBRARIES;LOCKS" ${ARGN})
+    cmake_parse_arguments(arg "DEVICES" "TIMEOUT" "SOURCES;LIBRARIES;LOCKS" ${ARGN})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
@@ -72,4 +73,7 @@ function(desk_add_test name)
                                                DESK_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
     add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/tests/sandbox" $<TARGET_FILE:${name}>)
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} RESOURCE_LOCK "${arg_LOCKS}")
+    if(arg_DEVICES)
+        set_tests_properties(${name} PROPERTIES ENVIRONMENT DESK_DEVICES=1)
+    endif()
 endfunction()

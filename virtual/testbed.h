@@ -1,0 +1,111 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QByteArray>
+#include <QProcessEnvironment>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+typedef struct _UMockdevTestbed UMockdevTestbed;
+typedef struct _UMockdevIoctlBase UMockdevIoctlBase;
+typedef struct _UMockdevIoctlClient UMockdevIoctlClient;
+typedef struct _UMockdevIoctlData UMockdevIoctlData;
+typedef struct _GMainContext GMainContext;
+
+namespace virtual_desk {
+
+/// \brief Drops one reference of a GLib object; for std::unique_ptr.
+struct GObjectUnref
+{
+    void operator()(void* object) const;
+};
+
+using IoctlData = std::unique_ptr<UMockdevIoctlData, GObjectUnref>;
+/// A shared reference to one open file of a client, so that its address stays unique while it is
+/// compared.
+using IoctlClient = std::shared_ptr<UMockdevIoctlClient>;
+
+IoctlClient shareClient(UMockdevIoctlClient* client);
+
+/// The memory of `length` bytes that the pointer at `offset` of `data` points to in the client;
+/// null when the client cannot be asked (it died) or `length` is 0.
+IoctlData resolvePointer(UMockdevIoctlData* data, std::size_t offset, std::size_t length);
+
+/// \brief The /dev and /sys of one virtual desk, and the owner of every emulated device node on it.
+///
+/// The process that creates a testbed runs under the preload library of umockdev (see
+/// `restartUnderPreload` and the DEVICES option of desk_add_test). Creating one sets UMOCKDEV_DIR
+/// for this process and for every program that it starts from then on: they all see the virtual
+/// desk, unmodified. One testbed per process at a time. It must outlive every program that uses it.
+class Testbed
+{
+public:
+    /// Answers one ioctl of a client. Runs on the testbed's own thread. Returns false when the
+    /// request is not understood (the client then sees ENOTTY). Returning true promises a later
+    /// `completeIoctl`.
+    using IoctlHandler = std::function<bool(const IoctlClient& client)>;
+
+    Testbed();
+    ~Testbed();
+    Testbed(const Testbed&) = delete;
+    Testbed& operator=(const Testbed&) = delete;
+
+    /// The folder that stands for the root of the file system; its "dev" holds the nodes.
+    QString rootDirectory() const;
+
+    /// Puts devices on the desk, in umockdev's text format (lines P:, N:, E:, A:, H:, S:), and
+    /// announces them to udev listeners. Any thread. Returns false with a warning when the text is
+    /// not accepted.
+    bool addDevices(const QByteArray& description);
+
+    /// Announces the removal of the device `sysPath` ("/sys/devices/…"), takes it away and deletes
+    /// `node`
+    /// ("/dev/…"; may be empty). Any thread.
+    void removeDevice(const QByteArray& sysPath, const QByteArray& node);
+
+    /// Sends the requests that clients make on `node` ("/dev/…") to `handler`. Call it before the
+    /// device is added. The node stays served until the testbed ends, because a client whose node
+    /// loses its server is aborted by the preload library. Any thread.
+    void attachIoctl(const QByteArray& node, IoctlHandler handler);
+
+    /// Runs `work` on the testbed's thread, after `milliseconds`. Any thread. Before the first
+    /// client has opened a node there is no such thread to reach, and `work` is dropped: nobody
+    /// waits for an answer.
+    void runLater(int milliseconds, std::function<void()> work);
+
+    UMockdevTestbed* handle() const { return m_testbed.get(); }
+
+    /// True when this process runs under the preload library.
+    static bool preloaded();
+
+    /// Restarts the program under the preload library (behind a sanitizer's runtime, where there is
+    /// one) unless it already runs so. Call it first in `main`.
+    static void restartUnderPreload(char** arguments);
+
+    /// The environment for programs that must not see the desk: X servers, window managers, shell
+    /// tools.
+    static QProcessEnvironment outsideEnvironment();
+
+private:
+    struct Node;
+
+    std::unique_ptr<UMockdevTestbed, GObjectUnref> m_testbed;
+    std::vector<std::unique_ptr<Node>> m_nodes;
+    std::shared_ptr<struct TestbedThread> m_thread;
+    std::mutex m_mutex;
+};
+
+/// Ends a request with `result`, or with -1 and `error` when `error` is not 0. Does nothing when
+/// the client is gone. On the testbed's thread only.
+void completeIoctl(const IoctlClient& client, long result, int error = 0);
+
+/// True while the client has the file open. A close is seen late, after some milliseconds.
+bool isConnected(const IoctlClient& client);
+
+} // namespace virtual_desk
