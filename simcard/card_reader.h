@@ -39,27 +39,23 @@ extern "C" {
 /// Opens a reader. Does not touch the card: an empty reader opens. A reader that is still open is
 /// closed first.
 ///
-/// \param kind        kind of connection; the service passes 1. Ours has one kind and ignores it.
-/// \param readerName  NUL-terminated name within a buffer of 256 bytes (UTF-8). Ours takes the
-/// reader that is
-///                    listed under exactly this name, else the first whose name begins with it,
-///                    else, with a trailing " N" taken off, the Nth (from 0) whose name begins with
-///                    the rest or has it in its product text, that is, before "[interface] (serial)
-///                    00 00".
+/// Ours takes the reader that is listed under exactly the given name, else the first whose name
+/// begins with it, else, with a trailing " N" taken off, the Nth (from 0) whose name begins with
+/// the rest or has it in its product text, that is, before "[interface] (serial) 00 00".
+///
+/// \param kind  kind of connection; the service passes 1. Ours has one kind and ignores it.
+/// \param readerName  NUL-terminated UTF-8 name in a buffer of 256 bytes.
 /// \param openResult  256 bytes for the library's own use, never read by the service. Ours leaves
-/// the full name
-///                    of the opened reader there, NUL-terminated, and an empty text when the
-///                    opening failed.
+///     the full name of the opened reader there, NUL-terminated; an empty text after a failure.
 /// \return 0 or an error code.
 int OpenCardReader(int kind, const char* readerName, char* openResult);
 
-/// Powers the card and takes its answer to reset. The card stays this process's own until it is
+/// Powers the card and takes its answer to reset. The card is this process's own until it is
 /// powered off or the reader is closed. A card that is already powered is powered off first.
 ///
-/// \param atr  1024 bytes. Receives the answer to reset (at most 33 bytes); the rest is left as it
-/// is, so the
-///             caller clears the buffer when it means to show more than the answer's own length.
-///             Untouched on failure.
+/// \param atr  1024 bytes. Receives the answer to reset (at most 33 bytes). The rest stays as it
+///     is, so a caller that shows more than the answer clears the buffer before. Untouched on
+///     failure.
 /// \return 0 or an error code; with no card in the reader an error.
 int CardPowerOn(unsigned char* atr);
 
@@ -67,16 +63,14 @@ int CardPowerOn(unsigned char* atr);
 /// answered, not that it was content: status words, 61xx, 6Cxx and 9Fxx among them, come back as
 /// the card gave them.
 ///
-/// \param length          characters in `text` without its NUL: even, 8 (four bytes) to 522 (261
-/// bytes). \param text            NUL-terminated hexadecimal text of the command, in either case.
+/// \param length  characters in `text` without its NUL: even, 8 (four bytes) to 522 (261 bytes).
+/// \param text  NUL-terminated hexadecimal text of the command, in either case.
 /// \param responseLength  receives the characters in `response` without its NUL; 0 on failure.
-/// \param response        1024 bytes. Receives the response as NUL-terminated upper-case
-/// hexadecimal text whose
-///                        last four characters are the status word: at least 4 characters, and at
-///                        most 516 for a command of this length range. An empty text on failure.
+/// \param response  1024 bytes. Receives NUL-terminated upper-case hexadecimal text whose last
+///     four characters are the status word: 4 to 516 characters, a card's response to a command
+///     of this length range. An empty text on failure.
 /// \return 0 or an error code; nothing is sent when the text or its length is wrong. A response
-/// without a whole
-///         status word is an error (a card that is pulled during a command leaves none).
+///     without a whole status word is an error: a card that is pulled during a command leaves none.
 int SendApduCommand(int length, const char* text, int* responseLength, char* response);
 
 /// Powers the card off and gives it free. The reader stays open.

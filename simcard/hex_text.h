@@ -1,0 +1,19 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+//
+// Hexadecimal text as the card-reader functions take and give it.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The bytes of `length` characters of hexadecimal text, in either case; nothing when the text is
+/// odd, holds another character, or does not end (with its NUL) exactly there. Reads no further
+/// than that NUL.
+std::optional<std::vector<std::uint8_t>> bytesFromHex(const char* text, std::size_t length);
+
+/// Upper-case hexadecimal text, two characters a byte.
+std::string hexFromBytes(const std::vector<std::uint8_t>& bytes);
