@@ -48,6 +48,7 @@ const CTextMessageProcessor::Command* CTextMessageProcessor::findCommand(const Q
 {
     static const Command commands[] = {
         {"ZCReadHIDOpen", "ZCReadHIDOpen", &CTextMessageProcessor::ZCReadHIDOpen},
+        {"ZCSIMCard", "ZCSIMCard", &CTextMessageProcessor::ZCSIMCard},
     };
     for (const Command& command : commands) {
         if (function == QLatin1String(command.function))

@@ -127,6 +127,18 @@ private Q_SLOTS:
         QVERIFY(second.silentFor(100));
     }
 
+    void answersWithTheTagOfTheLatestRequest()
+    {
+        DeskClient client;
+        QVERIFY(client.open());
+        client.send("{'function':'ZCSIMCard','_tflag':'a1'}");
+        QCOMPARE(client.text(), QString(R"({"_tflag":"a1","functionName":"ZCSIMCard",)"
+                                        R"("msg":"打开设备端口失败","success":0})"));
+        client.send(R"({"function":"ZCSIMCard"})");
+        QCOMPARE(client.text(), QString(R"({"_tflag":"","functionName":"ZCSIMCard",)"
+                                        R"("msg":"打开设备端口失败","success":0})"));
+    }
+
     void acceptsTheHidOpenCommandWithoutAnAnswer()
     {
         DeskClient client;
