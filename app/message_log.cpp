@@ -5,11 +5,10 @@
 
 #include <QDateTime>
 #include <QFile>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QTextStream>
 
 #include <cstdlib>
+#include <mutex>
 
 namespace {
 
@@ -44,8 +43,8 @@ void appendLine(const QString& line)
 
 void outputMessage(QtMsgType type, const QMessageLogContext& /*context*/, const QString& msg)
 {
-    static QMutex mutex;
-    const QMutexLocker locker(&mutex);
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
     const QString level = levelText(type);
     const QString time =
         QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd hh:mm:ss ddd"));

@@ -57,12 +57,13 @@ function(desk_add_library name)
     target_link_libraries(${name} PUBLIC ${arg_LIBRARIES})
 endfunction()
 
-# desk_add_test(<name> SOURCES ... LIBRARIES ... [LOCKS ...] [TIMEOUT s] [DEVICES]): one Qt Test program, run in a
+# desk_add_test(<name> SOURCES ... LIBRARIES ... [LOCKS ...] [LABELS ...] [TIMEOUT s] [DEVICES]): one Qt Test program, run in a
 # sandbox of its own (network, PC/SC socket, working directory and X display; see tests/sandbox).
 # LOCKS names what two tests must not use at the same time, for instance the fixed files in /tmp.
+# LABELS threads marks a test that `./run sanitize` repeats under ThreadSanitizer.
 # DEVICES is for programs that own a virtual desk (virtual/testbed.h): they run under its preload library.
 function(desk_add_test name)
-    cmake_parse_arguments(arg "DEVICES" "TIMEOUT" "SOURCES;LIBRARIES;LOCKS" ${ARGN})
+    cmake_parse_arguments(arg "DEVICES" "TIMEOUT" "SOURCES;LIBRARIES;LOCKS;LABELS" ${ARGN})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
@@ -72,7 +73,8 @@ function(desk_add_test name)
     target_compile_definitions(${name} PRIVATE DESK_BIN_DIR="${CMAKE_BINARY_DIR}/bin"
                                                DESK_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
     add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/tests/sandbox" $<TARGET_FILE:${name}>)
-    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} RESOURCE_LOCK "${arg_LOCKS}")
+    set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} RESOURCE_LOCK "${arg_LOCKS}"
+                                             LABELS "${arg_LABELS}")
     if(arg_DEVICES)
         set_tests_properties(${name} PROPERTIES ENVIRONMENT DESK_DEVICES=1)
     endif()
