@@ -1,0 +1,32 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// The capture library's settings. It reads the first two from the environment only.
+
+#include "camera/capture_settings.h"
+
+#include <QByteArray>
+
+#include <opencv2/core/utils/logger.hpp>
+
+namespace {
+
+void setUnlessSet(const char* name, const char* value)
+{
+    if (!qEnvironmentVariableIsSet(name)) {
+        qputenv(name, value);
+    }
+}
+
+} // namespace
+
+void applyCaptureSettings()
+{
+    // Seconds that a read waits for a frame.
+    setUnlessSet("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "0");
+    // Built-in back-ends start at 1000 and go down by ten.
+    setUnlessSet("OPENCV_VIDEOIO_PRIORITY_V4L2", "2000");
+    if (!qEnvironmentVariableIsSet("OPENCV_LOG_LEVEL")) {
+        cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+    }
+}

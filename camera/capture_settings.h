@@ -1,0 +1,18 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// \brief Sets up the capture library for a program whose one thread also serves clients. To be
+/// called before the first camera is opened; further calls change nothing.
+///
+/// - A read takes the frame that is there and never waits for one. By itself the library waits up
+/// to ten
+///   seconds for a camera that has stopped sending, and its setting knows whole seconds only.
+/// - The kernel's own capture interface is tried before the other back-ends; those are left in the
+/// automatic
+///   choice, but some of them wait for ever for a frame.
+/// - The library's warnings are silent (its errors are not): "no frame yet" is one of them.
+///
+/// A setting that is already in the environment (OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT,
+/// OPENCV_VIDEOIO_PRIORITY_V4L2, OPENCV_LOG_LEVEL) wins.
+void applyCaptureSettings();

@@ -1,0 +1,206 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// The capture window: preview, camera and resolution, taking and handing over the picture.
+
+#include "camera/capture_window.h"
+
+#include "camera/capture_resolutions.h"
+#include "camera/capture_settings.h"
+#include "camera/preview.h"
+#include "ui_capture_window.h"
+
+#include <QBuffer>
+#include <QDebug>
+#include <QFileInfo>
+#include <QTimer>
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <iterator>
+
+namespace {
+
+constexpr int previewInterval = 33; // ms, about 30 pictures a second
+constexpr char pictureFile[] = "/tmp/kvo_cv.jpg";
+
+/// The picture file's content, encoded a second time by the GUI toolkit; empty when it cannot be
+/// read.
+QByteArray encodedPicture()
+{
+    const QString file = QString::fromLatin1(pictureFile);
+    const QImage picture(file);
+    QByteArray encoded;
+    QBuffer buffer(&encoded);
+    buffer.open(QIODevice::WriteOnly);
+    picture.save(&buffer, QFileInfo(file).suffix().toLatin1().constData());
+    return encoded;
+}
+
+} // namespace
+
+CameraUser::CameraUser(QWidget* parent)
+    : CaptureDialog(parent)
+    , ui(new Ui::CameraUser)
+{
+    applyCaptureSettings();
+    qWarning("CameraUser()++");
+    ui->setupUi(this);
+    setWindowFlags(Qt::Tool | Qt::WindowStaysOnTopHint);
+    initCamera();
+
+    m_timer = new QTimer(this);
+    connect(m_timer, SIGNAL(timeout()), this, SLOT(readFrameSlot()));
+    connect(ui->photoBtn, SIGNAL(clicked()), this, SLOT(takingPicturesSlot()));
+    connect(ui->closeCamBtn, SIGNAL(clicked()), this, SLOT(closeCamaraSlot()));
+    connect(ui->comboBox, SIGNAL(currentIndexChanged(QString)), this, SLOT(print_s()));
+    connect(ui->comboBox_2, SIGNAL(currentIndexChanged(QString)), this, SLOT(print_camera()));
+
+    m_base64.clear();
+    ui->lineEdit->hide();
+    openCamaraSlot();
+}
+
+CameraUser::~CameraUser()
+{
+    qWarning("~CameraUser()--");
+    delete ui;
+}
+
+QString CameraUser::getBase64()
+{
+    return m_base64;
+}
+
+void CameraUser::openCamaraSlot()
+{
+    m_currentIndex = m_documentIndex;
+    if (openCamera(m_currentIndex, captureResolutions[0].width, captureResolutions[0].height)) {
+        startPreview();
+    } else {
+        giveUp();
+    }
+}
+
+void CameraUser::readFrameSlot()
+{
+    // Not read(): it empties the frame when there is no next one, and the picture that the operator
+    // sees could no longer be taken.
+    try {
+        if (!m_capture.grab() || !m_capture.retrieve(m_frame)) {
+            return;
+        }
+    } catch (const cv::Exception&) {
+        return;
+    }
+    QImage shown = previewImage(m_frame, ui->cameraPic->size());
+    if (shown.isNull()) {
+        return;
+    }
+    m_shown = std::move(shown);
+    ui->cameraPic->setPixmap(QPixmap::fromImage(m_shown));
+}
+
+void CameraUser::takingPicturesSlot()
+{
+    if (m_frame.data == nullptr) {
+        return;
+    }
+    m_shown = m_shown.scaled(ui->grabPic->size(), Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    ui->grabPic->setPixmap(QPixmap::fromImage(m_shown));
+    try {
+        cv::imwrite(pictureFile, m_frame);
+    } catch (const cv::Exception&) {
+        // The previous picture stays; the library has logged why.
+    }
+}
+
+void CameraUser::closeCamaraSlot()
+{
+    m_base64 = QString::fromLatin1(encodedPicture().toBase64());
+    stopPreview();
+    close();
+}
+
+void CameraUser::closeSlot()
+{
+    close();
+}
+
+void CameraUser::print_s()
+{
+    const int row = ui->comboBox->currentIndex();
+    if (row < 0 || row >= static_cast<int>(std::size(captureResolutions))) {
+        return;
+    }
+    const CaptureResolution& resolution = captureResolutions[row];
+    ui->lineEdit->setText(QString::fromLatin1(resolution.text));
+    stopPreview();
+    if (openCamera(m_currentIndex, resolution.width, resolution.height)) {
+        startPreview();
+    } else {
+        giveUp();
+    }
+}
+
+void CameraUser::print_camera()
+{
+    const int row = ui->comboBox_2->currentIndex();
+    if (row != 0 && row != 1) {
+        return;
+    }
+    stopPreview();
+    m_currentIndex = row == 0 ? m_documentIndex : m_portraitIndex;
+    ui->lineEdit->setText(QString::fromLatin1(captureResolutions[0].text));
+    if (openCamera(m_currentIndex, captureResolutions[0].width, captureResolutions[0].height)) {
+        startPreview();
+    } else {
+        giveUp();
+    }
+    ui->comboBox->setCurrentIndex(0);
+}
+
+void CameraUser::showEvent(QShowEvent* event)
+{
+    CaptureDialog::showEvent(event);
+    if (m_closeWhenShown) {
+        m_closeWhenShown = false;
+        QMetaObject::invokeMethod(this, &CameraUser::closeSlot, Qt::QueuedConnection);
+    }
+}
+
+bool CameraUser::openCamera(int index, int width, int height)
+{
+    try {
+        m_capture.open(index, cv::CAP_ANY);
+        m_capture.set(cv::CAP_PROP_FRAME_WIDTH, width);
+        m_capture.set(cv::CAP_PROP_FRAME_HEIGHT, height);
+        return m_capture.isOpened();
+    } catch (const cv::Exception&) {
+        m_capture.release();
+        return false;
+    }
+}
+
+void CameraUser::startPreview()
+{
+    m_timer->start(previewInterval);
+}
+
+void CameraUser::stopPreview()
+{
+    m_timer->stop();
+    ui->cameraPic->setPixmap(QPixmap());
+}
+
+/// A dialog that is closed before its exec() is shown by it all the same and stays for ever; the
+/// close is then put off until the window is shown.
+void CameraUser::giveUp()
+{
+    qDebug("open camera error");
+    if (isVisible()) {
+        close();
+    } else {
+        m_closeWhenShown = true;
+    }
+}
