@@ -106,6 +106,7 @@ int CameraUser::initCamera()
         std::printf("t_nFlag1 == 2");
         ui->comboBox_2->addItem(QStringLiteral("人像摄像头"));
     }
+    std::fflush(stdout); // the last line has no end and the window may stay open for long
     return document == 1 || portrait == 1 ? 0 : -1;
 }
 

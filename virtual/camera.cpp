@@ -1,0 +1,80 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "virtual/camera.h"
+
+#include "virtual/camera_node.h"
+#include "virtual/testbed.h"
+
+#include <utility>
+
+namespace virtual_desk {
+
+QVector<QSize> deskCameraSizes()
+{
+    return {{640, 480},   {800, 600},   {1024, 768},  {1280, 720}, {1280, 960},
+            {1600, 1200}, {1920, 1080}, {2048, 1536}, {2592, 1944}};
+}
+
+Camera::Camera(Testbed& testbed, CameraDescription description)
+    : m_node(std::make_shared<CameraNode>(testbed, std::move(description)))
+{
+    m_node->attach();
+}
+
+Camera::~Camera()
+{
+    m_node->unplug();
+}
+
+void Camera::plugIn()
+{
+    m_node->plugIn();
+}
+
+void Camera::unplug()
+{
+    m_node->unplug();
+}
+
+void Camera::setBusy(bool busy)
+{
+    m_node->change([busy](CameraFaults& faults) { faults.busy = busy; });
+}
+
+void Camera::setStalled(bool stalled)
+{
+    m_node->change([stalled](CameraFaults& faults) { faults.stalled = stalled; });
+}
+
+void Camera::setGarbage(bool garbage)
+{
+    m_node->change([garbage](CameraFaults& faults) { faults.garbage = garbage; });
+}
+
+void Camera::setPatience(int milliseconds)
+{
+    m_node->change([milliseconds](CameraFaults& faults) { faults.patience = milliseconds; });
+}
+
+bool Camera::isStreaming() const
+{
+    return m_node->report().streaming;
+}
+
+QSize Camera::currentSize() const
+{
+    return m_node->report().size;
+}
+
+int Camera::framesSent() const
+{
+    return m_node->report().framesSent;
+}
+
+int Camera::streamsStarted() const
+{
+    return m_node->report().streamsStarted;
+}
+
+} // namespace virtual_desk

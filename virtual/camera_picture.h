@@ -1,0 +1,39 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QByteArray>
+#include <QImage>
+#include <QSize>
+
+namespace virtual_desk {
+
+/// \brief What a virtual camera looks at.
+enum class Scene {
+    TestCard, ///< colour bars
+    Document, ///< a printed form with a red stamp
+    Portrait, ///< head and shoulders
+};
+
+/// \brief The scene without its moving part; RGB32. The same scene has the same proportions at
+/// every size. Needs no application object.
+QImage drawScene(Scene scene, QSize size);
+
+/// \brief The moving part: a band that goes over the top of the scene and carries the frame's
+/// number, once as sixteen black and white squares for programs and once in digits for people.
+/// RGB32, as wide as the picture. \param frame 0 to 65535.
+QImage drawFrameBand(QSize pictureSize, int frame);
+
+/// \brief The frame's number as a picture of any size shows it, for instance after JPEG
+/// compression. \return 0 to 65535, or -1 when the picture carries no band.
+int readFrameNumber(const QImage& picture);
+
+/// \brief The mean difference of two pictures per pixel and colour, 0 to 255, after \p picture has
+/// been scaled to the size of \p expected; the frame band is left out.
+double sceneDifference(const QImage& picture, const QImage& expected);
+
+/// \brief Rows of a picture as packed 4:2:2 video (Y U Y V; ITU-R BT.601, limited range). The width
+/// is even.
+QByteArray packYuyv(const QImage& rows);
+
+} // namespace virtual_desk
