@@ -48,6 +48,7 @@ const CTextMessageProcessor::Command* CTextMessageProcessor::findCommand(const Q
 {
     static const Command commands[] = {
         {"ZCReadHIDOpen", "ZCReadHIDOpen", &CTextMessageProcessor::ZCReadHIDOpen},
+        {"ZCCameraPic", "ZCCameraPic", &CTextMessageProcessor::ZCCameraPic},
         {"ZCSIMCard", "ZCSIMCard", &CTextMessageProcessor::ZCSIMCard},
     };
     for (const Command& command : commands) {

@@ -45,6 +45,7 @@ private:
     static void send(QWebSocket* client, const QString& reply);
 
     void ZCReadHIDOpen(QString functionName, QWebSocket* client, QString request);
+    void ZCCameraPic(QString functionName, QWebSocket* client, QString request);
     void ZCSIMCard(QString functionName, QWebSocket* client, QString request);
 
     QString m_tflag; ///< "_tflag" of the most recently dispatched request
