@@ -72,6 +72,11 @@ int Camera::framesSent() const
     return m_node->report().framesSent;
 }
 
+int Camera::timesOpened() const
+{
+    return m_node->report().timesOpened;
+}
+
 int Camera::streamsStarted() const
 {
     return m_node->report().streamsStarted;

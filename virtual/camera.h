@@ -75,6 +75,8 @@ public:
     int framesSent() const;
     /// How often a stream was started since the camera was made.
     int streamsStarted() const;
+    /// How often a program opened the node and asked it something, since the camera was made.
+    int timesOpened() const;
 
 private:
     std::shared_ptr<CameraNode> m_node;

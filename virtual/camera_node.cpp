@@ -127,7 +127,7 @@ void CameraNode::change(const std::function<void(CameraFaults&)>& edit)
 CameraNode::Report CameraNode::report() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return {m_stream.isRunning(), m_stream.size(), m_framesSent, m_streamsStarted};
+    return {m_stream.isRunning(), m_stream.size(), m_framesSent, m_streamsStarted, m_timesOpened};
 }
 
 template <typename Argument>
@@ -209,6 +209,7 @@ bool CameraNode::isCutOff(const IoctlClient& client)
     }
     if (!contains(m_clients, client)) {
         m_clients.push_back(client);
+        ++m_timesOpened;
     }
     return false;
 }

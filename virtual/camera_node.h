@@ -43,6 +43,7 @@ public:
         QSize size;
         int framesSent = 0;
         int streamsStarted = 0;
+        int timesOpened = 0;
     };
     Report report() const;
 
@@ -89,6 +90,7 @@ private:
     IoctlClient m_owner;                // has the buffers
     int m_framesSent = 0;
     int m_streamsStarted = 0;
+    int m_timesOpened = 0;
 };
 
 } // namespace virtual_desk
