@@ -202,5 +202,6 @@ void CameraUser::giveUp()
         close();
     } else {
         m_closeWhenShown = true;
+        setAttribute(Qt::WA_ShowWithoutActivating); // gone too soon to take the focus
     }
 }
