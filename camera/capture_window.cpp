@@ -22,6 +22,8 @@
 namespace {
 
 constexpr int previewInterval = 33; // ms, about 30 pictures a second
+// ms; a window that goes before the window system has shown it is given the focus when it is gone.
+constexpr int closeDelay = 50;
 constexpr char pictureFile[] = "/tmp/kvo_cv.jpg";
 
 /// The picture file's content, encoded a second time by the GUI toolkit; empty when it cannot be
@@ -165,7 +167,7 @@ void CameraUser::showEvent(QShowEvent* event)
     CaptureDialog::showEvent(event);
     if (m_closeWhenShown) {
         m_closeWhenShown = false;
-        QMetaObject::invokeMethod(this, &CameraUser::closeSlot, Qt::QueuedConnection);
+        QTimer::singleShot(closeDelay, this, &CameraUser::closeSlot);
     }
 }
 
@@ -202,6 +204,5 @@ void CameraUser::giveUp()
         close();
     } else {
         m_closeWhenShown = true;
-        setAttribute(Qt::WA_ShowWithoutActivating); // gone too soon to take the focus
     }
 }
