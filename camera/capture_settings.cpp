@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The capture library's settings. It reads the first two from the environment only.
+// The capture library's settings. It reads most of them from the environment only.
 
 #include "camera/capture_settings.h"
 
@@ -24,8 +24,9 @@ void applyCaptureSettings()
 {
     // Seconds that a read waits for a frame.
     setUnlessSet("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "0");
-    // Built-in back-ends start at 1000 and go down by ten.
+    // Built-in back-ends start at 1000 and go down by ten; 0 takes one out.
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_V4L2", "2000");
+    setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0");
     if (!qEnvironmentVariableIsSet("OPENCV_LOG_LEVEL")) {
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
     }

@@ -6,13 +6,13 @@
 /// called before the first camera is opened; further calls change nothing.
 ///
 /// - A read takes the frame that is there and never waits for one. By itself the library waits up
-/// to ten
-///   seconds for a camera that has stopped sending, and its setting knows whole seconds only.
-/// - The kernel's own capture interface is tried before the other back-ends; those are left in the
-/// automatic
-///   choice, but some of them wait for ever for a frame.
+///   to ten seconds for a camera that has stopped sending; its setting knows whole seconds only.
+/// - The kernel's own capture interface is tried before the other back-ends of the automatic
+///   choice, whose reads may wait.
+/// - The back-end for photo cameras and telephones (gPhoto2) is out of the choice: its search takes
+///   a tenth of a second and leaves memory behind each time that no camera can be opened.
 /// - The library's warnings are silent (its errors are not): "no frame yet" is one of them.
 ///
 /// A setting that is already in the environment (OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT,
-/// OPENCV_VIDEOIO_PRIORITY_V4L2, OPENCV_LOG_LEVEL) wins.
+/// OPENCV_VIDEOIO_PRIORITY_V4L2, OPENCV_VIDEOIO_PRIORITY_GPHOTO2, OPENCV_LOG_LEVEL) wins.
 void applyCaptureSettings();
