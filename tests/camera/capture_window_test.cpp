@@ -147,7 +147,9 @@ private Q_SLOTS:
     void previewIsTheWholeFrameConvertedAndScaled_data()
     {
         QTest::addColumn<QSize>("frameSize");
-        for (QSize size : deskCameraSizes() + QVector<QSize>{{500, 400}, {2, 2}, {33, 77}}) {
+        for (QSize size :
+             deskCameraSizes() +
+                 QVector<QSize>{{500, 400}, {1, 1}, {2, 2}, {33, 77}, {1499, 1201}, {4096, 3072}}) {
             QTest::addRow("%d x %d", size.width(), size.height()) << size;
         }
     }
@@ -162,9 +164,9 @@ private Q_SLOTS:
         }
         const QImage whole(frame.data, frame.cols, frame.rows, static_cast<int>(frame.step),
                            QImage::Format_RGB888);
-        QCOMPARE(
-            previewImage(frame, {500, 400}),
-            whole.rgbSwapped().scaled(500, 400, Qt::IgnoreAspectRatio, Qt::FastTransformation));
+        const QImage expected =
+            whole.rgbSwapped().scaled(500, 400, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+        QCOMPARE(previewImage(frame, {500, 400}), expected.convertToFormat(QImage::Format_RGB32));
         QVERIFY(previewImage(cv::Mat(), {500, 400}).isNull());
         QVERIFY(previewImage(cv::Mat(4, 4, CV_8UC1), {500, 400}).isNull());
     }
