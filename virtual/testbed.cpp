@@ -45,6 +45,7 @@ struct Testbed::Node
 {
     std::unique_ptr<UMockdevIoctlBase, GObjectUnref> base;
     IoctlHandler handler;
+    IoctlHandler onRead;
     std::shared_ptr<TestbedThread> thread;
 };
 
@@ -143,16 +144,23 @@ void Testbed::removeDevice(const QByteArray& sysPath, const QByteArray& node)
     }
 }
 
-void Testbed::attachIoctl(const QByteArray& node, IoctlHandler handler)
+void Testbed::attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHandler onRead)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto learning = [this](IoctlHandler inner) -> IoctlHandler {
+        return [thread = m_thread, inner = std::move(inner)](const IoctlClient& client) {
+            thread->learn();
+            return inner(client);
+        };
+    };
     auto served = std::make_unique<Node>();
     served->base.reset(umockdev_ioctl_base_new());
-    served->handler = [thread = m_thread, inner = std::move(handler)](const IoctlClient& client) {
-        thread->learn();
-        return inner(client);
-    };
+    served->handler = learning(std::move(handler));
     g_signal_connect(served->base.get(), "handle-ioctl", G_CALLBACK(onIoctl), &served->handler);
+    if (onRead) {
+        served->onRead = learning(std::move(onRead));
+        g_signal_connect(served->base.get(), "handle-read", G_CALLBACK(onIoctl), &served->onRead);
+    }
     GError* error = nullptr;
     if (!umockdev_testbed_attach_ioctl(m_testbed.get(), node.constData(), served->base.get(),
                                        &error)) {

@@ -72,7 +72,9 @@ public:
     /// Sends the requests that clients make on `node` ("/dev/…") to `handler`. Call it before the
     /// device is added. The node stays served until the testbed ends, because a client whose node
     /// loses its server is aborted by the preload library. Any thread.
-    void attachIoctl(const QByteArray& node, IoctlHandler handler);
+    /// \param onRead answers reads of the node in the same way; the request's argument is the
+    /// read's buffer, and the result the number of bytes
+    void attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHandler onRead = nullptr);
 
     /// Runs `work` on the testbed's thread, after `milliseconds`. Any thread. Before the first
     /// client has opened a node there is no such thread to reach, and `work` is dropped: nobody

@@ -1,0 +1,45 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "sign/hid_writing_device.h"
+
+#include <QByteArray>
+#include <QObject>
+
+/// \brief The pad through the kernel's hidraw nodes.
+class QLinuxHidRawDev : public QObject, public QHidWritingDevice
+{
+    Q_OBJECT
+
+public:
+    explicit QLinuxHidRawDev(QObject* parent = nullptr);
+    ~QLinuxHidRawDev() override;
+
+    /// Takes the first node in the order of the directory /dev that `isMyHidraw` accepts, and
+    /// remembers its path. Finding none leaves the path as it was.
+    int findDevice() override;
+
+    /// Opens the path found last, after closing what was open. \return 1, or -1
+    int openDevice() override;
+
+    /// Blocks until a report comes. \return 0, or -1 for fewer than 16 bytes
+    int readData(int& x, int& y, int& p) override;
+
+    int closeDevice() override;
+
+    /// The node found last; empty before.
+    QByteArray path() const { return devicePath; }
+
+private:
+    QByteArray devicePath;
+    int fd;              ///< keeps its number after a close; see `opened`
+    bool opened = false; ///< a number once closed may belong to another file of the process by now
+};
+
+/// Judges one hidraw node. Of the pad's own nodes only the one whose report descriptor starts with
+/// vendor usage page 0xFF02 carries pen reports. A node of any other device is accepted too, by
+/// design: without the pad's identity the first hidraw node of the desk counts as the pad. \return
+/// 1 accepted, 0 rejected
+int isMyHidraw(const char* path);

@@ -1,0 +1,28 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "sign/hid_writing_device.h"
+
+#include <QByteArray>
+#include <QObject>
+
+/// \brief A driver that never touches hardware: nothing is found, nothing opens, reads give
+/// nothing.
+class QLinuxHidDev : public QObject, public QHidWritingDevice
+{
+    Q_OBJECT
+
+public:
+    explicit QLinuxHidDev(QObject* parent = nullptr);
+
+    int findDevice() override; ///< \return 0
+    int openDevice() override; ///< \return -1
+    /// Leaves the outputs untouched. \return 0
+    int readData(int& x, int& y, int& p) override;
+    int closeDevice() override; ///< \return 0
+
+private:
+    QByteArray devicePath;
+};

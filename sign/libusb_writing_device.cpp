@@ -1,0 +1,136 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "sign/libusb_writing_device.h"
+
+#include "sign/pen_report.h"
+
+#include <QElapsedTimer>
+#include <QThread>
+#include <QtDebug>
+
+#include <libusb.h>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int padInterface = 0;
+constexpr unsigned char penEndpoint = LIBUSB_ENDPOINT_IN | 1;
+constexpr unsigned readTimeoutMs = 300;
+
+void waitOutThePace(const QElapsedTimer& started)
+{
+    const qint64 left = static_cast<qint64>(readTimeoutMs) - started.elapsed();
+    if (left > 0)
+        QThread::msleep(static_cast<unsigned long>(left));
+}
+
+} // namespace
+
+QHandWritingDevForLibUsb::QHandWritingDevForLibUsb(QObject* parent)
+    : QObject(parent)
+    , claimed(0)
+    , handle(nullptr)
+    , context(nullptr)
+{
+    if (libusb_init(&context) < 0) {
+        qDebug("failed to initialise libusb\n");
+        context = nullptr;
+    }
+}
+
+QHandWritingDevForLibUsb::~QHandWritingDevForLibUsb()
+{
+    QHandWritingDevForLibUsb::closeDevice();
+    if (context)
+        libusb_exit(context);
+}
+
+int QHandWritingDevForLibUsb::findDevice()
+{
+    libusb_device_handle* probe = openHandle();
+    if (!probe)
+        return 0;
+    libusb_close(probe);
+    return 1;
+}
+
+int QHandWritingDevForLibUsb::openDevice()
+{
+    if (handle)
+        closeDevice(); // a second handle would hide the first one, still claimed
+    handle = openHandle();
+    if (!handle) {
+        qDebug("Cannot open device\n");
+        return -1;
+    }
+    int result = libusb_claim_interface(handle, padInterface);
+    if (result < 0) {
+        if (libusb_detach_kernel_driver(handle, padInterface) == 0)
+            qDebug("Kernel Driver Detached!\n");
+        result = libusb_claim_interface(handle, padInterface);
+    }
+    if (result < 0) {
+        std::perror("Cannot Claim Interface\n");
+        closeDevice();
+        return -2;
+    }
+    claimed = 1;
+    return 1;
+}
+
+int QHandWritingDevForLibUsb::readData(int& x, int& y, int& p)
+{
+    qWarning("readData");
+    QElapsedTimer started;
+    started.start();
+    PenReport report;
+    int received = 0;
+    const int result = transfer(report, received);
+    qWarning("libusb_interrupt_transfer ,ret = %d", result);
+    if (result != 0) {
+        waitOutThePace(started);
+        return -1;
+    }
+    if (received < PenReport::usefulSize)
+        return -2;
+    x = report.x();
+    y = report.y();
+    p = report.pressure();
+    qWarning("x = %d , y = %d , p = %d", x, y, p);
+    return 0;
+}
+
+int QHandWritingDevForLibUsb::closeDevice()
+{
+    if (handle) {
+        if (claimed) {
+            const int result = libusb_release_interface(handle, padInterface);
+            std::puts(result == 0 ? "Released hid Interface!" : "Cannot hid Released Interface!");
+            claimed = 0;
+        }
+        libusb_close(handle);
+    }
+    handle = nullptr;
+    return 1;
+}
+
+libusb_device_handle* QHandWritingDevForLibUsb::openHandle() const
+{
+    // Without a context of our own libusb would reach for a default one that nobody has set up.
+    return context ? libusb_open_device_with_vid_pid(context, padVendor, padProduct) : nullptr;
+}
+
+/// \return libusb's result, 0 for success; -1 for a foreign exception
+int QHandWritingDevForLibUsb::transfer(PenReport& report, int& received) const
+{
+    if (!handle)
+        return LIBUSB_ERROR_NO_DEVICE;
+    try {
+        return libusb_interrupt_transfer(handle, penEndpoint, report.bytes.data(), PenReport::size,
+                                         &received, readTimeoutMs);
+    } catch (...) {
+        return -1;
+    }
+}

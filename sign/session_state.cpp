@@ -1,0 +1,35 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "sign/session_state.h"
+
+#include "sign/libusb_writing_device.h"
+#include "sign/pen_reader_thread.h"
+
+#include <QCoreApplication>
+
+CGlobalObject::CGlobalObject()
+    : handWritingDev(new QHandWritingDevForLibUsb)
+    , readThread(new QGetHandWrtingDevData)
+    , signWindow(nullptr)
+{
+}
+
+CGlobalObject* g_globalObj = new CGlobalObject();
+struct_GLOBALSSIGNDATA g_SignData;
+
+namespace {
+
+// The thread uses Qt's and libusb's static data: it must not run on while the process takes them
+// down.
+void stopReaderAtTheEnd()
+{
+    g_globalObj->readThread->stopReading();
+}
+
+const bool readerStopsAtTheEnd = [] {
+    qAddPostRoutine(stopReaderAtTheEnd);
+    return true;
+}();
+
+} // namespace

@@ -1,0 +1,76 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QByteArray>
+#include <QDialog>
+#include <QPixmap>
+
+#include <memory>
+
+QT_BEGIN_NAMESPACE
+class Ui_MainWindow;
+QT_END_NAMESPACE
+
+/// \brief The dialog on the pad's display: pen samples become strokes, pen taps press its buttons.
+///
+/// Made from `g_SignData`, run with `exec()`, read and deleted by the command that made it. GUI
+/// thread only. Nothing but its own slots closes it: neither the window manager nor a key.
+class MainWindow : public QDialog
+{
+    Q_OBJECT
+
+public:
+    /// Outcomes.
+    enum Result {
+        Signed = 0,
+        Cancelled = -1, ///< or the signature could not be encoded
+        DeviceNotFound = -2,
+        DeviceNotOpened = -3,
+        EndedByCommand = -88,
+    };
+
+    /// Lays the window out at its place on the pad's display, without showing it.
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    /// Draws from the last sample to this one, in canvas pixels. Pressure 0 lifts the pen and draws
+    /// nothing.
+    void DrawWgtHandWriting(int cx, int cy, int p);
+
+    /// Starts again on a white canvas, unless that is disabled. The window stays open.
+    void btnResign_clicked();
+
+    int result;
+    QByteArray imageBase64; ///< PNG of the canvas as Base64 text, set by OK
+    bool endedByCommand;    ///< closed by a command, which answers for itself
+    bool closeAllowed;      ///< close events are accepted only when set
+    Ui_MainWindow* ui;      ///< owned
+    QPixmap* canvas;        ///< owned; the label `wgtHandwriting` shows it
+
+public Q_SLOTS:
+    void on_btnOK_clicked();
+    void on_btnCancel_clicked();
+    void on_btnResign_clicked();
+    /// Takes one pen sample in device units: draws it, and clicks the button under the pen when it
+    /// lifts.
+    void on_getDataOk(int x, int y, int p);
+    void onsEndSign();
+    void on_findDeviceErro();
+    void on_openDeviceErro();
+    void on_readDataErro();
+
+    /// Escape ends up here: the session goes on.
+    void reject() override;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
+private:
+    void placeOnPad();
+    void layOutUnseen();
+    void clickButtonAt(const QPointF& touch);
+    void showCanvas(const QRect& changed);
+    void closeWith(int outcome);
+};

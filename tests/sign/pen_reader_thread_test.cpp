@@ -1,0 +1,132 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "sign/pen_reader_thread.h"
+#include "tests/sign/captured_output.h"
+#include "tests/sign/process_on_desk.h"
+#include "virtual/signature_pad.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+using namespace virtual_desk;
+
+class PenReaderThreadTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_desk = std::make_unique<ProcessOnDesk>();
+        m_pad = std::make_unique<SignaturePad>(*m_desk->testbed);
+    }
+
+    void init()
+    {
+        m_pad->device().plug();
+        QTRY_COMPARE(g_globalObj->handWritingDev->openDevice(), 1);
+        m_pad->clearQueue();
+    }
+
+    void cleanup()
+    {
+        reader().stopReading();
+        g_globalObj->handWritingDev->closeDevice();
+    }
+
+    void handsEverySampleToTheOtherThreadInOrder()
+    {
+        QSignalSpy samples(&reader(), &QGetHandWrtingDevData::getDataOk);
+        const std::vector<PenPoint> points = PadGeometry().signature({100, 100, 400, 200});
+        m_pad->pen(points);
+        reader().startReading();
+        QTRY_COMPARE(samples.size(), static_cast<int>(points.size()));
+        for (int i = 0; i < samples.size(); ++i) {
+            const PenPoint& point = points[static_cast<std::size_t>(i)];
+            QCOMPARE(samples[i], QVariantList({point.x, point.y, point.pressure}));
+        }
+    }
+
+    void writesItsDiagnosticsForEachRound()
+    {
+        m_pad->pen(PenPoint{1, 2, 3});
+        m_pad->queue(UsbAnswer::data("short"));
+        CapturedDiagnostics diagnostics;
+        QSignalSpy failures(&reader(), &QGetHandWrtingDevData::readDataErro);
+        reader().startReading();
+        QVERIFY(failures.wait());
+        reader().stopReading();
+        QCOMPARE(diagnostics.take().mid(0, 9),
+                 QStringList({"w: qgethandwrtingdevdata", "w: readData",
+                              "w: libusb_interrupt_transfer ,ret = 0", "w: x = 1 , y = 2 , p = 3",
+                              "w: getDataOk x = 1,y = 2,P = 3\n", "w: qgethandwrtingdevdata",
+                              "w: readData", "w: libusb_interrupt_transfer ,ret = 0",
+                              "w: readDataErro faild\n"}));
+    }
+
+    void aLiftedPenAndAPulledPadFailAtTheSamePace_data()
+    {
+        QTest::addColumn<bool>("pulled");
+        QTest::newRow("lifted pen") << false;
+        QTest::newRow("pulled pad") << true;
+    }
+
+    void aLiftedPenAndAPulledPadFailAtTheSamePace()
+    {
+        QFETCH(bool, pulled);
+        if (pulled)
+            m_pad->device().unplug();
+        QSignalSpy failures(&reader(), &QGetHandWrtingDevData::readDataErro);
+        reader().startReading();
+        QTest::qWait(1600);
+        QElapsedTimer timer;
+        timer.start();
+        reader().stopReading();
+        QVERIFY2(timer.elapsed() < 400, qPrintable(QString::number(timer.elapsed())));
+        QVERIFY(!reader().isRunning());
+        QCoreApplication::processEvents();
+        QVERIFY2(failures.size() >= 4 && failures.size() <= 6,
+                 qPrintable(QString::number(failures.size())));
+    }
+
+    void aStartWhileReadingLeavesOneLoop()
+    {
+        QSignalSpy samples(&reader(), &QGetHandWrtingDevData::getDataOk);
+        for (int i = 0; i < 3; ++i)
+            reader().startReading();
+        QVERIFY(reader().isRunning());
+        m_pad->pen(PenPoint{7, 8, 9});
+        QVERIFY(samples.wait());
+        QCOMPARE(samples.size(), 1);
+    }
+
+    void aStopBeforeTheFirstRoundReadsNothing()
+    {
+        m_pad->device().clearLog();
+        reader().stop = true;
+        reader().start();
+        QVERIFY(reader().wait(2000));
+        QCOMPARE(m_pad->device().log(), QStringList());
+    }
+
+    void manyStartsAndStopsLoseNoSample()
+    {
+        QSignalSpy samples(&reader(), &QGetHandWrtingDevData::getDataOk);
+        for (int i = 0; i < 8; ++i) {
+            reader().startReading();
+            m_pad->pen(PenPoint{i, i, i});
+            QTRY_COMPARE(samples.size(), i + 1);
+            reader().stopReading();
+        }
+    }
+
+private:
+    static QGetHandWrtingDevData& reader() { return *g_globalObj->readThread; }
+
+    std::unique_ptr<ProcessOnDesk> m_desk;
+    std::unique_ptr<SignaturePad> m_pad;
+};
+
+QTEST_GUILESS_MAIN(PenReaderThreadTest)
+#include "pen_reader_thread_test.moc"
