@@ -47,6 +47,17 @@ void CTextMessageProcessor::dispatch(QWebSocket* client, const QString& request)
 const CTextMessageProcessor::Command* CTextMessageProcessor::findCommand(const QString& function)
 {
     static const Command commands[] = {
+        {"ZCDeviceExist", "ZCDeviceExist", &CTextMessageProcessor::OnZCDeviceExist},
+        {"ZCStartDeviceAB", "ZCStartDeviceAB", &CTextMessageProcessor::OnZCStartDeviceAB},
+        {"ZCBeginSignAB", "ZCBeginSignAB", &CTextMessageProcessor::ZCBeginSignAB},
+        {"ZCOutputImageBase64AB", "ZCOutputImageBase64AB", &CTextMessageProcessor::ZCOutputImageBase64AB},
+        {"ZCEndSignAB", "ZCEndSignAB", &CTextMessageProcessor::ZCEndSignAB},
+        {"ZCSetTransparency", "ZCSetTransparency", &CTextMessageProcessor::ZCSetTransparency},
+        {"ZCSetPenWidth", "ZCSetPenWidth", &CTextMessageProcessor::ZCSetPenWidth},
+        {"ZCSetModeAB", "ZCSetModeAB", &CTextMessageProcessor::ZCSetModeAB},
+        {"ZCStopDeviceAB", "ZCStopDeviceAB", &CTextMessageProcessor::ZCStopDeviceAB},
+        {"ZCResignAB", "ZCResignAB", &CTextMessageProcessor::ZCResignAB},
+        {"ZCSetSignScreenPosSizeAB", "ZCSetSignScreenPosSizeAB", &CTextMessageProcessor::ZCSetSignScreenPosSizeAB},
         {"ZCReadHIDOpen", "ZCReadHIDOpen", &CTextMessageProcessor::ZCReadHIDOpen},
         {"ZCCameraPic", "ZCCameraPic", &CTextMessageProcessor::ZCCameraPic},
         {"ZCSIMCard", "ZCSIMCard", &CTextMessageProcessor::ZCSIMCard},

@@ -6,6 +6,8 @@
 #include <QObject>
 #include <QString>
 
+#include <initializer_list>
+
 class QWebSocket;
 
 /// \brief Turns one command request into one call of a command handler.
@@ -44,6 +46,25 @@ private:
     void dispatch(QWebSocket* client, const QString& request);
     static void send(QWebSocket* client, const QString& reply);
 
+    /// The guard of commands that must not disturb an open signing session: refuses them.
+    /// \return whether a session is open, and the refusal sent
+    bool CheckSigning(const QString& functionName, QWebSocket* client) const;
+
+    struct Setting;
+    void storeSettings(const QString& functionName, QWebSocket* client, const QString& request,
+                       std::initializer_list<Setting> settings);
+
+    void OnZCDeviceExist(QString functionName, QWebSocket* client, QString request);
+    void OnZCStartDeviceAB(QString functionName, QWebSocket* client, QString request);
+    void ZCBeginSignAB(QString functionName, QWebSocket* client, QString request);
+    void ZCOutputImageBase64AB(QString functionName, QWebSocket* client, QString request);
+    void ZCEndSignAB(QString functionName, QWebSocket* client, QString request);
+    void ZCSetTransparency(QString functionName, QWebSocket* client, QString request);
+    void ZCSetPenWidth(QString functionName, QWebSocket* client, QString request);
+    void ZCSetModeAB(QString functionName, QWebSocket* client, QString request);
+    void ZCStopDeviceAB(QString functionName, QWebSocket* client, QString request);
+    void ZCResignAB(QString functionName, QWebSocket* client, QString request);
+    void ZCSetSignScreenPosSizeAB(QString functionName, QWebSocket* client, QString request);
     void ZCReadHIDOpen(QString functionName, QWebSocket* client, QString request);
     void ZCCameraPic(QString functionName, QWebSocket* client, QString request);
     void ZCSIMCard(QString functionName, QWebSocket* client, QString request);
