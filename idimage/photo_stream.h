@@ -1,0 +1,48 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "idimage/arithmetic_decoder.h"
+#include "idimage/photo_bitmap.h"
+#include "idimage/photo_coefficients.h"
+
+namespace photo {
+
+/// Results of a decode, as `libwlt::Unpack_Data` reports them.
+enum Result {
+    Success = 1,
+    HeaderMismatch = 3,
+    PayloadDoesNotFit = 4,
+    BadPayload = 5,
+    BadFlag = 6,
+    BadFormat = 7,
+    UnknownStream = 8,
+    BadSetup = 9,
+    InconsistentStream = 10
+};
+
+/// The format value of every photo.
+constexpr std::uint32_t FormatValue = 1;
+
+/// Decodes the fields in front of the coefficients' set-up, all with one binary model: the flag,
+/// the background colour (stored in `FixNum`) and the format value. \return `Success`, `BadFlag` or
+/// `BadFormat`.
+Result decodeHeaderFields(ArithmeticDecoder& decoder, State& model);
+
+/// Decodes the set-up values, in the same model. \return `Success`, `UnknownStream` or `BadSetup`.
+Result decodeSetup(ArithmeticDecoder& decoder, State& model, StreamSetup& setup);
+
+/// Component planes of values 0 to 255 from quantised coefficients.
+std::array<Plane, Components> reconstruct(const Coefficients& coefficients,
+                                          const StreamSetup& setup, const Plane& decomposedMask);
+
+/// Everything behind the framing: a payload to an image. `InitData` has been called.
+///
+/// \param checkSum what stands behind the payload: `payloadCheckSum` of a sound stream of ours.
+Result decodePayload(const NR& payload, std::uint16_t checkSum, Image& image);
+
+/// The check sum of our streams: CRC-16 with the polynomial 0x1021 and the start value 0xFFFF.
+std::uint16_t payloadCheckSum(const NR& payload);
+
+} // namespace photo
