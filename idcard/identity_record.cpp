@@ -1,0 +1,218 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// From the raw blocks of a card to its record. Nothing here can fail: a field that the card holds
+// badly comes out short or empty, and a photo that cannot be decoded leaves the file of the photo
+// alone.
+
+#include "idcard/id_info.h"
+#include "idcard/nation_table.h"
+#include "idcard/read_id_card.h"
+#include "idimage/libwlt.h"
+
+#include <QDebug>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+namespace {
+
+// The raw data: prefix, card text, photo, fingerprints.
+constexpr int PrefixBytes = 6;
+constexpr int PhotoOffset = 256;
+constexpr int PhotoBytes = 1024;
+constexpr int FingerprintOffset = PhotoOffset + PhotoBytes;
+
+constexpr int TypeOffset = 248;
+constexpr int LongestFieldUnits = 60;
+constexpr size_t WideLimit = 1000;
+constexpr size_t DateBytes = 8;
+constexpr size_t IdNumberBytes = 18;
+
+constexpr char PhotoFile[] = "./simage_file.bmp";
+constexpr int DecodedPhotoRoom = 40960;
+constexpr int PhotoDecoded = 1;
+
+// The text block of one card: fields are converted one by one, by their place in bytes.
+class CardText
+{
+public:
+    CardText(ReadIDCard& card, const unsigned char* text)
+        : m_card(card)
+        , m_text(text)
+    {
+    }
+
+    // At most `limit` bytes of UTF-8, cut at a whole character.
+    std::string field(int offset, int bytes, size_t limit)
+    {
+        std::array<uint16_t, LongestFieldUnits + 1> units{};
+        for (int i = 0; i < bytes / 2; ++i) {
+            const unsigned char* unit = m_text + offset + 2 * i;
+            units[static_cast<size_t>(i)] = static_cast<uint16_t>(unit[0] | unit[1] << 8);
+        }
+        std::array<uint8_t, WideLimit + 1> converted{};
+        m_card.Utf16_To_Utf8(units.data(), converted.data(), limit, StrictConversion);
+        return reinterpret_cast<const char*>(converted.data());
+    }
+
+    std::string firstWord(int offset, int bytes, size_t limit)
+    {
+        const std::string text = field(offset, bytes, limit);
+        return text.substr(0, text.find(' '));
+    }
+
+    std::string gender(int offset, size_t limit)
+    {
+        const std::string code = field(offset, 2, limit);
+        if (code == "1") {
+            return "男";
+        }
+        return code == "2" ? "女" : "其他";
+    }
+
+private:
+    ReadIDCard& m_card;
+    const unsigned char* m_text;
+};
+
+// Stores a text and its terminating zero; a text wider than the field is cut at a whole character.
+template <size_t Width>
+void store(char (&field)[Width], const std::string& text)
+{
+    size_t length = std::min(text.size(), Width - 1);
+    while (length < text.size() && length > 0 && (text[length] & 0xC0) == 0x80) {
+        --length;
+    }
+    std::fill(std::copy_n(text.begin(), length, field), field + Width, '\0');
+}
+
+// Stores the first bytes of a text, wherever that cuts a character.
+template <size_t Width>
+void storeBytes(char (&field)[Width], const std::string& text, size_t count)
+{
+    static_assert(Width > IdNumberBytes, "the field takes every fixed number of bytes");
+    std::copy_n(text.begin(), std::min(text.size(), count), field);
+}
+
+void storeFingerprints(const unsigned char* text, IDINFO& info)
+{
+    std::copy_n(text + FingerprintOffset, IDINFO::FingerprintBlockBytes, info.figData);
+}
+
+// Foreigner's permanent residence card. The gender goes where the Chinese name goes, and the name
+// prevails.
+void decodePermanentResidenceCard(CardText card, IDINFO& info)
+{
+    store(info.englishName, card.firstWord(0, 120, 120));
+    store(info.name, card.gender(120, 2));
+    store(info.idNum, card.field(122, 30, 30));
+    store(info.nationCode, card.field(152, 6, 6));
+    store(info.name, card.firstWord(158, 30, 30));
+    store(info.effectDate, card.field(188, 16, 8));
+    store(info.expireDate, card.field(204, 16, 8));
+    store(info.birthday, card.field(220, 16, 8));
+    store(info.CertVersion, card.field(236, 4, 4));
+    store(info.issueOrg, card.field(240, 8, 4));
+}
+
+void decodeResidentCard(CardText card, const unsigned char* text, IDINFO& info)
+{
+    qWarning("居民二代证");
+    store(info.name, card.firstWord(0, 30, WideLimit));
+    qWarning("居民二代证1");
+    store(info.gender, card.gender(30, WideLimit));
+    qWarning("居民二代证2");
+    const std::string nation = card.field(32, 4, WideLimit);
+    store(info.nation, nationName(std::strtol(nation.c_str(), nullptr, 10)));
+    qWarning("居民二代证2.1");
+    storeBytes(info.birthday, card.field(36, 16, WideLimit), DateBytes);
+    qWarning("居民二代证2.2");
+    store(info.address, card.firstWord(52, 70, WideLimit));
+    qWarning("居民二代证2.3");
+    storeBytes(info.idNum, card.field(122, 36, WideLimit), IdNumberBytes);
+    qWarning("居民二代证2.4");
+    store(info.issueOrg, card.firstWord(158, 30, WideLimit));
+    qWarning("居民二代证2.5");
+    storeBytes(info.effectDate, card.field(188, 16, WideLimit), DateBytes);
+    qWarning("居民二代证2.6");
+    storeBytes(info.expireDate, card.field(204, 16, WideLimit), DateBytes);
+    qWarning("居民二代证2.7");
+    std::fill(std::begin(info.figData), std::end(info.figData), 0);
+    qWarning("居民二代证3");
+    storeFingerprints(text, info);
+    qWarning("居民二代证--");
+}
+
+// Residence permit of residents of Hong Kong, Macau and Taiwan. Its nation field is blank and not
+// stored.
+void decodeResidencePermit(CardText card, IDINFO& info)
+{
+    store(info.name, card.firstWord(0, 30, 30));
+    store(info.gender, card.gender(30, 2));
+    storeBytes(info.birthday, card.field(36, 16, 8), DateBytes);
+    store(info.address, card.field(52, 70, 70));
+    storeBytes(info.idNum, card.field(122, 36, 18), IdNumberBytes);
+    store(info.issueOrg, card.firstWord(158, 30, 30));
+    store(info.effectDate, card.field(188, 16, 8));
+    storeBytes(info.expireDate, card.field(204, 16, 8), DateBytes);
+    store(info.passNum, card.field(220, 18, 18));
+    store(info.signCount, card.field(238, 4, 4));
+}
+
+void writePhotoFile(const unsigned char* photo, int length)
+{
+    const auto close = [](FILE* file) { return fclose(file); };
+    const std::unique_ptr<FILE, decltype(close)> file(fopen(PhotoFile, "wb"), close);
+    if (!file) {
+        printf("创建文件失败");
+        return;
+    }
+    fwrite(photo, 1, static_cast<size_t>(length), file.get());
+}
+
+void decodePhoto(const unsigned char* text)
+{
+    std::array<unsigned char, PhotoBytes + 32> compressed{};
+    std::copy_n(text + PhotoOffset, PhotoBytes, compressed.begin());
+    std::array<unsigned char, DecodedPhotoRoom> decoded{};
+    int length = 0;
+    const int result = libwlt().Unpack_Data(compressed.data(), PhotoBytes, decoded.data(), &length);
+    if (result == PhotoDecoded) {
+        writePhotoFile(decoded.data(), length);
+    } else {
+        printf("ret = %d\n", result);
+    }
+}
+
+} // namespace
+
+int ReadIDCard::AnalysisID(const unsigned char* data, IDINFO* info, bool withPrefix,
+                           char* /*scratch*/)
+{
+    const unsigned char* text = data + (withPrefix ? PrefixBytes : 0);
+    std::memset(info, 0, sizeof *info);
+    qWarning("读卡4  \n");
+    CardText card(*this, text);
+    info->CardType[0] = card.field(TypeOffset, 2, WideLimit)[0];
+
+    switch (info->CardType[0]) {
+    case 'I':
+        decodePermanentResidenceCard(card, *info);
+        storeFingerprints(text, *info);
+        break;
+    case 'J':
+        decodeResidencePermit(card, *info);
+        storeFingerprints(text, *info);
+        break;
+    default:
+        decodeResidentCard(card, text, *info);
+    }
+    decodePhoto(text);
+    return 0;
+}

@@ -1,0 +1,199 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// The conversion toolkit around the GB2312 table: a code point is written as hexadecimal digits,
+// spread as bits over the template of a 3-byte UTF-8 sequence and read back as bytes.
+
+#include "idcard/text_conversions.h"
+
+#include "idcard/gb2312_table.h"
+#include "idcard/read_id_card.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+constexpr int BitsPerDigit = 4;
+constexpr int TemplateBits = 24;
+constexpr int TemplateDigits = TemplateBits / BitsPerDigit;
+constexpr int SearchBlock = 64;
+constexpr char Space = ' ';
+
+// The free positions of the template, marked x, take the code point's bits from the highest down.
+constexpr char Utf8Template[] = "1110xxxx10xxxxxx10xxxxxx";
+
+// The comparisons of a whole block have no early exit, so that they become vector instructions.
+bool blockHolds(const std::int64_t* block, int count, std::int64_t code)
+{
+    unsigned found = 0;
+    for (int i = 0; i < count; ++i) {
+        found |= block[i] == code ? 1u : 0u;
+    }
+    return found != 0;
+}
+
+bool isBinaryText(const char* bits)
+{
+    const size_t length = strnlen(bits, TemplateBits);
+    return length == TemplateBits && strspn(bits, "01") >= TemplateBits;
+}
+
+// The number that 4 hexadecimal characters stand for; 0, which no character has, when one is not a
+// digit.
+long codeFromHex(const char* gbHex)
+{
+    long code = 0;
+    for (int i = 0; i < 4; ++i) {
+        const int digit = chartoint1(gbHex[i]);
+        if (digit == NoHexDigit) {
+            return 0;
+        }
+        code = code * 16 + digit;
+    }
+    return code;
+}
+
+bool isDigit(unsigned character)
+{
+    return character >= '0' && character <= '9';
+}
+
+} // namespace
+
+long FindUnicode(long gbCode)
+{
+    for (int start = 0; start < Gb2312Searched; start += SearchBlock) {
+        const std::int64_t* block = lGb2312 + start;
+        const int count = std::min(SearchBlock, Gb2312Searched - start);
+        if (blockHolds(block, count, gbCode)) {
+            return lUnicode[std::find(block, block + count, gbCode) - lGb2312];
+        }
+    }
+    return 0;
+}
+
+int chartoint1(char c)
+{
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'A' && c <= 'F') {
+        return c - 'A' + 10;
+    }
+    if (c >= 'a' && c <= 'f') {
+        return c - 'a' + 10;
+    }
+    return NoHexDigit;
+}
+
+int CtoB(char c, char* out)
+{
+    const int digit = chartoint1(c);
+    if (digit == NoHexDigit) {
+        return NoHexDigit;
+    }
+    for (int bit = 0; bit < BitsPerDigit; ++bit) {
+        out[bit] = ((digit >> (BitsPerDigit - 1 - bit)) & 1) != 0 ? '1' : '0';
+    }
+    out[BitsPerDigit] = '\0';
+    return 0;
+}
+
+int Format(const char* bits, char* out)
+{
+    if (!isBinaryText(bits)) {
+        out[0] = '\0';
+        return NoHexDigit;
+    }
+    for (int i = 0; i < TemplateDigits; ++i) {
+        int digit = 0;
+        for (int bit = 0; bit < BitsPerDigit; ++bit) {
+            digit = digit * 2 + (bits[i * BitsPerDigit + bit] - '0');
+        }
+        out[i] = "0123456789ABCDEF"[digit];
+    }
+    out[TemplateDigits] = '\0';
+    return 0;
+}
+
+int TurnAscii(long codePoint, char* out)
+{
+    char digits[8];
+    snprintf(digits, sizeof digits, "%04X", static_cast<unsigned>(codePoint) & 0xFFFFu);
+    char codeBits[4 * BitsPerDigit + 1];
+    for (int i = 0; i < 4; ++i) {
+        CtoB(digits[i], codeBits + i * BitsPerDigit);
+    }
+
+    char bits[sizeof Utf8Template];
+    std::copy(std::begin(Utf8Template), std::end(Utf8Template), bits);
+    const char* nextBit = codeBits;
+    for (char* bit = std::strchr(bits, 'x'); bit != nullptr; bit = std::strchr(bit, 'x')) {
+        *bit = *nextBit++;
+    }
+
+    char bytes[TemplateDigits + 1];
+    Format(bits, bytes);
+    for (int i = 0; i < TemplateDigits / 2; ++i) {
+        out[i] = static_cast<char>(chartoint1(bytes[2 * i]) * 16 + chartoint1(bytes[2 * i + 1]));
+    }
+    return 0;
+}
+
+int U2A(const char* gbHex, char* out)
+{
+    return TurnAscii(FindUnicode(codeFromHex(gbHex)), out);
+}
+
+int UnicodeToAnsi(const uint16_t* source, char* target, int /*unused*/, int sourceBytes)
+{
+    std::wstring text;
+    for (int i = 0; i < sourceBytes / 2; ++i) {
+        text.push_back(static_cast<wchar_t>(source[2 * i] * 257));
+    }
+    std::string printed(text.size() * MB_LEN_MAX + 1, '\0');
+    const int length = snprintf(printed.data(), printed.size(), "%ls", text.c_str());
+    printed.resize(length < 0 ? 0 : static_cast<size_t>(length));
+    std::copy_n(printed.c_str(), printed.size() + 1, target);
+    return 0;
+}
+
+int ReadIDCard::TurnAscii(long codePoint, char* out)
+{
+    return ::TurnAscii(codePoint, out);
+}
+
+int ReadIDCard::U2A(const char* gbHex, char* out)
+{
+    return ::U2A(gbHex, out);
+}
+
+int ReadIDCard::UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*unused*/,
+                                int sourceBytes)
+{
+    if (sourceBytes < 2) {
+        return 0;
+    }
+    const auto characterAt = [source](int i) {
+        return static_cast<unsigned>(source[2 * i] | source[2 * i + 1] << 8);
+    };
+    for (int i = 0; i < sourceBytes / 2 && characterAt(i) != Space; ++i) {
+        const unsigned character = characterAt(i);
+        char bytes[3] = {Space, Space, static_cast<char>(character)};
+        if (!isDigit(character)) {
+            ::TurnAscii(character, bytes);
+        }
+        target = std::copy(std::begin(bytes), std::end(bytes), target);
+    }
+    return static_cast<int>(characterAt(0));
+}
+
+int ReadIDCard::delete_spance(const char* source, char* target)
+{
+    *std::remove_copy(source, source + strlen(source), target, Space) = '\0';
+    return 0;
+}
