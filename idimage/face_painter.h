@@ -1,0 +1,37 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QFont>
+#include <QPainter>
+
+class QColor;
+class QImage;
+class QPixmap;
+class QString;
+
+/// \brief Writes on one face in the fonts and places of its layout.
+///
+/// x and y are fractions of the template's width and height; the product is cut to whole pixels
+/// before the offset is added. A text's place is the left end of its baseline.
+class FacePainter
+{
+public:
+    explicit FacePainter(QPixmap& face);
+
+    /// \param spacing pixels between two letters, in addition to their own advance
+    /// \param weight  0 to 99, 50 is normal
+    void setFont(const QString& family, int pointSize, int spacing, int weight = QFont::Normal);
+    void setColour(const QColor& colour);
+    void drawText(double x, double y, int offset, const QString& text);
+    void drawImage(double x, double y, const QImage& image);
+
+private:
+    int left(double x) const;
+    int top(double y) const;
+
+    int m_width;
+    int m_height;
+    QPainter m_painter;
+};
