@@ -1,0 +1,113 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// One whole read of a card: open the reader, learn its module, address the card, take its data and
+// decode it. Nothing stays open behind a call.
+
+#include "idcard/read_id_card.h"
+#include "idcard/usb_reader.h"
+
+#include <QDebug>
+
+#include <array>
+#include <cstdio>
+
+namespace {
+
+void setMessage(char* message, const char* text)
+{
+    std::snprintf(message, ReadIDCard::MessageBytes, "%s", text);
+}
+
+bool openReader(UsbReader::Session& session, char* message)
+{
+    if (!session.initialise()) {
+        setMessage(message, "init USB failed");
+        qWarning("ZCStartDeviceAB");
+        return false;
+    }
+    if (!session.open()) {
+        const char* failure = "libusb_open_device_with_vid_pid(0x0400, 0xC35A) failed \n";
+        setMessage(message, failure);
+        qWarning("%s", failure);
+        return false;
+    }
+    if (!session.claim()) {
+        setMessage(message, "libusb_claim_interface(0) \n");
+        qWarning("libusb_claim_interface(0) failed:[0] \n");
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+int ReadIDCard::readCard(IDINFO* info, char* message)
+{
+    m_isModule0501 = true;
+    UsbReader::Session session;
+    if (!openReader(session, message))
+        return ReaderNotOpened;
+    if (!identifyModule(session.handle())) {
+        session.end();
+        setMessage(message, "获取0503模块SAMID失败");
+        return NoSamNumber;
+    }
+    setMessage(message, "获取SAMID成功");
+    qWarning("%s", m_isModule0501 ? "获取0501-SAMID成功" : "获取0503-SAMID成功");
+    qWarning("%s", m_samText);
+
+    std::array<unsigned char, CardDataBytes> data{};
+    int fingerprintFlag = 0;
+    const int32_t result = m_isModule0501
+                               ? takeCard0501(session.handle(), data.data(), &fingerprintFlag)
+                               : takeCard0503(session.handle(), data.data(), &fingerprintFlag);
+    if (result != 0) {
+        setMessage(message, "read card failed");
+        qWarning("读卡失败");
+        return CardNotRead;
+    }
+    qWarning("读取二代证成功，并开始解析数据");
+    AnalysisID(data.data(), info, true, nullptr);
+    qWarning("退出并释放 libUSb 资源");
+    return CardRead;
+}
+
+bool ReadIDCard::identifyModule(libusb_device_handle* handle)
+{
+    qWarning("开始获取0501模块SAMOID");
+    if (getIDSAM0501(handle, m_samText) == 0) {
+        qWarning("获取0501模块SAMOID成功");
+        return true;
+    }
+    qWarning("获取0501模块SAMID失败，开始获取0503模块SAMOID");
+    if (getIDSAM0503(handle, m_samText) != 0)
+        return false;
+    m_isModule0501 = false;
+    return true;
+}
+
+// A card that is not found or not selected does not stop the read: the module has the last word.
+int32_t ReadIDCard::takeCard0501(libusb_device_handle* handle, unsigned char* data,
+                                 int* fingerprintFlag)
+{
+    findCard0501(handle);
+    selectCard0501(handle);
+    return readCardData0501(handle, data, fingerprintFlag);
+}
+
+int32_t ReadIDCard::takeCard0503(libusb_device_handle* handle, unsigned char* data,
+                                 int* fingerprintFlag)
+{
+    qWarning("findCard0503");
+    if (selectCard0503(handle) == 0)
+        qWarning("寻卡成功");
+    qWarning("selectCard0503");
+    if (findCard0503(handle) == 0)
+        qWarning("选卡成功");
+    qWarning("readCardData0503");
+    const int32_t result = readCardData0503(handle, data, fingerprintFlag);
+    if (result == 0)
+        qWarning("读卡成功");
+    return result;
+}
