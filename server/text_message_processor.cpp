@@ -35,7 +35,11 @@ void CTextMessageProcessor::dispatch(QWebSocket* client, const QString& request)
     const QString act = ParseJson(request, QStringLiteral("act"));
     m_tflag = ParseJson(request, QStringLiteral("_tflag"));
 
-    if (const Command* command = findCommand(function)) {
+    if (act == QLatin1String("test")) {
+        ZCGetSAMNum(function, client, request);
+    } else if (act == QLatin1String("readIntegratedCard")) {
+        ZCReadIDCard(function, client, request);
+    } else if (const Command* command = findCommand(function)) {
         qWarning("%s", command->diagnostic);
         (this->*command->handler)(function, client, request);
     } else if (client) {
@@ -50,15 +54,20 @@ const CTextMessageProcessor::Command* CTextMessageProcessor::findCommand(const Q
         {"ZCDeviceExist", "ZCDeviceExist", &CTextMessageProcessor::OnZCDeviceExist},
         {"ZCStartDeviceAB", "ZCStartDeviceAB", &CTextMessageProcessor::OnZCStartDeviceAB},
         {"ZCBeginSignAB", "ZCBeginSignAB", &CTextMessageProcessor::ZCBeginSignAB},
-        {"ZCOutputImageBase64AB", "ZCOutputImageBase64AB", &CTextMessageProcessor::ZCOutputImageBase64AB},
+        {"ZCOutputImageBase64AB", "ZCOutputImageBase64AB",
+         &CTextMessageProcessor::ZCOutputImageBase64AB},
         {"ZCEndSignAB", "ZCEndSignAB", &CTextMessageProcessor::ZCEndSignAB},
         {"ZCSetTransparency", "ZCSetTransparency", &CTextMessageProcessor::ZCSetTransparency},
         {"ZCSetPenWidth", "ZCSetPenWidth", &CTextMessageProcessor::ZCSetPenWidth},
         {"ZCSetModeAB", "ZCSetModeAB", &CTextMessageProcessor::ZCSetModeAB},
         {"ZCStopDeviceAB", "ZCStopDeviceAB", &CTextMessageProcessor::ZCStopDeviceAB},
         {"ZCResignAB", "ZCResignAB", &CTextMessageProcessor::ZCResignAB},
-        {"ZCSetSignScreenPosSizeAB", "ZCSetSignScreenPosSizeAB", &CTextMessageProcessor::ZCSetSignScreenPosSizeAB},
+        {"ZCSetSignScreenPosSizeAB", "ZCSetSignScreenPosSizeAB",
+         &CTextMessageProcessor::ZCSetSignScreenPosSizeAB},
+        {"ZCGetSAMNum", "ZCGetSAMNum", &CTextMessageProcessor::ZCGetSAMNum},
+        {"ZCReadIDCard", "ZCReadIDCard1", &CTextMessageProcessor::ZCReadIDCard},
         {"ZCReadHIDOpen", "ZCReadHIDOpen", &CTextMessageProcessor::ZCReadHIDOpen},
+        {"ZCReadHIDIDCard", "ZCReadHIDIDCard", &CTextMessageProcessor::ZCReadHIDIDCard},
         {"ZCCameraPic", "ZCCameraPic", &CTextMessageProcessor::ZCCameraPic},
         {"ZCSIMCard", "ZCSIMCard", &CTextMessageProcessor::ZCSIMCard},
     };

@@ -9,6 +9,7 @@
 #include <initializer_list>
 
 class QWebSocket;
+struct IDINFO;
 
 /// \brief Turns one command request into one call of a command handler.
 ///
@@ -35,6 +36,12 @@ public:
     /// of the latest dispatched request, not of the one being answered.
     QString CreateJson(QString functionName, int success, QString msg, QString data,
                        QString base64) const;
+
+    /// \return the compact JSON reply to a card that was read: "err_code" 0, "err_msg", and the
+    /// record in "data", with the same keys for every card type; "photo" only when not empty. The
+    /// tag is that of `CreateJson`; \p success is not part of it.
+    QString CreateJsonIDCard(QString functionName, int success, QString msg, IDINFO* info,
+                             QString photo) const;
 
 Q_SIGNALS:
     void sEndSign(); ///< the open signing session is to end without an answer of its own
@@ -65,7 +72,10 @@ private:
     void ZCStopDeviceAB(QString functionName, QWebSocket* client, QString request);
     void ZCResignAB(QString functionName, QWebSocket* client, QString request);
     void ZCSetSignScreenPosSizeAB(QString functionName, QWebSocket* client, QString request);
+    void ZCGetSAMNum(QString functionName, QWebSocket* client, QString request);
+    void ZCReadIDCard(QString functionName, QWebSocket* client, QString request);
     void ZCReadHIDOpen(QString functionName, QWebSocket* client, QString request);
+    void ZCReadHIDIDCard(QString functionName, QWebSocket* client, QString request);
     void ZCCameraPic(QString functionName, QWebSocket* client, QString request);
     void ZCSIMCard(QString functionName, QWebSocket* client, QString request);
 
