@@ -3,7 +3,6 @@
 
 #include "idcard/hid_id_card.h"
 #include "tests/support/output_capture.h"
-#include "tests/support/process_resources.h"
 #include "virtual/identity_reader_hid.h"
 
 #include <QElapsedTimer>
@@ -368,37 +367,6 @@ private Q_SLOTS:
         QVERIFY(std::all_of(texts, texts + 11, [](const char* t) { return qstrcmp(t, "?") == 0; }));
         QCOMPARE(photo[0], untouched);
         QCOMPARE(photoLength, -1);
-    }
-
-    void nothingIsLeftBehind_data()
-    {
-        QTest::addColumn<QString>("obstacle");
-        QTest::newRow("good") << "";
-        QTest::newRow("no reader") << "unplugged";
-        QTest::newRow("held elsewhere") << "held";
-    }
-
-    void nothingIsLeftBehind()
-    {
-        QFETCH(QString, obstacle);
-        m_card.reset();
-        if (obstacle == QLatin1String("unplugged"))
-            m_reader->unplug();
-        m_reader->setHeldElsewhere(obstacle == QLatin1String("held"));
-        const auto rounds = [&](int count) {
-            OutputCapture output;
-            OutputCapture errors(stderr);
-            for (int i = 0; i < count; ++i) {
-                HidIDCard card;
-                QCOMPARE(card.ICC_Reader_Open(port) > 0, obstacle.isEmpty());
-            }
-        };
-        rounds(20);
-        const int descriptors = openDescriptors();
-        const std::size_t heap = heapInUse();
-        rounds(300);
-        QCOMPARE(openDescriptors(), descriptors);
-        QVERIFY2(heapInUse() < heap + 100000, qPrintable(QString::number(heapInUse() - heap)));
     }
 
 private:

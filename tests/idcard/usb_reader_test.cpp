@@ -3,10 +3,8 @@
 
 #include "idcard/id_info.h"
 #include "idcard/read_id_card.h"
-#include "idcard/sam_number.h"
 #include "idcard/usb_reader.h"
 #include "tests/support/output_capture.h"
-#include "tests/support/process_resources.h"
 #include "virtual/identity_reader_usb.h"
 
 #include <QElapsedTimer>
@@ -17,6 +15,8 @@
 #include <set>
 #include <thread>
 #include <vector>
+
+#include <sys/resource.h>
 
 using namespace virtual_desk;
 
@@ -341,6 +341,139 @@ private Q_SLOTS:
                               "in 81: AA AA AA 96 69 00 04 00 00 90 94", "release 0"}));
     }
 
+    void aWholeReadKeepsItsOrder_data()
+    {
+        QTest::addColumn<bool>("first");
+        QTest::addColumn<QStringList>("wire");
+        QTest::addColumn<QStringList>("log");
+        const QString header = QStringLiteral("out 02: AA AA AA 96 69 00 03");
+        const QString frame = QStringLiteral("out 01: AA AA AA 96 69 00 03 ");
+        const QString reply = QStringLiteral("in 81: AA AA AA 96 69 ");
+        const QString done = QStringLiteral("in 85: 00 00 90 ");
+        QTest::newRow("0501")
+            << true
+            << QStringList{"claim 0",
+                           header,
+                           "out 06: 12 FF EE",
+                           reply + "00 14",
+                           done + "05 03 00 01 33 A1 B2 C3 D4 E5 F6 07 08 09 0A 0B",
+                           header,
+                           "out 06: 20 01 22",
+                           reply + "00 04",
+                           done + "94",
+                           header,
+                           "out 06: 20 02 21",
+                           reply + "00 04",
+                           "in 85: AA AA AA 96 69 00 04 00 00 90 94",
+                           header,
+                           "out 06: 30 01 32",
+                           reply + "05 08",
+                           done + "01 00 04 00 00 07 0E 15 1C 23 2A 31 38 3F 46 4D",
+                           "release 0"}
+            << QStringList{"开始获取0501模块SAMOID", "获取0501模块SAMOID成功", "获取0501-SAMID成功",
+                           "0503000133A1B2C3D4E5F60708090A0B", "读取二代证成功，并开始解析数据"};
+        QTest::newRow("0503")
+            << false
+            << QStringList{"claim 0",          header,
+                           frame + "12 FF EE", reply + "00 14 00 00 90 05 03 00 01 33 A1 B2 C3",
+                           frame + "20 01 22", reply + "00 04 00 00 90 94",
+                           frame + "20 02 21", reply + "00 04 00 00 90 94",
+                           frame + "30 10 23", reply + "05 0A 00 00 90 01 00 04 00 00 00 00 07",
+                           "release 0"}
+            << QStringList{"开始获取0501模块SAMOID",
+                           "getIDSAM0501-libusb_bulk_transfer(0x01) write failed:[1] \n",
+                           "获取0501模块SAMID失败，开始获取0503模块SAMOID",
+                           "获取0503-SAMID成功",
+                           "0503000133A1B2C3D4E5F60708090A0B",
+                           "findCard0503",
+                           "寻卡成功",
+                           "selectCard0503",
+                           "选卡成功",
+                           "readCardData0503",
+                           "01 00 04 00",
+                           "AA AA AA 96",
+                           "读卡成功",
+                           "读取二代证成功，并开始解析数据"};
+    }
+
+    void aWholeReadKeepsItsOrder()
+    {
+        QFETCH(bool, first);
+        QFETCH(QStringList, wire);
+        QFETCH(QStringList, log);
+        if (!first)
+            m_reader->setModule(m0503);
+        ReadIDCard reader;
+        const Outcome outcome = read(reader);
+        QCOMPARE(outcome.result, 131001);
+        QCOMPARE(outcome.message, QStringLiteral("获取SAMID成功"));
+        QCOMPARE(outcome.log.mid(0, log.size()), log);
+        QCOMPARE(outcome.log.last(), QStringLiteral("退出并释放 libUSb 资源"));
+        QStringList seen = m_reader->log();
+        for (int i = 0; i < qMin(seen.size(), wire.size()); ++i)
+            seen[i] = seen[i].left(wire[i].size()); // the replies' ends are the card's
+        QCOMPARE(seen, wire);
+        QCOMPARE(reader.isModule0501(), first);
+        QCOMPARE(reader.samNumber(), "0503000133A1B2C3D4E5F60708090A0B");
+    }
+
+    void everyFailureOfAReadHasItsResult_data()
+    {
+        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<int>("result");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QString>("lastLine");
+        const QString noReader =
+            QStringLiteral("libusb_open_device_with_vid_pid(0x0400, 0xC35A) failed \n");
+        QTest::newRow("no libusb") << "descriptors" << 431003 << "init USB failed"
+                                   << "ZCStartDeviceAB";
+        QTest::newRow("no reader") << "unplugged" << 431003 << noReader << noReader;
+        QTest::newRow("busy") << "held" << 431003 << "libusb_claim_interface(0) \n"
+                              << "libusb_claim_interface(0) failed:[0] \n";
+        QTest::newRow("no SAM") << "dead" << 0 << "获取0503模块SAMID失败"
+                                << "libusb_bulk_transfer(0x01) write failed:[0] \n";
+        QTest::newRow("no card") << "no card" << 431004 << "read card failed"
+                                 << "读卡失败";
+        QTest::newRow("pulled") << "pulled" << 431004 << "read card failed"
+                                << "读卡失败";
+    }
+
+    void everyFailureOfAReadHasItsResult()
+    {
+        QFETCH(QString, obstacle);
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        const rlimit none{0, limit.rlim_max};
+        if (obstacle == QLatin1String("unplugged"))
+            m_reader->unplug();
+        else if (obstacle == QLatin1String("dead"))
+            m_reader->replaceTransfersFrom(0, UsbAnswer::stall());
+        else if (obstacle == QLatin1String("no card"))
+            m_reader->takeCard();
+        else if (obstacle == QLatin1String("pulled"))
+            m_reader->replaceTransfer(9, UsbAnswer::unplug());
+        m_reader->setHeldElsewhere(obstacle == QLatin1String("held"));
+        ReadIDCard reader;
+        if (obstacle == QLatin1String("descriptors")) {
+            m_info->name[0] = '!';
+            char message[ReadIDCard::MessageBytes];
+            const LogCapture log;
+            setrlimit(RLIMIT_NOFILE, &none);
+            const int result = reader.readCard(m_info.get(), message);
+            setrlimit(RLIMIT_NOFILE, &limit);
+            QTEST(result, "result");
+            QTEST(QString::fromUtf8(message), "message");
+            QTEST(LogCapture::lines().last(), "lastLine");
+            QCOMPARE(m_info->name[0], '!');
+            return;
+        }
+        const Outcome outcome = read(reader);
+        QTEST(outcome.result, "result");
+        QTEST(outcome.message, "message");
+        QTEST(outcome.log.last(), "lastLine");
+        QVERIFY(reader.isModule0501());
+    }
+
     // Every operation waits for every one of its transfers, all at the same time on readers of
     // their own, because the longest wait takes three seconds.
     void everyTransferIsGivenItsTime()
@@ -418,6 +551,23 @@ private Q_SLOTS:
     }
 
 private:
+    struct Outcome
+    {
+        int result;
+        QString message;
+        QStringList log;
+    };
+
+    Outcome read(ReadIDCard& reader)
+    {
+        char message[ReadIDCard::MessageBytes] = {};
+        const LogCapture log;
+        OutputCapture output;
+        const int result = reader.readCard(m_info.get(), message);
+        return {result, QString::fromUtf8(message), LogCapture::lines()};
+    }
+
+    std::unique_ptr<IDINFO> m_info = std::make_unique<IDINFO>();
     std::unique_ptr<Testbed> m_testbed;
     std::unique_ptr<IdentityReaderUsb> m_reader;
 };

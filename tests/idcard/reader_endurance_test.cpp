@@ -1,0 +1,133 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "idcard/hid_id_card.h"
+#include "idcard/id_info.h"
+#include "idcard/read_id_card.h"
+#include "idcard/sam_number.h"
+#include "tests/support/output_capture.h"
+#include "tests/support/process_resources.h"
+#include "virtual/identity_reader_hid.h"
+#include "virtual/identity_reader_usb.h"
+
+#include <QtTest>
+
+#include <memory>
+
+using namespace virtual_desk;
+
+// A day at a counter in a minute: many reads, good and failed, in one process.
+class ReaderEnduranceTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        m_testbed = std::make_unique<Testbed>();
+        m_usb = std::make_unique<IdentityReaderUsb>(*m_testbed, IdentityReaderUsb::Module0503);
+        m_hid = std::make_unique<IdentityReaderHid>(*m_testbed);
+    }
+
+    void init()
+    {
+        m_usb->resetFaults();
+        m_usb->setHeldElsewhere(false);
+        m_hid->setHeldElsewhere(false);
+        m_usb->putCard(QByteArray(2304, 'C'));
+    }
+
+    void nothingIsLeftBehind_data()
+    {
+        QTest::addColumn<QString>("job");
+        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<int>("rounds");
+        const auto row = [](const char* job, const char* obstacle, int rounds) {
+            QTest::addRow("%s %s", job, obstacle) << job << obstacle << rounds;
+        };
+        row("read", "", 1000);
+        row("read", "no card", 1000);
+        row("read", "unplugged", 1000);
+        row("read", "held", 100);
+        row("read", "no answer", 100);
+        row("number", "", 200);
+        row("number", "unplugged", 200);
+        row("number", "held", 100);
+        row("number", "no answer", 100);
+        row("HID", "", 300);
+        row("HID", "unplugged", 300);
+        row("HID", "held", 100);
+    }
+
+    void nothingIsLeftBehind()
+    {
+        QFETCH(QString, job);
+        QFETCH(QString, obstacle);
+        QFETCH(int, rounds);
+        putObstacle(obstacle);
+        const bool good = obstacle.isEmpty();
+        const LogCapture log;
+        OutputCapture output;
+        OutputCapture errors(stderr);
+        int asExpected = 0;
+        const auto repeat = [&](int times) {
+            for (int i = 0; i < times; ++i) {
+                asExpected += run(job) == good ? 1 : 0;
+                m_usb->clearLog();
+                m_hid->clearLog();
+                LogCapture::lines().clear();
+            }
+        };
+        constexpr int warmUp = 20;
+        repeat(warmUp);
+        const int descriptors = openDescriptors();
+        const std::size_t heap = heapInUse();
+        repeat(rounds);
+        const std::size_t grown = heapInUse() - heap;
+        const int descriptorsAfter = openDescriptors();
+        output.take();
+        errors.take();
+        QCOMPARE(asExpected, warmUp + rounds);
+        QCOMPARE(descriptorsAfter, descriptors);
+        constexpr qint64 noise = 100000; // of the virtual desk in this process
+        QVERIFY2(static_cast<qint64>(grown) < noise, qPrintable(QString::number(grown)));
+    }
+
+private:
+    void putObstacle(const QString& obstacle)
+    {
+        const bool held = obstacle == QLatin1String("held");
+        const bool plugged = obstacle != QLatin1String("unplugged");
+        if (plugged != m_usb->isPlugged()) {
+            plugged ? m_usb->plug() : m_usb->unplug();
+            plugged ? m_hid->plug() : m_hid->unplug();
+        }
+        m_usb->setHeldElsewhere(held);
+        m_hid->setHeldElsewhere(held);
+        if (obstacle == QLatin1String("no card"))
+            m_usb->takeCard();
+        if (obstacle == QLatin1String("no answer"))
+            m_usb->replaceTransfersFrom(0, UsbAnswer::stall());
+    }
+
+    // Whether the job succeeded.
+    bool run(const QString& job)
+    {
+        if (job == QLatin1String("number"))
+            return querySamNumber().success;
+        if (job == QLatin1String("HID")) {
+            char port[] = "USB1";
+            return HidIDCard().ICC_Reader_Open(port) > 0;
+        }
+        char message[ReadIDCard::MessageBytes];
+        return ReadIDCard().readCard(m_info.get(), message) == ReadIDCard::CardRead;
+    }
+
+    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<IdentityReaderUsb> m_usb;
+    std::unique_ptr<IdentityReaderHid> m_hid;
+    std::unique_ptr<IDINFO> m_info = std::make_unique<IDINFO>();
+};
+
+QTEST_GUILESS_MAIN(ReaderEnduranceTest)
+#include "reader_endurance_test.moc"
