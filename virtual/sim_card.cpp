@@ -4,6 +4,8 @@
 
 #include <QtEndian>
 
+#include <winscard.h>
+
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -16,6 +18,7 @@ constexpr std::chrono::seconds insertTimeout{5};
 
 /// The daemon looks every 0.4 s whether a card is there.
 constexpr std::chrono::milliseconds noticeTime{500};
+constexpr std::chrono::milliseconds pollTime{5};
 
 // Messages of one byte are the reader's own. Only the last is answered.
 constexpr quint8 powerOffCode = 0x00;
@@ -71,6 +74,23 @@ void sendMessage(int socket, const QByteArray& message)
     send(socket, bytes.constData(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL);
 }
 
+/// Whether the daemon tells its clients of a card in the slot, which it does some time after it has
+/// powered the card.
+bool daemonShowsCard(quint16 port)
+{
+    SCARDCONTEXT context = 0;
+    if (SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context) != SCARD_S_SUCCESS)
+        return false;
+    const QByteArray reader = QByteArray(PcscDaemon::readerName) + " 00 0" +
+                              QByteArray::number(port - PcscDaemon::slotPort);
+    SCARD_READERSTATE state{};
+    state.szReader = reader.constData();
+    const LONG code = SCardGetStatusChange(context, 0, &state, 1);
+    SCardReleaseContext(context);
+    return code == SCARD_S_SUCCESS && (state.dwEventState & SCARD_STATE_PRESENT) != 0 &&
+           state.cbAtr > 0;
+}
+
 } // namespace
 
 VirtualSimCard::VirtualSimCard(quint16 port)
@@ -107,7 +127,16 @@ bool VirtualSimCard::insert()
     const int before = m_powerOns;
     m_pulling = false;
     m_thread = std::thread(&VirtualSimCard::serve, this);
-    return m_changed.wait_for(lock, insertTimeout, [&] { return m_powerOns > before; });
+    if (!m_changed.wait_for(lock, insertTimeout, [&] { return m_powerOns > before; }))
+        return false;
+    lock.unlock();
+    const auto deadline = std::chrono::steady_clock::now() + insertTimeout;
+    while (!daemonShowsCard(m_port)) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(pollTime);
+    }
+    return true;
 }
 
 void VirtualSimCard::pull()
