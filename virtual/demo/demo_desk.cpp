@@ -1,0 +1,47 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "virtual/demo/demo_desk.h"
+
+#include "virtual/identity_card.h"
+
+using namespace virtual_desk;
+
+namespace {
+
+CameraDescription portraitCamera()
+{
+    CameraDescription description;
+    description.vendor = "1b17";
+    description.product = "6685";
+    description.number = 1;
+    description.scene = Scene::Portrait;
+    return description;
+}
+
+} // namespace
+
+DemoDesk::DemoDesk()
+    : m_pad(m_testbed)
+    , m_usbReader(m_testbed, IdentityReaderUsb::Module0503)
+    , m_hidReader(m_testbed)
+    , m_documentCamera(m_testbed, {})
+    , m_portraitCamera(m_testbed, portraitCamera())
+{
+}
+
+QString DemoDesk::setUp()
+{
+    m_pad.device().plug();
+    m_usbReader.plug();
+    m_usbReader.putCard(cardData(sampleCard(CardType::Resident)));
+    m_hidReader.plug();
+    m_hidReader.putCard(cardData(sampleCard(CardType::PermanentResidence)));
+    m_documentCamera.plugIn();
+    m_portraitCamera.plugIn();
+    if (!m_pcscDaemon.start())
+        return QStringLiteral("The PC/SC daemon did not start:\n") + m_pcscDaemon.log();
+    if (!m_sim.insert())
+        return QStringLiteral("The PC/SC daemon did not take the SIM:\n") + m_pcscDaemon.log();
+    return {};
+}
