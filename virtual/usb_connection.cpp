@@ -553,6 +553,7 @@ bool UsbConnection::deliver(const IoctlClient& client, Urbs& urbs)
         const IoctlData target = resolveArgument(client, sizeof(void*));
         umockdev_ioctl_data_set_ptr(target.get(), 0, urb->block.get());
         completeIoctl(client, 0);
+        m_delivered.insert(client);
     }
     return true;
 }
@@ -560,6 +561,11 @@ bool UsbConnection::deliver(const IoctlClient& client, Urbs& urbs)
 void UsbConnection::reap(const IoctlClient& client)
 {
     if (deliver(client, m_urbs)) {
+        return;
+    }
+    // After each transfer programs ask for more until there is none: that answer comes at once.
+    if (m_alive && m_delivered.erase(client) != 0) {
+        completeIoctl(client, 0, EAGAIN);
         return;
     }
     if (!m_alive) {

@@ -75,6 +75,7 @@ private:
     Urbs m_urbs;
     std::map<IoctlClient, unsigned long> m_heldReaps;
     std::set<IoctlClient> m_dead;
+    std::set<IoctlClient> m_delivered; ///< whose last collection brought a transfer
 };
 
 /// What outlives the connections: the description, the handler and the log.

@@ -9,6 +9,7 @@
 #include "virtual/pen_path.h"
 
 #include <QLabel>
+#include <QPaintEvent>
 #include <QPainter>
 #include <QPushButton>
 #include <QScreen>
@@ -50,6 +51,21 @@ QImage canvasOf(const MainWindow& window)
 {
     return window.canvas->toImage().convertToFormat(QImage::Format_RGB32);
 }
+
+/// \brief Collects what a widget is asked to repaint.
+class PaintedRegion : public QObject
+{
+public:
+    explicit PaintedRegion(QWidget* widget) { widget->installEventFilter(this); }
+    bool eventFilter(QObject*, QEvent* event) override
+    {
+        if (event->type() == QEvent::Paint)
+            region += static_cast<QPaintEvent*>(event)->region();
+        return false;
+    }
+
+    QRegion region;
+};
 
 /// Runs the window like its command does, with `work` once it is up. Returns false when it did not
 /// end.
@@ -211,6 +227,24 @@ private Q_SLOTS:
         const QLabel* label = window.findChild<QLabel*>("wgtHandwriting");
         QCOMPARE(label->pixmap(Qt::ReturnByValue).toImage(), window.canvas->toImage());
         QCOMPARE(label->pixmap(Qt::ReturnByValue).cacheKey(), window.canvas->cacheKey());
+    }
+
+    void aSampleRepaintsNoMoreThanItsMark()
+    {
+        MainWindow window;
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QTest::qWait(50);
+        PaintedRegion painted(window.findChild<QLabel*>("wgtHandwriting"));
+        const PadGeometry pad;
+        feed(window, pad.at(onPad(window, {50, 60}), 700));
+        feed(window, pad.at(onPad(window, {60, 66}), 700));
+        QTRY_VERIFY(painted.region.contains(QPoint(60, 66)));
+        QVERIFY(painted.region.contains(QPoint(50, 60)));
+        QVERIFY(QRect(40, 50, 30, 26).contains(painted.region.boundingRect()));
+        feed(window, pad.at(onPad(window, {60, 66}), 0));
+        window.on_btnResign_clicked();
+        QTRY_COMPARE(painted.region.boundingRect(), QRect(QPoint(0, 0), window.canvas->size()));
     }
 
     void theFirstSampleOfASessionJoinsTheLastOfTheOneBefore()
