@@ -17,6 +17,7 @@
 
 #include <opencv2/imgcodecs.hpp>
 
+#include <exception>
 #include <iterator>
 
 namespace {
@@ -92,7 +93,7 @@ void CameraUser::readFrameSlot()
         if (!m_capture.grab() || !m_capture.retrieve(m_frame)) {
             return;
         }
-    } catch (const cv::Exception&) {
+    } catch (const std::exception&) {
         return;
     }
     QImage shown = previewImage(m_frame, ui->cameraPic->size());
@@ -112,7 +113,7 @@ void CameraUser::takingPicturesSlot()
     ui->grabPic->setPixmap(QPixmap::fromImage(m_shown));
     try {
         cv::imwrite(pictureFile, m_frame);
-    } catch (const cv::Exception&) {
+    } catch (const std::exception&) {
         // The previous picture stays; the library has logged why.
     }
 }
@@ -178,7 +179,7 @@ bool CameraUser::openCamera(int index, int width, int height)
         m_capture.set(cv::CAP_PROP_FRAME_WIDTH, width);
         m_capture.set(cv::CAP_PROP_FRAME_HEIGHT, height);
         return m_capture.isOpened();
-    } catch (const cv::Exception&) {
+    } catch (const std::exception&) {
         m_capture.release();
         return false;
     }

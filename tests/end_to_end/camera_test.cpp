@@ -247,6 +247,28 @@ private Q_SLOTS:
         QVERIFY(shows(pictureOf(reply), Scene::Document));
     }
 
+    void twoWindowsShowACameraEach()
+    {
+        openWindow();
+        QVERIFY(m_operator.chooseCamera(1));
+        QTRY_VERIFY(m_portrait->isStreaming());
+        waitForFrames(*m_portrait);
+        DeskClient other;
+        QVERIFY(other.open());
+        other.command(command);
+        QVERIFY(m_operator.waitForWindows(2));
+        waitForFrames(*m_document);
+        QVERIFY(m_portrait->isStreaming());
+
+        QVERIFY(m_operator.takePicture()); // in the second window, which lies on top
+        QVERIFY(m_operator.handOver());
+        QVERIFY(shows(pictureOf(other.reply()), Scene::Document));
+        QVERIFY(m_operator.waitForWindows(1));
+        QVERIFY(m_operator.takePicture());
+        QVERIFY(m_operator.handOver());
+        QVERIFY(shows(pictureOf(m_client->reply()), Scene::Portrait));
+    }
+
     void answersWithoutItsModule()
     {
         // Bound over in this test's own mount namespace.

@@ -63,7 +63,7 @@ bool WindowOperator::click(QPoint position) const
 {
     const QStringList found = windows();
     return !found.isEmpty() &&
-           xdotool({"mousemove", "--window", found.first(), QString::number(position.x()),
+           xdotool({"mousemove", "--window", found.last(), QString::number(position.x()),
                     QString::number(position.y()), "click", "1"});
 }
 

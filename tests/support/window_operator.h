@@ -15,12 +15,12 @@ public:
     /// \param title the whole title of the windows to work with
     explicit WindowOperator(const QString& title);
 
-    /// The X identifiers of the visible windows with the title.
+    /// The X identifiers of the visible windows with the title, the topmost last.
     QStringList windows() const;
     /// Whether `count` such windows are visible, now or within `timeoutMs`.
     bool waitForWindows(int count, int timeoutMs = 10000) const;
 
-    /// Clicks a point of the window that was found first, in its own coordinates.
+    /// Clicks a point of the topmost window, in its own coordinates.
     bool click(QPoint position) const;
     /// Presses keys one after the other, by X name ("Return", "Escape", "Down").
     bool press(const QStringList& keys) const;
