@@ -13,6 +13,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <string>
 #include <utility>
 
@@ -24,6 +25,7 @@ struct TestbedThread
 {
     std::mutex mutex;
     GMainContext* context = nullptr;
+    std::map<GSource*, std::function<void()>> works; ///< handed over under the mutex
 
     ~TestbedThread()
     {
@@ -75,9 +77,17 @@ gboolean onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer handl
     return (*static_cast<Testbed::IoctlHandler*>(handler))(shareClient(client)) ? TRUE : FALSE;
 }
 
-gboolean runOnce(gpointer work)
+gboolean runOnce(gpointer data)
 {
-    (*static_cast<std::function<void()>*>(work))();
+    auto* thread = static_cast<TestbedThread*>(data);
+    std::function<void()> work;
+    {
+        const std::lock_guard<std::mutex> lock(thread->mutex);
+        const auto found = thread->works.find(g_main_current_source());
+        work = std::move(found->second);
+        thread->works.erase(found);
+    }
+    work();
     return G_SOURCE_REMOVE;
 }
 
@@ -178,9 +188,8 @@ void Testbed::runLater(int milliseconds, std::function<void()> work)
     GSource* source = milliseconds > 0 ? g_timeout_source_new(static_cast<guint>(milliseconds))
                                        : g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
-    g_source_set_callback(
-        source, runOnce, new std::function<void()>(std::move(work)),
-        [](gpointer owned) { delete static_cast<std::function<void()>*>(owned); });
+    g_source_set_callback(source, runOnce, m_thread.get(), nullptr);
+    m_thread->works[source] = std::move(work);
     g_source_attach(source, m_thread->context);
     g_source_unref(source);
 }

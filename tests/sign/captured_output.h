@@ -4,13 +4,13 @@
 #pragma once
 
 #include <QFile>
-#include <QMutex>
 #include <QStringList>
 #include <QTemporaryFile>
 
 #include <unistd.h>
 
 #include <cstdio>
+#include <mutex>
 
 /// \brief Collects the diagnostics of all threads while it lives, as "d: text" and "w: text".
 class CapturedDiagnostics
@@ -25,7 +25,7 @@ public:
 
     static QStringList take()
     {
-        const QMutexLocker lock(&s_mutex);
+        const std::lock_guard<std::mutex> lock(s_mutex);
         QStringList lines;
         lines.swap(s_lines);
         return lines;
@@ -34,12 +34,12 @@ public:
 private:
     static void collect(QtMsgType type, const QMessageLogContext&, const QString& text)
     {
-        const QMutexLocker lock(&s_mutex);
+        const std::lock_guard<std::mutex> lock(s_mutex);
         s_lines.append((type == QtDebugMsg ? QStringLiteral("d: ") : QStringLiteral("w: ")) + text);
     }
 
     inline static QtMessageHandler s_previous = nullptr;
-    inline static QMutex s_mutex;
+    inline static std::mutex s_mutex;
     inline static QStringList s_lines;
 };
 
