@@ -406,6 +406,7 @@ private Q_SLOTS:
                 [&] { longest = std::max(longest, since.restart()); });
         heartbeat.start(2);
         QTest::qWait(2000);
+        longest = std::max(longest, since.elapsed());
         QVERIFY2(longest < 100, qPrintable(QString::number(longest)));
         QVERIFY(shows(shown(preview()), Scene::Document));
     }
