@@ -47,9 +47,8 @@ public:
     /// them.
     void setBehaviour(const QByteArray& commandStart, const Behaviour& behaviour);
 
-    /// Puts the card into the slot and waits until the daemon shows it to its
-    /// clients. After a pull it
-    /// waits half a second first, or the daemon would not see the card change.
+    /// Puts the card into the slot and waits until the daemon shows it to its clients. After a pull
+    /// it waits half a second first, or the daemon would not see the card change.
     /// \return false when that did not happen within five seconds
     bool insert();
 

@@ -6,6 +6,7 @@
 #include "virtual/pcsc_daemon.h"
 #include "virtual/sim_card.h"
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
 
@@ -98,6 +99,11 @@ private Q_SLOTS:
                                  << opened + poweredOn + firstSent + secondSent + thirdSent +
                                         "设备下电成功设备关闭成功"
                                  << QStringList{success, success};
+        QTest::newRow("the second close")
+            << wellBehaved + "CloseCardReader 0\nCloseCardReader 1\n"
+            << QStringList{open, on, first, second, third, off, closed, closed}
+            << opened + poweredOn + firstSent + secondSent + thirdSent + "设备下电成功设备关闭成功"
+            << QStringList{success, success};
         QTest::newRow("a card with only a status")
             << "CardPowerOn 0 3B9F96\nSendApduCommand 0 9F17\nSendApduCommand 0 9F0F\n"
                "SendApduCommand 0 9404\n"
@@ -153,6 +159,9 @@ private Q_SLOTS:
         };
 
         QCOMPARE(ask(), failure("打开设备端口失败"));
+        QVERIFY(daemon.start(PcscDaemon::Reader::none));
+        QCOMPARE(ask(), failure("打开设备端口失败"));
+        daemon.kill();
         QVERIFY2(daemon.start(), qPrintable(daemon.log()));
         QCOMPARE(ask(), failure("设备上电失败"));
 
@@ -175,10 +184,43 @@ private Q_SLOTS:
         QVERIFY(client.silentFor(100));
 
         daemon.freeze();
+        QElapsedTimer timer;
+        timer.start();
         QCOMPARE(ask(), failure("打开设备端口失败"));
+        QVERIFY2(timer.elapsed() < 6000, "a hung daemon must not hold the other pages up for long");
+        client.send("still served");
+        QCOMPARE(client.text(), QString("still served"));
         daemon.thaw();
-        QTRY_COMPARE(ask(), success);
-        QCOMPARE(client.text(), success);
+        QTRY_COMPARE(ask(), success); // may ask more than once
+        while (!client.silentFor(200))
+            QCOMPARE(client.text(), success);
+
+        card.pull();
+        card.setIccid(QByteArray::fromHex("98680000000000000021"));
+        QVERIFY(card.insert());
+        QVERIFY(ask().contains(R"("data":"89860000000000000012")"));
+    }
+
+    void finishesTheReadOfAPageThatLeft()
+    {
+        PcscDaemon daemon;
+        VirtualSimCard card;
+        QVERIFY2(daemon.start(), qPrintable(daemon.log()));
+        card.setBehaviour(QByteArray::fromHex("A0B0"),
+                          {VirtualSimCard::Behaviour::Kind::files, {}, 300});
+        QVERIFY(card.insert());
+        ServiceProcess service;
+        QVERIFY(service.start());
+        DeskClient client;
+        QVERIFY(client.open());
+        client.command("ZCSIMCard");
+        QTRY_COMPARE(card.commands().size(), 3);
+        client.abort();
+        QVERIFY(service.waitForOutput("设备下电成功设备关闭成功"));
+        QTRY_VERIFY(!card.isPowered());
+        QVERIFY(client.open());
+        client.send("next page");
+        QCOMPARE(client.text(), QString("next page"));
     }
 };
 
