@@ -4,6 +4,8 @@
 #include "virtual/demo/demo_desk.h"
 
 #include "virtual/identity_card.h"
+#include "virtual/photo_encoder.h"
+#include "virtual/portrait.h"
 
 using namespace virtual_desk;
 
@@ -17,6 +19,13 @@ CameraDescription portraitCamera()
     description.number = 1;
     description.scene = Scene::Portrait;
     return description;
+}
+
+QByteArray cardWithPhoto(CardType type, int holder)
+{
+    IdentityCard card = sampleCard(type);
+    card.photo = encodePhoto(drawPortrait(holder));
+    return cardData(card);
 }
 
 } // namespace
@@ -34,9 +43,9 @@ QString DemoDesk::setUp()
 {
     m_pad.device().plug();
     m_usbReader.plug();
-    m_usbReader.putCard(cardData(sampleCard(CardType::Resident)));
+    m_usbReader.putCard(cardWithPhoto(CardType::Resident, 0));
     m_hidReader.plug();
-    m_hidReader.putCard(cardData(sampleCard(CardType::PermanentResidence)));
+    m_hidReader.putCard(cardWithPhoto(CardType::PermanentResidence, 1));
     m_documentCamera.plugIn();
     m_portraitCamera.plugIn();
     if (!m_pcscDaemon.start())
