@@ -43,7 +43,8 @@ QByteArray payloadOf(std::initializer_list<std::pair<std::uint32_t, int>> fields
     InitState(model, 2);
     for (const auto& [value, bits] : fields)
         encoder.codeValue(model, value, bits);
-    encoder.codeValue(model, 0, 64); // so that every field is fed
+    for (int i = 0; i < 2; ++i)
+        encoder.codeValue(model, 0, 32); // so that every field is fed
     QByteArray payload;
     for (const std::uint8_t byte : encoder.finish()) {
         payload.append(static_cast<char>(byte));
