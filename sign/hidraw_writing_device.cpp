@@ -86,7 +86,6 @@ int isMyHidraw(const char* path)
 
 QLinuxHidRawDev::QLinuxHidRawDev(QObject* parent)
     : QObject(parent)
-    , fd(-1)
 {
 }
 

@@ -34,7 +34,7 @@ public:
 
 private:
     QByteArray devicePath;
-    int fd;              ///< keeps its number after a close; see `opened`
+    int fd = -1;         ///< keeps its number after a close; see `opened`
     bool opened = false; ///< a number once closed may belong to another file of the process by now
 };
 

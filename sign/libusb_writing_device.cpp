@@ -30,9 +30,6 @@ void waitOutThePace(const QElapsedTimer& started)
 
 QHandWritingDevForLibUsb::QHandWritingDevForLibUsb(QObject* parent)
     : QObject(parent)
-    , claimed(0)
-    , handle(nullptr)
-    , context(nullptr)
 {
     if (libusb_init(&context) < 0) {
         qDebug("failed to initialise libusb\n");

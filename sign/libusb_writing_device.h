@@ -38,7 +38,7 @@ private:
     libusb_device_handle* openHandle() const;
     int transfer(struct PenReport& report, int& received) const;
 
-    int claimed; ///< 1 while interface 0 is claimed
-    libusb_device_handle* handle;
-    libusb_context* context; ///< owned; null when libusb could not be initialised
+    int claimed = 0; ///< 1 while interface 0 is claimed
+    libusb_device_handle* handle = nullptr;
+    libusb_context* context = nullptr; ///< owned; null when libusb could not be initialised
 };

@@ -11,7 +11,6 @@
 CGlobalObject::CGlobalObject()
     : handWritingDev(new QHandWritingDevForLibUsb)
     , readThread(new QGetHandWrtingDevData)
-    , signWindow(nullptr)
 {
 }
 

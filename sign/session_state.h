@@ -18,7 +18,7 @@ public:
 
     QHidWritingDevice* handWritingDev; ///< a QHandWritingDevForLibUsb; lives to process exit
     QGetHandWrtingDevData* readThread; ///< lives to process exit
-    MainWindow* signWindow;            ///< null when no session is open
+    MainWindow* signWindow = nullptr;  ///< null when no session is open
 };
 
 /// \brief The signing session's parameters and its result. GUI thread only.

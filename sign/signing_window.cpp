@@ -65,11 +65,7 @@ bool containsPixel(const QRectF& rectangle, const QPointF& point)
 
 MainWindow::MainWindow(QWidget* parent)
     : QDialog(parent)
-    , result(Cancelled)
-    , endedByCommand(false)
-    , closeAllowed(false)
     , ui(new Ui_MainWindow)
-    , canvas(nullptr)
 {
     ui->setupUi(this);
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);

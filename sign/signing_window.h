@@ -42,12 +42,12 @@ public:
     /// Starts again on a white canvas, unless that is disabled. The window stays open.
     void btnResign_clicked();
 
-    int result;
-    QByteArray imageBase64; ///< PNG of the canvas as Base64 text, set by OK
-    bool endedByCommand;    ///< closed by a command, which answers for itself
-    bool closeAllowed;      ///< close events are accepted only when set
-    Ui_MainWindow* ui;      ///< owned
-    QPixmap* canvas;        ///< owned; the label `wgtHandwriting` shows it
+    int result = Cancelled;
+    QByteArray imageBase64;      ///< PNG of the canvas as Base64 text, set by OK
+    bool endedByCommand = false; ///< closed by a command, which answers for itself
+    bool closeAllowed = false;   ///< close events are accepted only when set
+    Ui_MainWindow* ui;           ///< owned
+    QPixmap* canvas = nullptr;   ///< owned; the label `wgtHandwriting` shows it
 
 public Q_SLOTS:
     void on_btnOK_clicked();
