@@ -27,7 +27,7 @@ std::uint8_t truncated(double value)
 
 size_t pixelAt(int row, int column)
 {
-    return static_cast<size_t>((row * PhotoWidth + column) * BytesPerPixel);
+    return (static_cast<size_t>(row) * PhotoWidth + static_cast<size_t>(column)) * BytesPerPixel;
 }
 
 bool touchesObject(int row, int column)
@@ -89,7 +89,7 @@ std::array<std::uint8_t, BytesPerPixel> toRgb(int luma, int cb, int cr)
 
 Image convertColours(const std::array<Plane, Components>& planes)
 {
-    Image image(PhotoWidth * PhotoHeight * BytesPerPixel);
+    Image image(static_cast<size_t>(PhotoWidth) * PhotoHeight * BytesPerPixel);
     for (int row = 0; row < PhotoHeight; ++row) {
         for (int column = 0; column < PhotoWidth; ++column) {
             const size_t i = at(row, column);

@@ -16,7 +16,7 @@ Coefficients::Coefficients()
 
 CoefficientModels::CoefficientModels()
 {
-    for (State* model : {&significance[0], &significance[1], &sign, &refinement, &block}) {
+    for (State* model : {significance.data(), &significance[1], &sign, &refinement, &block}) {
         InitState(*model, State::Contexts);
     }
 }

@@ -43,11 +43,11 @@ void splitLevel(Plane& mask, int columns, int rows)
 
 void splitMaskLine(const std::int32_t* in, std::int32_t* out, int m, Line line)
 {
-    const int h = m >> 1;
+    const std::ptrdiff_t h = m >> 1;
     if (m == 1) {
         out[0] = in[0];
     }
-    for (int k = 0; k < h; ++k) {
+    for (std::ptrdiff_t k = 0; k < h; ++k) {
         out[k] = in[2 * k];
         out[h + k] = in[2 * k + 1];
     }
@@ -74,8 +74,8 @@ bool isMovedSample(std::int32_t high, Line line)
 
 void mergeMaskLine(const std::int32_t* in, std::int32_t* out, int m, Line line)
 {
-    const int h = m >> 1;
-    for (int k = 0; 2 * k + 2 <= m; ++k) {
+    const std::ptrdiff_t h = m >> 1;
+    for (std::ptrdiff_t k = 0; 2 * k + 2 <= m; ++k) {
         const std::int32_t high = in[h + k];
         if (isMovedSample(high, line)) {
             out[2 * k] = high == ColumnOverMarker ? RowMarker : 0;

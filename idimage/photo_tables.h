@@ -82,7 +82,7 @@ std::uint32_t quantisationStep(int component, int band, int fineScale);
 /// Index of a pixel or coefficient in a plane.
 constexpr size_t at(int row, int column)
 {
-    return static_cast<size_t>(row * PlaneColumns + column);
+    return static_cast<size_t>(row) * PlaneColumns + static_cast<size_t>(column);
 }
 
 } // namespace photo

@@ -14,22 +14,29 @@ constexpr bool isLow(int position)
     return position % 2 == 0;
 }
 
-// One line of a plane: coefficients and mask, every `stride` entries from the same start.
-class MaskedLine
+// The work rows of one transform, and the way of a line through them: coefficients and mask, every
+// `stride` entries from the same place.
+class LineInverter
 {
 public:
-    MaskedLine(Plane& values, Plane& mask, size_t start, size_t stride)
-        : m_values(&values[start])
-        , m_mask(&mask[start])
-        , m_stride(stride)
+    void inverse(std::int32_t* values, std::int32_t* mask, size_t stride, int m, Line line)
     {
-    }
-
-    void inverse(int m, Line line)
-    {
-        load(m);
+        for (size_t i = 0; i < static_cast<size_t>(m); ++i) {
+            m_valuesIn[i] = values[i * stride];
+            m_maskIn[i] = mask[i * stride];
+        }
         mergeMaskLine(m_maskIn.data(), m_maskOut.data(), m, line);
         mergeValues(m, line);
+        liftSegments(m);
+        for (size_t i = 0; i < static_cast<size_t>(m); ++i) {
+            values[i * stride] = m_valuesOut[i];
+            mask[i * stride] = m_maskOut[i];
+        }
+    }
+
+private:
+    void liftSegments(int m)
+    {
         for (int start = 0; start < m;) {
             int end = start;
             while (end < m && m_maskOut[static_cast<size_t>(end)] == 1) {
@@ -39,16 +46,6 @@ public:
                 inverseLifting(&m_valuesOut[static_cast<size_t>(start)], start, end - start);
             }
             start = end + 1;
-        }
-        store(m);
-    }
-
-private:
-    void load(int m)
-    {
-        for (size_t i = 0; i < static_cast<size_t>(m); ++i) {
-            m_valuesIn[i] = m_values[i * m_stride];
-            m_maskIn[i] = m_mask[i * m_stride];
         }
     }
 
@@ -62,17 +59,6 @@ private:
         }
     }
 
-    void store(int m)
-    {
-        for (size_t i = 0; i < static_cast<size_t>(m); ++i) {
-            m_values[i * m_stride] = m_valuesOut[i];
-            m_mask[i * m_stride] = m_maskOut[i];
-        }
-    }
-
-    std::int32_t* m_values;
-    std::int32_t* m_mask;
-    size_t m_stride;
     WorkRow m_valuesIn{};
     WorkRow m_valuesOut{};
     WorkRow m_maskIn{};
@@ -80,12 +66,6 @@ private:
 };
 
 } // namespace
-
-std::int32_t scaled(std::int32_t coefficient, double factor)
-{
-    const double product = coefficient * factor;
-    return static_cast<std::int32_t>(product < 0 ? product - 0.5 : product + 0.5);
-}
 
 void inverseLifting(std::int32_t* samples, int start, int length)
 {
@@ -112,14 +92,16 @@ void inverseLifting(std::int32_t* samples, int start, int length)
 void inverseTransform(Plane& plane, const Plane& decomposed, int levels)
 {
     Plane mask = decomposed;
+    LineInverter inverter;
     for (int level = levels; level >= 1; --level) {
         const int columns = PlaneColumns >> (level - 1);
         const int rows = PlaneRows >> (level - 1);
         for (int column = 0; column < columns; ++column) {
-            MaskedLine(plane, mask, at(0, column), PlaneColumns).inverse(rows, Line::Column);
+            inverter.inverse(&plane[at(0, column)], &mask[at(0, column)], PlaneColumns, rows,
+                             Line::Column);
         }
         for (int row = 0; row < rows; ++row) {
-            MaskedLine(plane, mask, at(row, 0), 1).inverse(columns, Line::Row);
+            inverter.inverse(&plane[at(row, 0)], &mask[at(row, 0)], 1, columns, Line::Row);
         }
     }
 }

@@ -12,7 +12,11 @@ constexpr double LowScale = 0.7071;
 constexpr double HighScale = 1.4142;
 
 /// The product, rounded half away from zero.
-std::int32_t scaled(std::int32_t coefficient, double factor);
+inline std::int32_t scaled(std::int32_t coefficient, double factor)
+{
+    const double product = coefficient * factor;
+    return static_cast<std::int32_t>(product < 0 ? product - 0.5 : product + 0.5);
+}
 
 /// Inverse of the reversible 5/3 lifting of ITU-T T.800, in place, on one segment of an interleaved
 /// line: low-pass samples at the line's even positions, high-pass ones at the odd positions.
