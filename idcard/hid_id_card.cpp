@@ -152,10 +152,11 @@ int HidIDCard::PICC_Reader_ReadMsg(long handle, char* /*name*/, char* /*gender*/
                                    char* /*passNum*/, char* /*signCount*/, char* message,
                                    unsigned char* /*photo*/, int* /*photoLength*/)
 {
+    constexpr char noCardText[] = "无卡";
     constexpr int noCard = 244;
     constexpr int notRead = 252;
     if (PICC_Reader_ID_Request(handle) != 0) {
-        std::strcpy(message, "无卡");
+        std::memcpy(message, noCardText, sizeof noCardText);
         return noCard;
     }
     const long selected = PICC_Reader_ID_Select(handle);

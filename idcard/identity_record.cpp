@@ -52,9 +52,9 @@ public:
     std::string field(int offset, int bytes, size_t limit)
     {
         std::array<uint16_t, LongestFieldUnits + 1> units{};
-        for (int i = 0; i < bytes / 2; ++i) {
+        for (size_t i = 0; i < static_cast<size_t>(bytes) / 2; ++i) {
             const unsigned char* unit = m_text + offset + 2 * i;
-            units[static_cast<size_t>(i)] = static_cast<uint16_t>(unit[0] | unit[1] << 8);
+            units[i] = static_cast<uint16_t>(unit[0] | unit[1] << 8);
         }
         std::array<uint8_t, WideLimit + 1> converted{};
         m_card.Utf16_To_Utf8(units.data(), converted.data(), limit, StrictConversion);

@@ -125,7 +125,7 @@ int TurnAscii(long codePoint, char* out)
     char digits[8];
     snprintf(digits, sizeof digits, "%04X", static_cast<unsigned>(codePoint) & 0xFFFFu);
     char codeBits[4 * BitsPerDigit + 1];
-    for (int i = 0; i < 4; ++i) {
+    for (std::ptrdiff_t i = 0; i < 4; ++i) {
         CtoB(digits[i], codeBits + i * BitsPerDigit);
     }
 
@@ -138,7 +138,7 @@ int TurnAscii(long codePoint, char* out)
 
     char bytes[TemplateDigits + 1];
     Format(bits, bytes);
-    for (int i = 0; i < TemplateDigits / 2; ++i) {
+    for (std::ptrdiff_t i = 0; i < TemplateDigits / 2; ++i) {
         out[i] = static_cast<char>(chartoint1(bytes[2 * i]) * 16 + chartoint1(bytes[2 * i + 1]));
     }
     return 0;
@@ -152,7 +152,7 @@ int U2A(const char* gbHex, char* out)
 int UnicodeToAnsi(const uint16_t* source, char* target, int /*unused*/, int sourceBytes)
 {
     std::wstring text;
-    for (int i = 0; i < sourceBytes / 2; ++i) {
+    for (std::ptrdiff_t i = 0; i < sourceBytes / 2; ++i) {
         text.push_back(static_cast<wchar_t>(source[2 * i] * 257));
     }
     std::string printed(text.size() * MB_LEN_MAX + 1, '\0');
@@ -178,10 +178,10 @@ int ReadIDCard::UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*un
     if (sourceBytes < 2) {
         return 0;
     }
-    const auto characterAt = [source](int i) {
+    const auto characterAt = [source](std::ptrdiff_t i) {
         return static_cast<unsigned>(source[2 * i] | source[2 * i + 1] << 8);
     };
-    for (int i = 0; i < sourceBytes / 2 && characterAt(i) != Space; ++i) {
+    for (std::ptrdiff_t i = 0; i < sourceBytes / 2 && characterAt(i) != Space; ++i) {
         const unsigned character = characterAt(i);
         char bytes[3] = {Space, Space, static_cast<char>(character)};
         if (!isDigit(character)) {

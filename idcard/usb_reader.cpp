@@ -58,7 +58,7 @@ bool readReply0503(libusb_device_handle* handle, Reply& reply)
 
 void formatSamNumber(const unsigned char* number, char* text)
 {
-    for (int i = 0; i < samBytes; ++i)
+    for (std::ptrdiff_t i = 0; i < samBytes; ++i)
         std::snprintf(text + i * 2, 3, "%02X", static_cast<unsigned>(number[i]));
 }
 
