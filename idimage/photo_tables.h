@@ -46,8 +46,8 @@ extern std::array<std::uint8_t, 8> ChTb;
 extern std::array<std::uint8_t, 4> FixNum;
 
 /// The object mask: one entry for each pixel of a plane, above 0 where the photo is coded. Ours is
-/// the whole picture: next to the fixed first payload byte the header cannot name a background with
-/// a red above 3, so that any pixel left to the background would be a blotch on most photos.
+/// the whole picture: with the fixed first payload byte the header can name hardly any background
+/// but blue-greens with a red of 1, and a pixel left to those would be a blotch on most photos.
 extern std::array<std::int32_t, PlaneSize> n;
 
 /// Blocks of coefficients, ours: columns and rows of their first positions in coding order,
