@@ -3,6 +3,7 @@
 
 #include "tests/support/desk_client.h"
 #include "tests/support/service_process.h"
+#include "virtual/camera.h"
 #include "virtual/identity_card.h"
 #include "virtual/identity_reader_hid.h"
 #include "virtual/identity_reader_usb.h"
@@ -520,6 +521,21 @@ private Q_SLOTS:
             m_client->command(function, {{"_tflag", tag}});
             QCOMPARE(m_client->text(), cardReply(function, residentRecord));
         }
+    }
+
+    void cardsAreReadInsideTwoOpenWindows()
+    {
+        Camera camera(*m_testbed, {});
+        camera.plugIn();
+        m_client->command("ZCBeginSignAB", {{"width", 400}, {"height", 300}});
+        m_client->command("ZCCameraPic");
+        QTRY_VERIFY(camera.isStreaming());
+        for (const QString function : {"ZCReadIDCard", "ZCReadHIDIDCard"}) {
+            m_client->command(function, {{"_tflag", tag}});
+            QCOMPARE(m_client->text(), cardReply(function, residentRecord));
+        }
+        QCOMPARE(m_client->ask("ZCSetPenWidth")["msg"].toString(), QStringLiteral("签名进行中"));
+        QVERIFY(camera.isStreaming());
     }
 
 private:
