@@ -10,6 +10,19 @@
 
 namespace virtual_desk {
 
+namespace {
+
+// The middle of a picture at a size that may have other proportions.
+QImage filling(const QImage& picture, QSize size)
+{
+    const QImage scaled =
+        picture.scaled(size, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+    const QPoint corner((scaled.width() - size.width()) / 2, (scaled.height() - size.height()) / 2);
+    return scaled.copy(QRect(corner, size)).convertToFormat(QImage::Format_RGB32);
+}
+
+} // namespace
+
 QVector<QSize> deskCameraSizes()
 {
     return {{640, 480},   {800, 600},   {1024, 768},  {1280, 720}, {1280, 960},
@@ -35,6 +48,16 @@ void Camera::plugIn()
 void Camera::unplug()
 {
     m_node->unplug();
+}
+
+void Camera::show(Scene scene)
+{
+    m_node->show([scene](QSize size) { return drawScene(scene, size); });
+}
+
+void Camera::show(const QImage& picture)
+{
+    m_node->show([picture](QSize size) { return filling(picture, size); });
 }
 
 void Camera::setBusy(bool busy)

@@ -56,6 +56,11 @@ public:
     /// Also while a program streams: everything it asks from then on fails with ENODEV.
     void unplug();
 
+    /// What the camera looks at from now on, also in the middle of a stream.
+    void show(Scene scene);
+    /// The same with a picture of one's own, cut and scaled to fill the camera's size. Not null.
+    void show(const QImage& picture);
+
     /// Another program uses the camera: it can be opened but not set up.
     void setBusy(bool busy);
     /// The stream stops without an error.

@@ -124,6 +124,12 @@ void CameraNode::change(const std::function<void(CameraFaults&)>& edit)
     m_stream.setStalled(m_faults.stalled, Clock::now());
 }
 
+void CameraNode::show(CameraStream::Subject subject)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_stream.show(std::move(subject));
+}
+
 CameraNode::Report CameraNode::report() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);

@@ -36,6 +36,7 @@ public:
     void plugIn();
     void unplug();
     void change(const std::function<void(CameraFaults&)>& edit);
+    void show(CameraStream::Subject subject);
 
     struct Report
     {

@@ -64,6 +64,7 @@ QByteArray noise(int length)
 CameraStream::CameraStream(QString file, CameraDescription description)
     : m_file(std::move(file))
     , m_description(std::move(description))
+    , m_subject([scene = m_description.scene](QSize size) { return drawScene(scene, size); })
 {
     setSize(m_description.sizes.value(0));
 }
@@ -74,8 +75,20 @@ void CameraStream::setSize(QSize size)
         return;
     }
     m_size = size;
+    forgetScene();
+}
+
+void CameraStream::show(Subject subject)
+{
+    m_subject = std::move(subject);
+    forgetScene();
+}
+
+void CameraStream::forgetScene()
+{
     m_scene = QImage();
     m_packedScene.clear();
+    m_holdsScene.assign(m_holdsScene.size(), false);
 }
 
 int CameraStream::bytesPerLine() const
@@ -170,7 +183,7 @@ bool CameraStream::takeFrame(Clock::time_point now, bool garbage, Frame& frame)
 int CameraStream::draw(const Arrived& frame, bool garbage)
 {
     if (m_scene.isNull()) {
-        m_scene = drawScene(m_description.scene, m_size);
+        m_scene = m_subject(m_size);
     }
     const auto index = static_cast<std::size_t>(frame.buffer);
     if (garbage || m_description.compressed) {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <deque>
+#include <functional>
 #include <vector>
 
 namespace virtual_desk {
@@ -21,7 +22,12 @@ class CameraStream
 public:
     using Clock = std::chrono::steady_clock;
 
+    /// Draws what the camera looks at, in the given size; RGB32.
+    using Subject = std::function<QImage(QSize)>;
+
     CameraStream(QString file, CameraDescription description);
+
+    void show(Subject subject);
 
     void setSize(QSize size);
     QSize size() const { return m_size; }
@@ -64,6 +70,7 @@ private:
         int number;
     };
 
+    void forgetScene();
     void advance(Clock::time_point now);
     int draw(const Arrived& frame, bool garbage);
     bool write(int buffer, int offset, const QByteArray& bytes) const;
@@ -72,7 +79,8 @@ private:
     QString m_file;
     CameraDescription m_description;
     QSize m_size;
-    QImage m_scene;
+    Subject m_subject;
+    QImage m_scene; ///< the subject in the present size, once a frame was drawn
     QByteArray m_packedScene;
     int m_bufferCount = 0;
     std::vector<bool> m_holdsScene;

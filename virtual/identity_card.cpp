@@ -3,6 +3,8 @@
 
 #include "virtual/identity_card.h"
 
+#include <iterator>
+
 namespace {
 
 constexpr int TypeOffset = 248;
@@ -49,12 +51,39 @@ void putText(QByteArray& block, int offset, int bytes, const QString& text)
     }
 }
 
-template <size_t Count>
-void putFields(QByteArray& block, const IdentityCard& card, const Field (&fields)[Count])
+struct Fields
 {
-    for (const Field& field : fields) {
-        putText(block, field.offset, field.bytes, card.*field.text);
+    const Field* first;
+    const Field* last;
+
+    const Field* begin() const { return first; }
+    const Field* end() const { return last; }
+};
+
+Fields fieldsOf(CardType type)
+{
+    switch (type) {
+    case CardType::PermanentResidence:
+        return {std::begin(PermanentResidenceFields), std::end(PermanentResidenceFields)};
+    case CardType::ResidencePermit:
+        return {std::begin(ResidencePermitFields), std::end(ResidencePermitFields)};
+    case CardType::Resident:
+        break;
     }
+    return {std::begin(ResidentFields), std::end(ResidentFields)};
+}
+
+QString typeLetter(const IdentityCard& card)
+{
+    switch (card.type) {
+    case CardType::PermanentResidence:
+        return QStringLiteral("I");
+    case CardType::ResidencePermit:
+        return QStringLiteral("J");
+    case CardType::Resident:
+        break;
+    }
+    return card.typeLetter;
 }
 
 QByteArray sampleFingerprints()
@@ -118,24 +147,24 @@ IdentityCard residencePermitSample()
 
 } // namespace
 
+int fieldLength(CardType type, QString IdentityCard::*field)
+{
+    for (const Field& entry : fieldsOf(type)) {
+        if (entry.text == field) {
+            return entry.bytes / 2;
+        }
+    }
+    return 0;
+}
+
 QByteArray cardText(const IdentityCard& card)
 {
     QByteArray block(CardTextBytes, '\0');
     putText(block, 0, CardTextBytes, QString());
-    switch (card.type) {
-    case CardType::Resident:
-        putFields(block, card, ResidentFields);
-        putText(block, TypeOffset, 2, card.typeLetter);
-        break;
-    case CardType::PermanentResidence:
-        putFields(block, card, PermanentResidenceFields);
-        putText(block, TypeOffset, 2, QStringLiteral("I"));
-        break;
-    case CardType::ResidencePermit:
-        putFields(block, card, ResidencePermitFields);
-        putText(block, TypeOffset, 2, QStringLiteral("J"));
-        break;
+    for (const Field& field : fieldsOf(card.type)) {
+        putText(block, field.offset, field.bytes, card.*field.text);
     }
+    putText(block, TypeOffset, 2, typeLetter(card));
     return block;
 }
 

@@ -12,6 +12,7 @@
 
 #include <csignal>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -44,6 +45,7 @@ const char PcscDaemon::readerName[] = "Generic EMV Smartcard Reader";
 void PcscDaemon::Process::setupChildProcess()
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    setpgid(0, 0); // Ctrl-C is for the program that owns the desk, which ends the daemon in order
 }
 
 PcscDaemon::~PcscDaemon()

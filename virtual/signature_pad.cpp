@@ -13,6 +13,7 @@ namespace {
 
 const quint8 PenEndpoint = 0x81;
 const quint8 HidClass = 0x03;
+const std::chrono::seconds ReadPause{1};
 
 UsbDescription padDescription()
 {
@@ -62,6 +63,21 @@ void SignaturePad::queue(const UsbAnswer& answer)
     m_device.retry(PenEndpoint);
 }
 
+void SignaturePad::setForcedAnswer(const std::optional<UsbAnswer>& answer)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_forced = answer;
+    }
+    m_device.retry(PenEndpoint);
+}
+
+bool SignaturePad::isRead() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_lastRead && std::chrono::steady_clock::now() - *m_lastRead < ReadPause;
+}
+
 int SignaturePad::queued() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -88,6 +104,9 @@ void SignaturePad::play(const std::vector<PenPoint>& points, int reportsPerSecon
 UsbAnswer SignaturePad::next()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
+    m_lastRead = std::chrono::steady_clock::now();
+    if (m_forced)
+        return *m_forced;
     if (m_queue.empty())
         return UsbAnswer::never();
     const UsbAnswer answer = m_queue.front();

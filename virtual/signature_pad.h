@@ -6,8 +6,10 @@
 #include "virtual/pen_path.h"
 #include "virtual/usb_device.h"
 
+#include <chrono>
 #include <deque>
 #include <mutex>
+#include <optional>
 
 namespace virtual_desk {
 
@@ -26,12 +28,20 @@ public:
 
     /// The device itself: plug, unplug, the log of what programs did.
     UsbDevice& device() { return m_device; }
+    const UsbDevice& device() const { return m_device; }
 
     /// Queues one 16-byte report.
     void pen(const PenPoint& point);
     void pen(const std::vector<PenPoint>& points);
     /// Queues any other answer: fewer bytes, a stall, the plug pulled.
     void queue(const UsbAnswer& answer);
+
+    /// Every read gets \p answer, and the queue waits; std::nullopt ends that.
+    void setForcedAnswer(const std::optional<UsbAnswer>& answer);
+
+    /// Whether a program reads the pad: it has asked within the last second. The service gives a
+    /// read up after 0.3 s and asks again.
+    bool isRead() const;
 
     /// How many queued answers no program has taken yet.
     int queued() const;
@@ -46,6 +56,8 @@ private:
 
     mutable std::mutex m_mutex;
     std::deque<UsbAnswer> m_queue;
+    std::optional<UsbAnswer> m_forced;
+    std::optional<std::chrono::steady_clock::time_point> m_lastRead;
     UsbDevice m_device;
 };
 

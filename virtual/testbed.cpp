@@ -11,7 +11,9 @@
 #include <link.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <map>
 #include <string>
@@ -213,7 +215,11 @@ void Testbed::restartUnderPreload(char** arguments)
         }
     }
     qputenv("LD_PRELOAD", preload);
-    execv("/proc/self/exe", arguments);
+    // By its own path, so that the process keeps its name.
+    std::array<char, PATH_MAX> program{};
+    if (readlink("/proc/self/exe", program.data(), program.size() - 1) > 0) {
+        execv(program.data(), arguments);
+    }
     qFatal("virtual desk: the program cannot be restarted: %s", std::strerror(errno));
 }
 

@@ -627,6 +627,9 @@ std::shared_ptr<UsbEvent> UsbConnection::record(UsbEvent event)
     auto shared = std::make_shared<UsbEvent>(std::move(event));
     const std::lock_guard<std::mutex> lock(m_shared->logMutex);
     m_shared->events.push_back(shared);
+    if (m_shared->events.size() > UsbDevice::MostEvents) {
+        m_shared->events.pop_front();
+    }
     return shared;
 }
 

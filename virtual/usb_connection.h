@@ -85,8 +85,8 @@ struct UsbDevice::Shared
     std::mutex handlerMutex;
     Handler handler;
     std::mutex logMutex;
-    std::vector<std::shared_ptr<UsbEvent>> events;
-    bool heldElsewhere = false; ///< under logMutex
+    std::deque<std::shared_ptr<UsbEvent>> events; ///< the latest `UsbDevice::MostEvents`
+    bool heldElsewhere = false;                   ///< under logMutex
 };
 
 } // namespace virtual_desk

@@ -114,6 +114,9 @@ class UsbDevice
 public:
     using Handler = std::function<UsbAnswer(const UsbRequest&)>;
 
+    /// The log keeps this many events, so that a desk can stay up for days.
+    static constexpr std::size_t MostEvents = 20000;
+
     UsbDevice(Testbed& testbed, UsbDescription description, Handler handler);
     ~UsbDevice();
     UsbDevice(const UsbDevice&) = delete;
@@ -134,6 +137,7 @@ public:
     /// Asks the handler again about the open transfers of `endpoint` that it answered with "never".
     void retry(quint8 endpoint);
 
+    /// The latest events, the oldest first.
     std::vector<UsbEvent> events() const;
     /// The events as lines, in order.
     QStringList log() const;

@@ -3,8 +3,6 @@
 
 #include "tests/support/desk_client.h"
 
-#include "tests/support/service_process.h"
-
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QJsonDocument>
@@ -37,9 +35,9 @@ DeskClient::DeskClient()
             [this](const QByteArray& bytes) { m_binaries << bytes; });
 }
 
-bool DeskClient::open(int timeoutMs)
+bool DeskClient::open(int timeoutMs, quint16 port)
 {
-    m_socket.open(QUrl(QStringLiteral("ws://127.0.0.1:%1/").arg(servicePort)));
+    m_socket.open(QUrl(QStringLiteral("ws://127.0.0.1:%1/").arg(port)));
     return runUntil([this] { return isOpen(); }, timeoutMs);
 }
 

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "tests/support/service_process.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QList>
@@ -21,7 +23,7 @@ public:
     DeskClient();
 
     /// \return false when the service did not take the connection within `timeoutMs`
-    bool open(int timeoutMs = 5000);
+    bool open(int timeoutMs = 5000, quint16 port = servicePort);
     bool isOpen() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
     bool waitForClosed(int timeoutMs = 5000);
     void close() { m_socket.close(); }

@@ -1,0 +1,36 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "virtual/camera.h"
+#include "virtual/terminal/desk_device.h"
+
+namespace virtual_desk {
+
+/// \brief One of the desk's cameras, and what it looks at.
+class CameraDevice : public DeskDevice
+{
+public:
+    CameraDevice(Testbed& testbed, const CameraDescription& description);
+
+    bool isPlugged() const override { return m_plugged; }
+    QString plug() override;
+    void unplug() override;
+
+    /// Shows the "scene" or the "image" of a request; complains when there is not exactly one.
+    void show(CheckedObject& request);
+
+protected:
+    std::optional<std::function<void()>> faultAction(const QString& fault,
+                                                     CheckedObject& keys) override;
+    void endFault() override;
+    QJsonObject ownState() const override;
+
+private:
+    Camera m_camera;
+    bool m_plugged = false;
+    QString m_scene;
+};
+
+} // namespace virtual_desk

@@ -1,0 +1,85 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "virtual/identity_card.h"
+#include "virtual/identity_reader_hid.h"
+#include "virtual/identity_reader_usb.h"
+#include "virtual/terminal/desk_device.h"
+
+#include <optional>
+
+namespace virtual_desk {
+
+/// \brief A place for an identity card. A card can lie there while the cable is out.
+class CardReaderDevice : public DeskDevice
+{
+public:
+    void putCard(const IdentityCard& card);
+    void takeCard();
+    const std::optional<IdentityCard>& card() const { return m_card; }
+
+    virtual QStringList log() const = 0;
+    virtual void clearLog() = 0;
+
+protected:
+    virtual void setCardData(const QByteArray& data) = 0;
+    QJsonObject ownState() const override;
+
+private:
+    std::optional<IdentityCard> m_card;
+};
+
+/// \brief The USB identity-card reader.
+class UsbReaderDevice : public CardReaderDevice
+{
+public:
+    explicit UsbReaderDevice(Testbed& testbed);
+
+    bool isPlugged() const override { return m_reader.isPlugged(); }
+    QString plug() override;
+    void unplug() override { m_reader.unplug(); }
+
+    /// \param module "0501" or "0503"; the exchange repairs the reader
+    void setModule(const QString& module);
+
+    QStringList log() const override { return m_reader.log(); }
+    void clearLog() override { m_reader.clearLog(); }
+
+protected:
+    void setCardData(const QByteArray& data) override { m_reader.putCard(data); }
+    std::optional<std::function<void()>> faultAction(const QString& fault,
+                                                     CheckedObject& keys) override;
+    void endFault() override;
+    QJsonObject ownState() const override;
+
+private:
+    IdentityReaderUsb m_reader;
+    QString m_module;
+};
+
+/// \brief The HID identity-card reader.
+class HidReaderDevice : public CardReaderDevice
+{
+public:
+    explicit HidReaderDevice(Testbed& testbed);
+
+    bool isPlugged() const override { return m_reader.isPlugged(); }
+    QString plug() override;
+    void unplug() override { m_reader.unplug(); }
+
+    QStringList log() const override { return m_reader.log(); }
+    void clearLog() override { m_reader.clearLog(); }
+
+protected:
+    void setCardData(const QByteArray& data) override { m_reader.putCard(data); }
+    std::optional<std::function<void()>> faultAction(const QString& fault,
+                                                     CheckedObject& keys) override;
+    void endFault() override;
+
+private:
+    IdentityReaderHid m_reader;
+};
+
+} // namespace virtual_desk

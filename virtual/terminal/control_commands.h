@@ -1,0 +1,69 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "virtual/terminal/checked_object.h"
+
+#include <QJsonObject>
+#include <QString>
+
+namespace virtual_desk {
+
+class Desk;
+class ServiceRunner;
+
+/// \brief The commands of the control port; see docs/virtual-terminal.md.
+class ControlCommands
+{
+public:
+    ControlCommands(Desk& desk, ServiceRunner& service)
+        : m_desk(desk)
+        , m_service(service)
+    {
+    }
+
+    /// Carries out one request, or nothing of it.
+    /// \return the reply
+    QJsonObject execute(const QString& text);
+
+    /// The whole desk.
+    QJsonObject state();
+
+private:
+    struct Command;
+    /// What a command gave, or why nothing was done.
+    struct Outcome
+    {
+        QString error;
+        QJsonObject result;
+    };
+    /// Reads the keys of its command, checks them, and acts when all is well.
+    using Handler = Outcome (ControlCommands::*)(CheckedObject& request);
+    static const Command* find(const QString& name);
+
+    Outcome dispatch(CheckedObject& request);
+
+    Outcome tellState(CheckedObject& request);
+    Outcome plug(CheckedObject& request);
+    Outcome unplug(CheckedObject& request);
+    Outcome breakDown(CheckedObject& request);
+    Outcome repair(CheckedObject& request);
+    Outcome putCard(CheckedObject& request);
+    Outcome changeCard(CheckedObject& request);
+    Outcome takeCard(CheckedObject& request);
+    Outcome setModule(CheckedObject& request);
+    Outcome insertSim(CheckedObject& request);
+    Outcome pullSim(CheckedObject& request);
+    Outcome pen(CheckedObject& request);
+    Outcome setPicture(CheckedObject& request);
+    Outcome log(CheckedObject& request);
+    Outcome startService(CheckedObject& request);
+    Outcome stopService(CheckedObject& request);
+    Outcome killService(CheckedObject& request);
+
+    Desk& m_desk;
+    ServiceRunner& m_service;
+};
+
+} // namespace virtual_desk

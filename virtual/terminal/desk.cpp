@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "virtual/terminal/desk.h"
+
+#include "virtual/photo_encoder.h"
+#include "virtual/portrait.h"
+
+namespace virtual_desk {
+namespace {
+
+CameraDescription portraitCamera()
+{
+    CameraDescription description;
+    description.vendor = "1b17";
+    description.product = "6685";
+    description.number = 1;
+    description.scene = Scene::Portrait;
+    return description;
+}
+
+IdentityCard invented(CardType type, int holder)
+{
+    IdentityCard card = sampleCard(type);
+    card.photo = encodePhoto(drawPortrait(holder));
+    return card;
+}
+
+} // namespace
+
+Desk::Desk()
+    : m_pad(m_testbed)
+    , m_usbReader(m_testbed)
+    , m_hidReader(m_testbed)
+    , m_documentCamera(m_testbed, {})
+    , m_portraitCamera(m_testbed, portraitCamera())
+{
+}
+
+QString Desk::furnish()
+{
+    for (const QString& name : deviceNames()) {
+        const QString obstacle = device(name).plug();
+        if (!obstacle.isEmpty())
+            return obstacle;
+    }
+    m_usbReader.putCard(invented(CardType::Resident, 0));
+    m_hidReader.putCard(invented(CardType::PermanentResidence, 1));
+    return m_simReader.insertSim(QStringLiteral("89860113456789012345"));
+}
+
+const QStringList& Desk::deviceNames()
+{
+    static const QStringList names = {QStringLiteral("pad"),
+                                      QStringLiteral("usbReader"),
+                                      QStringLiteral("hidReader"),
+                                      QStringLiteral("simReader"),
+                                      QStringLiteral("documentCamera"),
+                                      QStringLiteral("portraitCamera")};
+    return names;
+}
+
+DeskDevice& Desk::device(const QString& name)
+{
+    DeskDevice* const devices[] = {&m_pad,       &m_usbReader,      &m_hidReader,
+                                   &m_simReader, &m_documentCamera, &m_portraitCamera};
+    return *devices[deviceNames().indexOf(name)];
+}
+
+CameraDevice& Desk::camera(const QString& name)
+{
+    return name == QLatin1String("portraitCamera") ? m_portraitCamera : m_documentCamera;
+}
+
+QStringList Desk::takeLog(const QString& name, bool forget)
+{
+    const auto take = [forget](auto& log) {
+        const QStringList lines = log.log();
+        if (forget)
+            log.clearLog();
+        return lines;
+    };
+    if (name == QLatin1String("pad"))
+        return take(m_pad.usb());
+    return name == QLatin1String("usbReader") ? take(m_usbReader) : take(m_hidReader);
+}
+
+QJsonObject Desk::state()
+{
+    QJsonObject state;
+    for (const QString& name : deviceNames())
+        state.insert(name, device(name).state());
+    return state;
+}
+
+} // namespace virtual_desk

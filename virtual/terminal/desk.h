@@ -1,0 +1,54 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "virtual/terminal/camera_device.h"
+#include "virtual/terminal/card_reader_device.h"
+#include "virtual/terminal/pad_device.h"
+#include "virtual/terminal/sim_reader_device.h"
+#include "virtual/testbed.h"
+
+#include <QJsonObject>
+#include <QStringList>
+
+namespace virtual_desk {
+
+/// \brief The six devices of a desk, by their names on the control port.
+class Desk
+{
+public:
+    Desk();
+
+    /// Plugs everything in and lays down a card on each reader and a SIM.
+    /// \return an empty text, or what could not be set up
+    QString furnish();
+
+    /// In the order of the documentation.
+    static const QStringList& deviceNames();
+    /// \param name one of `deviceNames`
+    DeskDevice& device(const QString& name);
+
+    PadDevice& pad() { return m_pad; }
+    UsbReaderDevice& usbReader() { return m_usbReader; }
+    HidReaderDevice& hidReader() { return m_hidReader; }
+    SimReaderDevice& simReader() { return m_simReader; }
+    CameraDevice& camera(const QString& name);
+
+    /// The transfers of "pad", "usbReader" or "hidReader", one a line.
+    /// \param forget empties the log
+    QStringList takeLog(const QString& name, bool forget);
+
+    QJsonObject state();
+
+private:
+    Testbed m_testbed;
+    PadDevice m_pad;
+    UsbReaderDevice m_usbReader;
+    HidReaderDevice m_hidReader;
+    SimReaderDevice m_simReader;
+    CameraDevice m_documentCamera;
+    CameraDevice m_portraitCamera;
+};
+
+} // namespace virtual_desk

@@ -1,0 +1,155 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+//
+// A desk with nothing plugged in: the service on emulated devices, and a port to play the desk.
+
+#include "virtual/terminal/control_commands.h"
+#include "virtual/terminal/control_server.h"
+#include "virtual/terminal/desk.h"
+#include "virtual/terminal/service_runner.h"
+#include "virtual/terminal/termination_signals.h"
+
+#include <QCommandLineParser>
+#include <QDir>
+#include <QGuiApplication>
+#include <QTcpServer>
+#include <QTemporaryDir>
+
+#include <cstdio>
+
+using namespace virtual_desk;
+
+namespace {
+
+struct Options
+{
+    quint16 controlPort = 12345;
+    QString service;
+    QString templates;
+    QString directory;
+    bool bare = false;
+    bool verbose = false;
+};
+
+int fail(const QString& what)
+{
+    std::fprintf(stderr, "virtual-terminal: %s\n", qPrintable(what));
+    return 1;
+}
+
+// Prints the help or a complaint, and ends the program, when the command line asks for it.
+Options readOptions(const QCoreApplication& application)
+{
+    const QString beside = QCoreApplication::applicationDirPath();
+    const QCommandLineOption controlPort(QStringLiteral("control-port"),
+                                         QStringLiteral("TCP port for playing the desk."),
+                                         QStringLiteral("port"), QStringLiteral("12345"));
+    const QCommandLineOption service(
+        QStringLiteral("service"), QStringLiteral("The service's program."), QStringLiteral("file"),
+        beside + QStringLiteral("/desk-terminal-service"));
+    const QCommandLineOption templates(
+        QStringLiteral("templates"), QStringLiteral("Where front.jpg and back.jpg lie."),
+        QStringLiteral("folder"),
+        beside + QStringLiteral("/../share/desk-terminal-service/templates"));
+    const QCommandLineOption directory(
+        QStringLiteral("directory"),
+        QStringLiteral("Where the service runs and leaves its files; a temporary one otherwise."),
+        QStringLiteral("folder"));
+    const QCommandLineOption bare(QStringLiteral("bare"),
+                                  QStringLiteral("Begin with nothing plugged in and no cards."));
+    const QCommandLineOption verbose(QStringLiteral("verbose"),
+                                     QStringLiteral("Print what the service writes."));
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        QStringLiteral("Runs the desk-terminal service on a desk of emulated devices."));
+    parser.addHelpOption();
+    parser.addOptions({controlPort, service, templates, directory, bare, verbose});
+    parser.process(application);
+    const uint port = parser.value(controlPort).toUInt();
+    if (port == 0 || port > 65535 || !parser.positionalArguments().isEmpty())
+        parser.showHelp(1);
+    return {static_cast<quint16>(port), parser.value(service), parser.value(templates),
+            parser.value(directory),    parser.isSet(bare),    parser.isSet(verbose)};
+}
+
+// The service itself stays silent when its port is taken.
+QString servicePortObstacle()
+{
+    QTcpServer probe;
+    if (probe.listen(QHostAddress::Any, servicePort))
+        return {};
+    return QStringLiteral("port %1, the service's, cannot be had: %2.\n"
+                          "  Perhaps a service runs already: `ss -ltnp sport = :%1` names the "
+                          "program. End it and start again.")
+        .arg(servicePort)
+        .arg(probe.errorString());
+}
+
+bool copyTemplates(const QString& from, const QString& directory)
+{
+    for (const QString& face : {QStringLiteral("front.jpg"), QStringLiteral("back.jpg")}) {
+        const QString target = QDir(directory).filePath(face);
+        if (!QFile::exists(target) && !QFile::copy(QDir(from).filePath(face), target))
+            return false;
+    }
+    return true;
+}
+
+void printLine(const QString& line, const QString& stream)
+{
+    std::fprintf(stderr, "service %s: %s\n", qPrintable(stream), line.toUtf8().constData());
+}
+
+int run(const Options& options, const QString& directory)
+{
+    Desk desk;
+    ServiceRunner service(options.service, directory);
+    ControlCommands commands(desk, service);
+    ControlServer control(commands);
+    QObject::connect(&service, &ServiceRunner::lineWritten, &control, &ControlServer::reportLine);
+    QObject::connect(&service, &ServiceRunner::stateChanged, &control, &ControlServer::reportState);
+    if (options.verbose)
+        QObject::connect(&service, &ServiceRunner::lineWritten, &printLine);
+
+    QString obstacle = control.listen(options.controlPort);
+    if (!obstacle.isEmpty())
+        return fail(QStringLiteral("port %1, for playing the desk, cannot be had: %2.\n"
+                                   "  `ss -ltnp sport = :%1` names the program that has it; "
+                                   "--control-port takes another.")
+                        .arg(options.controlPort)
+                        .arg(obstacle));
+    obstacle = options.bare ? QString() : desk.furnish();
+    if (obstacle.isEmpty())
+        obstacle = service.start();
+    if (!obstacle.isEmpty())
+        return fail(obstacle);
+
+    const TerminationSignals signalsOfTheSystem;
+    QObject::connect(&signalsOfTheSystem, &TerminationSignals::arrived, qApp,
+                     &QCoreApplication::quit);
+    std::printf("virtual-terminal: service on ws://localhost:%d, control on ws://localhost:%d\n",
+                servicePort, options.controlPort);
+    std::fflush(stdout);
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    Testbed::restartUnderPreload(argv);
+    QGuiApplication application(argc, argv);
+    const Options options = readOptions(application);
+    const QString obstacle = servicePortObstacle();
+    if (!obstacle.isEmpty())
+        return fail(obstacle);
+    const QTemporaryDir temporary;
+    const QString directory = options.directory.isEmpty() ? temporary.path() : options.directory;
+    if (!QDir().mkpath(directory))
+        return fail(QStringLiteral("cannot make ") + directory);
+    if (!copyTemplates(options.templates, directory))
+        std::fprintf(stderr, "virtual-terminal: no card templates in %s: no faces are painted\n",
+                     qPrintable(options.templates));
+    return run(options, directory);
+}

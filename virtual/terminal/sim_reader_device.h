@@ -1,0 +1,49 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "virtual/pcsc_daemon.h"
+#include "virtual/sim_card.h"
+#include "virtual/terminal/desk_device.h"
+
+namespace virtual_desk {
+
+/// \brief The smart-card reader with its daemon, and the SIM in it.
+///
+/// Plugging, repairing and inserting wait for the daemon, which takes up to a second.
+class SimReaderDevice : public DeskDevice
+{
+public:
+    bool isPlugged() const override { return m_plugged; }
+    QString plug() override;
+    /// Repairs the reader first.
+    void unplug() override;
+
+    /// Puts a SIM in the place of any other. The reader is plugged in and not broken.
+    /// \param iccid 19 or 20 digits
+    /// \return an empty text, or why not
+    QString insertSim(const QString& iccid);
+    void pullSim();
+    bool hasSim() const { return !m_iccid.isEmpty(); }
+
+protected:
+    std::optional<std::function<void()>> faultAction(const QString& fault,
+                                                     CheckedObject& keys) override;
+    void endFault() override;
+    QJsonObject ownState() const override;
+
+private:
+    enum class Fault { None, Frozen, Crashed };
+
+    bool startDaemon();
+    bool putSimIn();
+
+    PcscDaemon m_daemon;
+    VirtualSimCard m_sim;
+    bool m_plugged = false;
+    Fault m_faulty = Fault::None;
+    QString m_iccid; ///< empty without a SIM
+};
+
+} // namespace virtual_desk
