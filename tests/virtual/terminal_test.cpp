@@ -427,6 +427,15 @@ private Q_SLOTS:
                  true);
     }
 
+    void theServiceIsNotStartedOnATakenPort()
+    {
+        QCOMPARE(m_player->error({{"command", "stopService"}}), QString());
+        QTcpServer other;
+        QVERIFY(other.listen(QHostAddress::Any, servicePort));
+        QVERIFY(m_player->error({{"command", "startService"}}).contains("ss -ltnp"));
+        QCOMPARE(m_player->state()["service"].toObject()["running"].toBool(), false);
+    }
+
     void whatTheServiceWritesIsPassedOn()
     {
         m_page->send(QStringLiteral("{}"));

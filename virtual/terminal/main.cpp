@@ -12,8 +12,8 @@
 
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFileInfo>
 #include <QGuiApplication>
-#include <QTcpServer>
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -51,7 +51,7 @@ Options readOptions(const QCoreApplication& application)
     const QCommandLineOption templates(
         QStringLiteral("templates"), QStringLiteral("Where front.jpg and back.jpg lie."),
         QStringLiteral("folder"),
-        beside + QStringLiteral("/../share/desk-terminal-service/templates"));
+        beside + QStringLiteral("/../../share/desk-terminal-service/templates"));
     const QCommandLineOption directory(
         QStringLiteral("directory"),
         QStringLiteral("Where the service runs and leaves its files; a temporary one otherwise."),
@@ -71,19 +71,6 @@ Options readOptions(const QCoreApplication& application)
         parser.showHelp(1);
     return {static_cast<quint16>(port), parser.value(service), parser.value(templates),
             parser.value(directory),    parser.isSet(bare),    parser.isSet(verbose)};
-}
-
-// The service itself stays silent when its port is taken.
-QString servicePortObstacle()
-{
-    QTcpServer probe;
-    if (probe.listen(QHostAddress::Any, servicePort))
-        return {};
-    return QStringLiteral("port %1, the service's, cannot be had: %2.\n"
-                          "  Perhaps a service runs already: `ss -ltnp sport = :%1` names the "
-                          "program. End it and start again.")
-        .arg(servicePort)
-        .arg(probe.errorString());
 }
 
 bool copyTemplates(const QString& from, const QString& directory)
@@ -141,13 +128,17 @@ int main(int argc, char* argv[])
     Testbed::restartUnderPreload(argv);
     QGuiApplication application(argc, argv);
     const Options options = readOptions(application);
-    const QString obstacle = servicePortObstacle();
+    if (options.controlPort == servicePort)
+        return fail(QStringLiteral("the service has port %1 itself; take another for playing the "
+                                   "desk.")
+                        .arg(servicePort));
+    const QString obstacle = ServiceRunner::portObstacle();
     if (!obstacle.isEmpty())
         return fail(obstacle);
     const QTemporaryDir temporary;
     const QString directory = options.directory.isEmpty() ? temporary.path() : options.directory;
-    if (!QDir().mkpath(directory))
-        return fail(QStringLiteral("cannot make ") + directory);
+    if (!QDir().mkpath(directory) || !QFileInfo(directory).isWritable())
+        return fail(QStringLiteral("cannot write in ") + directory);
     if (!copyTemplates(options.templates, directory))
         std::fprintf(stderr, "virtual-terminal: no card templates in %s: no faces are painted\n",
                      qPrintable(options.templates));

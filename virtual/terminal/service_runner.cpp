@@ -5,6 +5,7 @@
 
 #include <QElapsedTimer>
 #include <QHostAddress>
+#include <QTcpServer>
 #include <QTcpSocket>
 
 #include <csignal>
@@ -50,10 +51,25 @@ ServiceRunner::~ServiceRunner()
     stop();
 }
 
+QString ServiceRunner::portObstacle()
+{
+    QTcpServer probe;
+    if (probe.listen(QHostAddress::Any, servicePort))
+        return {};
+    return QStringLiteral("port %1, the service's, cannot be had: %2.\n"
+                          "  Perhaps a service runs already: `ss -ltnp sport = :%1` names the "
+                          "program. End it and start again.")
+        .arg(servicePort)
+        .arg(probe.errorString());
+}
+
 QString ServiceRunner::start()
 {
     if (isRunning())
         return QStringLiteral("The service is running already.");
+    const QString obstacle = portObstacle();
+    if (!obstacle.isEmpty())
+        return obstacle;
     m_endAsked = false;
     m_process.start(m_program, QStringList());
     if (!m_process.waitForStarted())
@@ -104,21 +120,28 @@ QJsonObject ServiceRunner::state() const
 
 void ServiceRunner::passOn(QProcess::ProcessChannel channel)
 {
-    const bool isError = channel == QProcess::StandardError;
     m_process.setReadChannel(channel);
-    while (m_process.canReadLine()) {
-        QByteArray line = m_process.readLine();
-        line.chop(line.endsWith('\n') ? 1 : 0);
-        Q_EMIT lineWritten(QString::fromUtf8(line),
-                           isError ? QStringLiteral("error") : QStringLiteral("output"));
-    }
+    while (m_process.canReadLine())
+        report(m_process.readLine(), channel);
+}
+
+void ServiceRunner::report(QByteArray line, QProcess::ProcessChannel channel)
+{
+    line.chop(line.endsWith('\n') ? 1 : 0);
+    Q_EMIT lineWritten(QString::fromUtf8(line), channel == QProcess::StandardError
+                                                    ? QStringLiteral("error")
+                                                    : QStringLiteral("output"));
 }
 
 // With QProcess::CrashExit, the code is the signal's number.
 void ServiceRunner::noteExit(int code, QProcess::ExitStatus status)
 {
-    passOn(QProcess::StandardOutput);
-    passOn(QProcess::StandardError);
+    for (const auto channel : {QProcess::StandardOutput, QProcess::StandardError}) {
+        passOn(channel);
+        const QByteArray lastWords = m_process.readAll(); // without a line's end
+        if (!lastWords.isEmpty())
+            report(lastWords, channel);
+    }
     QJsonObject exit{
         {status == QProcess::CrashExit ? QStringLiteral("signal") : QStringLiteral("code"), code}};
     if (m_endAsked)

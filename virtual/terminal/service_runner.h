@@ -27,6 +27,10 @@ public:
     ServiceRunner(const QString& program, const QString& directory);
     ~ServiceRunner() override;
 
+    /// Why the service would not get its port, and what to do; empty when it would. The service
+    /// itself stays silent then.
+    static QString portObstacle();
+
     /// Starts the service and waits until its port answers, up to ten seconds.
     /// \return an empty text, or why it does not run
     QString start();
@@ -53,6 +57,7 @@ private:
 
     bool awaitPort();
     void passOn(QProcess::ProcessChannel channel);
+    void report(QByteArray line, QProcess::ProcessChannel channel);
     void noteExit(int code, QProcess::ExitStatus status);
 
     Process m_process;

@@ -22,8 +22,10 @@ QByteArray storedIccid(const QString& iccid)
 QString SimReaderDevice::plug()
 {
     m_plugged = startDaemon();
-    return m_plugged ? QString()
-                     : QStringLiteral("The PC/SC daemon did not start:\n") + m_daemon.log();
+    return m_plugged
+               ? QString()
+               : QStringLiteral("The PC/SC daemon did not start, or did not take the SIM:\n") +
+                     m_daemon.log();
 }
 
 void SimReaderDevice::unplug()
@@ -53,7 +55,11 @@ void SimReaderDevice::pullSim()
 bool SimReaderDevice::startDaemon()
 {
     m_daemon.stop();
-    return m_daemon.start() && (m_iccid.isEmpty() || putSimIn());
+    if (m_daemon.start() && (m_iccid.isEmpty() || putSimIn()))
+        return true;
+    m_sim.pull();
+    m_daemon.stop();
+    return false;
 }
 
 bool SimReaderDevice::putSimIn()
