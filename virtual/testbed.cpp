@@ -22,18 +22,31 @@
 namespace virtual_desk {
 
 /// What timers and requests share: the context of umockdev's worker thread, known once a client
-/// came.
+/// came. That thread may run on for a moment after the testbed is gone, and finds it closed then.
 struct TestbedThread
 {
     std::mutex mutex;
     GMainContext* context = nullptr;
     std::map<GSource*, std::function<void()>> works; ///< handed over under the mutex
 
+    std::mutex calls;    ///< held while anything of the desk runs on the thread
+    bool closed = false; ///< under `calls`
+
     ~TestbedThread()
     {
         if (context) {
             g_main_context_unref(context);
         }
+    }
+
+    void close()
+    {
+        {
+            const std::lock_guard<std::mutex> lock(calls);
+            closed = true;
+        }
+        const std::lock_guard<std::mutex> lock(mutex);
+        works.clear();
     }
 
     void learn()
@@ -48,9 +61,6 @@ struct TestbedThread
 struct Testbed::Node
 {
     std::unique_ptr<UMockdevIoctlBase, GObjectUnref> base;
-    IoctlHandler handler;
-    IoctlHandler onRead;
-    std::shared_ptr<TestbedThread> thread;
 };
 
 namespace {
@@ -79,18 +89,41 @@ gboolean onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer handl
     return (*static_cast<Testbed::IoctlHandler*>(handler))(shareClient(client)) ? TRUE : FALSE;
 }
 
+/// Has the node's base own the handler.
+void connectHandler(UMockdevIoctlBase* base, const char* request, Testbed::IoctlHandler handler)
+{
+    const GClosureNotify release = [](gpointer owned, GClosure*) {
+        delete static_cast<Testbed::IoctlHandler*>(owned);
+    };
+    g_signal_connect_data(base, request, G_CALLBACK(onIoctl),
+                          new Testbed::IoctlHandler(std::move(handler)), release,
+                          static_cast<GConnectFlags>(0));
+}
+
+using SharedThread = std::shared_ptr<TestbedThread>;
+
 gboolean runOnce(gpointer data)
 {
-    auto* thread = static_cast<TestbedThread*>(data);
+    TestbedThread& thread = **static_cast<SharedThread*>(data);
+    const std::lock_guard<std::mutex> call(thread.calls);
     std::function<void()> work;
     {
-        const std::lock_guard<std::mutex> lock(thread->mutex);
-        const auto found = thread->works.find(g_main_current_source());
-        work = std::move(found->second);
-        thread->works.erase(found);
+        const std::lock_guard<std::mutex> lock(thread.mutex);
+        const auto found = thread.works.find(g_main_current_source());
+        if (found != thread.works.end()) {
+            work = std::move(found->second);
+            thread.works.erase(found);
+        }
     }
-    work();
+    if (work && !thread.closed) {
+        work();
+    }
     return G_SOURCE_REMOVE;
+}
+
+void releaseThread(gpointer data)
+{
+    delete static_cast<SharedThread*>(data);
 }
 
 } // namespace
@@ -122,7 +155,7 @@ Testbed::Testbed()
 
 Testbed::~Testbed()
 {
-    // Ends umockdev's thread before the handlers that it calls go away.
+    m_thread->close();
     m_testbed.reset();
 }
 
@@ -161,17 +194,16 @@ void Testbed::attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHan
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto learning = [this](IoctlHandler inner) -> IoctlHandler {
         return [thread = m_thread, inner = std::move(inner)](const IoctlClient& client) {
+            const std::lock_guard<std::mutex> call(thread->calls);
             thread->learn();
-            return inner(client);
+            return !thread->closed && inner(client);
         };
     };
     auto served = std::make_unique<Node>();
     served->base.reset(umockdev_ioctl_base_new());
-    served->handler = learning(std::move(handler));
-    g_signal_connect(served->base.get(), "handle-ioctl", G_CALLBACK(onIoctl), &served->handler);
+    connectHandler(served->base.get(), "handle-ioctl", learning(std::move(handler)));
     if (onRead) {
-        served->onRead = learning(std::move(onRead));
-        g_signal_connect(served->base.get(), "handle-read", G_CALLBACK(onIoctl), &served->onRead);
+        connectHandler(served->base.get(), "handle-read", learning(std::move(onRead)));
     }
     GError* error = nullptr;
     if (!umockdev_testbed_attach_ioctl(m_testbed.get(), node.constData(), served->base.get(),
@@ -190,7 +222,7 @@ void Testbed::runLater(int milliseconds, std::function<void()> work)
     GSource* source = milliseconds > 0 ? g_timeout_source_new(static_cast<guint>(milliseconds))
                                        : g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
-    g_source_set_callback(source, runOnce, m_thread.get(), nullptr);
+    g_source_set_callback(source, runOnce, new SharedThread(m_thread), releaseThread);
     m_thread->works[source] = std::move(work);
     g_source_attach(source, m_thread->context);
     g_source_unref(source);
