@@ -34,6 +34,10 @@ target_compile_options(
               -Wundef
               -Werror)
 target_include_directories(desk_options INTERFACE "${CMAKE_SOURCE_DIR}")
+# What a distribution builds its packages with; the fortified functions need optimisation.
+target_compile_options(
+    desk_options INTERFACE $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2 -fstack-protector-strong
+                           -fstack-clash-protection>)
 target_link_options(desk_options INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
 set(CMAKE_CXX_EXTENSIONS OFF)
 
