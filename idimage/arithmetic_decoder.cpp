@@ -11,7 +11,6 @@ namespace photo {
 
 namespace {
 
-constexpr std::uint32_t HalfInterval = 0x8000;
 constexpr std::uint32_t ByteToStuff = 0xFF;
 
 template <typename Table>
@@ -74,24 +73,18 @@ ArithmeticDecoder::ArithmeticDecoder(NR payload)
     m_registers.code |= nextByte() << 16;
 }
 
-int ArithmeticDecoder::decision(State& model, int context)
+int ArithmeticDecoder::decideAndAdapt(State& model, int context)
 {
     const auto c = static_cast<size_t>(context);
     const std::uint32_t qe = model.qe[c];
     const int moreProbable = model.moreProbable[c];
     Jg& jg = m_registers;
 
-    jg.interval -= qe;
-    bool isMoreProbable = true;
-    if ((jg.code >> 16) < jg.interval) {
-        if (jg.interval >= HalfInterval) {
-            return moreProbable;
-        }
-        isMoreProbable = jg.interval >= qe;
-    } else {
+    bool isMoreProbable = jg.interval >= qe;
+    if ((jg.code >> 16) >= jg.interval) {
         // The upper part has the size of the estimate; the smaller part is the less probable
         // symbol's.
-        isMoreProbable = jg.interval < qe;
+        isMoreProbable = !isMoreProbable;
         jg.code -= jg.interval << 16;
         jg.interval = qe;
     }
@@ -134,14 +127,18 @@ std::uint32_t ArithmeticDecoder::nextByte()
 void ArithmeticDecoder::renormalise()
 {
     Jg& jg = m_registers;
-    while (jg.interval < HalfInterval) {
+    // As many doublings as bring the interval back to 0x8000, at most 8 at a time.
+    int doublings = __builtin_clz(jg.interval) - __builtin_clz(HalfInterval);
+    while (doublings > 0) {
         if (jg.bitCount == 0) {
             jg.code |= nextByte() << 8;
             jg.bitCount = 8;
         }
-        jg.interval <<= 1;
-        jg.code <<= 1;
-        --jg.bitCount;
+        const int step = std::min(doublings, jg.bitCount);
+        jg.interval <<= step;
+        jg.code <<= step;
+        jg.bitCount -= step;
+        doublings -= step;
     }
 }
 

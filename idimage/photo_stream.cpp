@@ -29,6 +29,23 @@ struct DecodingCoder
     }
 };
 
+// What each value of the check sum's upper byte does to it.
+constexpr std::array<std::uint16_t, 256> findCheckSums()
+{
+    constexpr unsigned Polynomial = 0x1021;
+    constexpr unsigned TopBit = 0x8000;
+    std::array<std::uint16_t, 256> sums{};
+    for (unsigned byte = 0; byte < sums.size(); ++byte) {
+        unsigned sum = byte << 8;
+        for (int bit = 0; bit < 8; ++bit) {
+            sum = (sum & TopBit) != 0 ? sum << 1 ^ Polynomial : sum << 1;
+        }
+        sums[byte] = static_cast<std::uint16_t>(sum & 0xFFFF);
+    }
+    return sums;
+}
+constexpr auto CheckSums = findCheckSums();
+
 // The set-up values as the format holds them: its size in bytes, then one word for each value.
 constexpr size_t SetupTableWords = 520;
 constexpr std::uint32_t SetupTableSize = 2000;
@@ -152,15 +169,10 @@ Result decodePayload(const NR& payload, std::uint16_t checkSum, Image& image)
 
 std::uint16_t payloadCheckSum(const NR& payload)
 {
-    constexpr unsigned Polynomial = 0x1021;
-    constexpr unsigned TopBit = 0x8000;
     unsigned sum = 0xFFFF;
     for (size_t i = 0; i < static_cast<size_t>(payload.length); ++i) {
-        sum ^= static_cast<unsigned>(payload.bytes[i]) << 8;
-        for (int bit = 0; bit < 8; ++bit) {
-            sum = (sum & TopBit) != 0 ? sum << 1 ^ Polynomial : sum << 1;
-        }
-        sum &= 0xFFFF;
+        const unsigned high = sum >> 8 ^ payload.bytes[i];
+        sum = (sum << 8 & 0xFFFF) ^ CheckSums[high];
     }
     return static_cast<std::uint16_t>(sum);
 }

@@ -51,26 +51,50 @@ int bandAt(int row, int column)
     return 0;
 }
 
-void fillPositions()
+struct Positions
 {
-    for (int row = 0; row < PlaneRows; ++row) {
-        for (int column = 0; column < PlaneColumns; ++column) {
-            n[at(row, column)] = row < PhotoHeight && column < PhotoWidth ? 1 : 0;
-            r[at(row, column)] = static_cast<std::uint8_t>(bandAt(row, column));
-        }
-    }
+    std::array<std::int32_t, PlaneSize> mask{};
+    std::array<std::uint8_t, PlaneSize> band{};
+    std::array<std::uint8_t, Blocks> column{};
+    std::array<std::uint8_t, Blocks> row{};
+};
+
+void placeBlocks(Positions& positions)
+{
     size_t block = 0;
     for (int band = 0; band < Bands; ++band) {
         for (int row = 0; row < PlaneRows; row += BlockRows) {
             for (int column = 0; column < PlaneColumns; column += BlockColumns) {
-                if (r[at(row, column)] == band) {
-                    x[block] = static_cast<std::uint8_t>(column);
-                    y[block] = static_cast<std::uint8_t>(row);
+                if (positions.band[at(row, column)] == band) {
+                    positions.column[block] = static_cast<std::uint8_t>(column);
+                    positions.row[block] = static_cast<std::uint8_t>(row);
                     ++block;
                 }
             }
         }
     }
+}
+
+Positions findPositions()
+{
+    Positions positions;
+    for (int row = 0; row < PlaneRows; ++row) {
+        for (int column = 0; column < PlaneColumns; ++column) {
+            positions.mask[at(row, column)] = row < PhotoHeight && column < PhotoWidth ? 1 : 0;
+            positions.band[at(row, column)] = static_cast<std::uint8_t>(bandAt(row, column));
+        }
+    }
+    placeBlocks(positions);
+    return positions;
+}
+
+void fillPositions()
+{
+    static const Positions positions = findPositions();
+    n = positions.mask;
+    r = positions.band;
+    x = positions.column;
+    y = positions.row;
 }
 
 void fillSteps()
