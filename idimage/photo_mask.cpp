@@ -9,6 +9,8 @@ namespace photo {
 
 namespace {
 
+using MaskLine = std::array<std::int32_t, PlaneRows>;
+
 void moveIsolatedSample(std::int32_t& low, std::int32_t& high, Line line)
 {
     if (low == 0) {
@@ -20,26 +22,85 @@ void moveIsolatedSample(std::int32_t& low, std::int32_t& high, Line line)
     }
 }
 
-void splitLevel(Plane& mask, int columns, int rows)
+LineGroups equalRows(const Plane& mask, Corner corner)
 {
-    Plane line(static_cast<size_t>(std::max(columns, rows)));
-    Plane split(line.size());
-    for (int row = 0; row < rows; ++row) {
-        std::copy_n(&mask[at(row, 0)], columns, line.begin());
-        splitMaskLine(line.data(), &mask[at(row, 0)], columns, Line::Row);
+    LineGroups groups;
+    for (int row = 0; row < corner.rows; ++row) {
+        const auto line = mask.begin() + static_cast<std::ptrdiff_t>(at(row, 0));
+        if (row > 0 && std::equal(line, line + corner.columns, line - PlaneColumns)) {
+            ++groups.back().count;
+        } else {
+            groups.push_back({row, 1});
+        }
     }
-    for (int column = 0; column < columns; ++column) {
-        for (int row = 0; row < rows; ++row) {
-            line[static_cast<size_t>(row)] = mask[at(row, column)];
+    return groups;
+}
+
+LineGroups equalColumns(const Plane& mask, Corner corner)
+{
+    std::array<std::int32_t, PlaneColumns> differences{};
+    for (int row = 0; row < corner.rows; ++row) {
+        const std::int32_t* line = &mask[at(row, 0)];
+        for (int column = 1; column < corner.columns; ++column) {
+            differences[static_cast<size_t>(column)] |= line[column] ^ line[column - 1];
         }
-        splitMaskLine(line.data(), split.data(), rows, Line::Column);
-        for (int row = 0; row < rows; ++row) {
-            mask[at(row, column)] = split[static_cast<size_t>(row)];
+    }
+    LineGroups groups{{0, 1}};
+    for (int column = 1; column < corner.columns; ++column) {
+        if (differences[static_cast<size_t>(column)] == 0) {
+            ++groups.back().count;
+        } else {
+            groups.push_back({column, 1});
         }
+    }
+    return groups;
+}
+
+void putLines(Plane& mask, Corner corner, Line line, LineGroup group, const MaskLine& values)
+{
+    if (line == Line::Row) {
+        for (int row = group.first; row < group.first + group.count; ++row) {
+            std::copy_n(values.begin(), corner.columns, &mask[at(row, 0)]);
+        }
+        return;
+    }
+    for (int row = 0; row < corner.rows; ++row) {
+        std::fill_n(&mask[at(row, group.first)], group.count, values[static_cast<size_t>(row)]);
+    }
+}
+
+template <typename Change>
+void changeLines(Plane& mask, Corner corner, Line line, const LineGroups& groups, Change change)
+{
+    MaskLine changed{};
+    for (const LineGroup group : groups) {
+        const MaskLine values = maskLine(mask, corner, line, group.first);
+        change(values.data(), changed.data(), corner.lengthOf(line), line);
+        putLines(mask, corner, line, group, changed);
     }
 }
 
 } // namespace
+
+Corner cornerAt(int level)
+{
+    return {PlaneColumns >> (level - 1), PlaneRows >> (level - 1)};
+}
+
+LineGroups equalLines(const Plane& mask, Corner corner, Line line)
+{
+    return line == Line::Row ? equalRows(mask, corner) : equalColumns(mask, corner);
+}
+
+std::array<std::int32_t, PlaneRows> maskLine(const Plane& mask, Corner corner, Line line,
+                                             int number)
+{
+    MaskLine values{};
+    for (int i = 0; i < corner.lengthOf(line); ++i) {
+        values[static_cast<size_t>(i)] = mask[line == Line::Row ? at(number, i) : at(i, number)];
+    }
+    return values;
+}
 
 void splitMaskLine(const std::int32_t* in, std::int32_t* out, int m, Line line)
 {
@@ -87,6 +148,11 @@ void mergeMaskLine(const std::int32_t* in, std::int32_t* out, int m, Line line)
     }
 }
 
+void mergeMask(Plane& mask, Corner corner, Line line, const LineGroups& groups)
+{
+    changeLines(mask, corner, line, groups, mergeMaskLine);
+}
+
 Plane objectMask()
 {
     Plane mask(PlaneSize);
@@ -98,7 +164,10 @@ Plane decomposeMask(const Plane& mask, int levels)
 {
     Plane result = mask;
     for (int level = 1; level <= levels; ++level) {
-        splitLevel(result, PlaneColumns >> (level - 1), PlaneRows >> (level - 1));
+        const Corner corner = cornerAt(level);
+        for (const Line line : {Line::Row, Line::Column}) {
+            changeLines(result, corner, line, equalLines(result, corner, line), splitMaskLine);
+        }
     }
     return result;
 }

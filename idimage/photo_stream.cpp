@@ -127,7 +127,9 @@ std::array<Plane, Components> reconstruct(const Coefficients& coefficients,
     std::array<Plane, Components> planes;
     for (size_t c = 0; c < Components; ++c) {
         planes[c] = dequantisedPlane(coefficients, c, setup.fineScale);
-        inverseTransform(planes[c], decomposedMask, Levels);
+    }
+    inverseTransform(planes, decomposedMask, Levels);
+    for (size_t c = 0; c < Components; ++c) {
         for (std::int32_t& sample : planes[c]) {
             sample = std::clamp(sample + setup.mean[c], LowestSample, HighestSample);
         }

@@ -3,107 +3,213 @@
 
 #include "idimage/photo_transform.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace photo {
 
 namespace {
 
-using WorkRow = std::array<std::int32_t, PlaneRows>;
-
-constexpr bool isLow(int position)
+// The loops over plain ranges below are what the compiler turns into vector instructions.
+bool areZero(const std::int32_t* samples, size_t count)
 {
-    return position % 2 == 0;
+    std::int32_t bits = 0;
+    for (size_t i = 0; i < count; ++i) {
+        bits |= samples[i];
+    }
+    return bits == 0;
 }
 
-// The work rows of one transform, and the way of a line through them: coefficients and mask, every
-// `stride` entries from the same place.
-class LineInverter
+void scale(std::int32_t* samples, size_t count, double factor)
 {
-public:
-    void inverse(std::int32_t* values, std::int32_t* mask, size_t stride, int m, Line line)
-    {
-        for (size_t i = 0; i < static_cast<size_t>(m); ++i) {
-            m_valuesIn[i] = values[i * stride];
-            m_maskIn[i] = mask[i * stride];
-        }
-        mergeMaskLine(m_maskIn.data(), m_maskOut.data(), m, line);
-        mergeValues(m, line);
-        liftSegments(m);
-        for (size_t i = 0; i < static_cast<size_t>(m); ++i) {
-            values[i * stride] = m_valuesOut[i];
-            mask[i * stride] = m_maskOut[i];
-        }
+    if (areZero(samples, count)) {
+        return; // much of the finest detail
     }
-
-private:
-    void liftSegments(int m)
-    {
-        for (int start = 0; start < m;) {
-            int end = start;
-            while (end < m && m_maskOut[static_cast<size_t>(end)] == 1) {
-                ++end;
-            }
-            if (end > start) {
-                inverseLifting(&m_valuesOut[static_cast<size_t>(start)], start, end - start);
-            }
-            start = end + 1;
-        }
+    for (size_t i = 0; i < count; ++i) {
+        samples[i] = scaled(samples[i], factor);
     }
+}
 
-    void mergeValues(int m, Line line)
-    {
-        const auto h = static_cast<size_t>(m >> 1);
-        for (size_t k = 0; k < h; ++k) {
-            const bool moved = isMovedSample(m_maskIn[h + k], line);
-            m_valuesOut[2 * k] = moved ? 0 : m_valuesIn[k];
-            m_valuesOut[2 * k + 1] = moved ? m_valuesIn[k] : m_valuesIn[h + k];
-        }
+void restoreLow(std::int32_t* low, const std::int32_t* before, const std::int32_t* after,
+                size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        low[i] -= (before[i] + after[i] + 2) >> 2;
     }
+}
 
-    WorkRow m_valuesIn{};
-    WorkRow m_valuesOut{};
-    WorkRow m_maskIn{};
-    WorkRow m_maskOut{};
+void restoreHigh(std::int32_t* high, const std::int32_t* before, const std::int32_t* after,
+                 size_t count)
+{
+    for (size_t i = 0; i < count; ++i) {
+        high[i] += (before[i] + after[i]) >> 1;
+    }
+}
+
+// Calls step(from, count) for the samples from to to - 1: each alone where other lines' samples lie
+// between them, all at once where not.
+template <typename Step>
+void forRange(const Halves& lines, size_t from, size_t to, Step step)
+{
+    if (from >= to) {
+        return;
+    }
+    if (lines.stride == lines.width) {
+        step(from, (to - from) * lines.width);
+        return;
+    }
+    for (size_t k = from; k < to; ++k) {
+        step(k, lines.width);
+    }
+}
+
+// Objects of a line, and the pairs whose sample was moved.
+struct LinePlan
+{
+    std::vector<std::pair<int, int>> segments; ///< start and length
+    std::vector<size_t> moved;
 };
+
+LinePlan planOf(const Plane& mask, Corner corner, Line line, int number)
+{
+    const int m = corner.lengthOf(line);
+    const auto in = maskLine(mask, corner, line, number);
+    std::array<std::int32_t, PlaneRows> merged{};
+    mergeMaskLine(in.data(), merged.data(), m, line);
+    LinePlan plan;
+    for (int k = 0; k < m / 2; ++k) {
+        if (isMovedSample(in[static_cast<size_t>(m / 2 + k)], line)) {
+            plan.moved.push_back(static_cast<size_t>(k));
+        }
+    }
+    const auto isObject = [](std::int32_t entry) { return entry == 1; };
+    const auto end = merged.begin() + m;
+    for (auto from = std::find_if(merged.begin(), end, isObject); from != end;) {
+        const auto to = std::find_if_not(from, end, isObject);
+        plan.segments.emplace_back(from - merged.begin(), to - from);
+        from = std::find_if(to, end, isObject);
+    }
+    return plan;
+}
+
+void restoreLines(const Halves& lines, const LinePlan& plan)
+{
+    for (const size_t k : plan.moved) {
+        std::copy_n(lines.low + k * lines.stride, lines.width, lines.high + k * lines.stride);
+        std::fill_n(lines.low + k * lines.stride, lines.width, 0);
+    }
+    for (const auto& [start, length] : plan.segments) {
+        inverseLifting(lines, start, length);
+    }
+}
+
+void restoreColumns(Plane& plane, Corner corner, LineGroup group, const LinePlan& plan)
+{
+    restoreLines({&plane[at(0, group.first)], &plane[at(corner.rows / 2, group.first)],
+                  PlaneColumns, static_cast<size_t>(group.count)},
+                 plan);
+}
+
+// The row of a merged corner out of the row where the split has put it.
+void restoreRow(Plane& from, Plane& to, Corner corner, int row, const LinePlan& plan)
+{
+    const int splitRow = row / 2 + (row % 2 == 0 ? 0 : corner.rows / 2);
+    const auto half = static_cast<size_t>(corner.columns / 2);
+    std::int32_t* low = &from[at(splitRow, 0)];
+    std::int32_t* high = low + half;
+    restoreLines({low, high, 1, 1}, plan);
+    std::int32_t* out = &to[at(row, 0)];
+    for (size_t k = 0; k < half; ++k) {
+        out[2 * k] = low[k];
+        out[2 * k + 1] = high[k];
+    }
+}
+
+void copyCorner(const Plane& from, Plane& to, Corner corner)
+{
+    for (int row = 0; row < corner.rows; ++row) {
+        std::copy_n(&from[at(row, 0)], corner.columns, &to[at(row, 0)]);
+    }
+}
 
 } // namespace
 
-void inverseLifting(std::int32_t* samples, int start, int length)
+void inverseLifting(const Halves& lines, int start, int length)
 {
+    const auto end = static_cast<size_t>(start + length);
+    const auto lowFrom = static_cast<size_t>(start + 1) / 2;
+    const size_t lowTo = (end + 1) / 2;
+    const auto highFrom = static_cast<size_t>(start) / 2;
+    const size_t highTo = end / 2;
+    const auto low = [&](size_t k) { return lines.low + k * lines.stride; };
+    const auto high = [&](size_t k) { return lines.high + k * lines.stride; };
+
     if (length == 1) {
-        samples[0] = scaled(samples[0], LowScale);
+        scale(start % 2 == 0 ? low(lowFrom) : high(highFrom), lines.width, LowScale);
         return;
     }
-    for (int i = 0; i < length; ++i) {
-        samples[i] = scaled(samples[i], isLow(start + i) ? LowScale : HighScale);
+    forRange(lines, lowFrom, lowTo,
+             [&](size_t k, size_t count) { scale(low(k), count, LowScale); });
+    forRange(lines, highFrom, highTo,
+             [&](size_t k, size_t count) { scale(high(k), count, HighScale); });
+
+    // The first and the last sample of a kind have one neighbour where their segment ends.
+    const size_t lowInnerFrom = std::max(lowFrom, highFrom + 1);
+    const size_t lowInnerTo = std::min(lowTo, highTo);
+    if (lowFrom < lowInnerFrom) {
+        restoreLow(low(lowFrom), high(lowFrom), high(lowFrom), lines.width);
     }
-    const auto before = [samples](int i) { return samples[i > 0 ? i - 1 : 1]; };
-    const auto after = [samples, length](int i) {
-        return samples[i + 1 < length ? i + 1 : length - 2];
-    };
-    const int firstLow = isLow(start) ? 0 : 1;
-    for (int i = firstLow; i < length; i += 2) {
-        samples[i] -= (before(i) + after(i) + 2) >> 2;
+    forRange(lines, lowInnerFrom, lowInnerTo,
+             [&](size_t k, size_t count) { restoreLow(low(k), high(k - 1), high(k), count); });
+    if (lowTo > lowInnerTo) {
+        restoreLow(low(lowTo - 1), high(lowTo - 2), high(lowTo - 2), lines.width);
     }
-    for (int i = 1 - firstLow; i < length; i += 2) {
-        samples[i] += (before(i) + after(i)) >> 1;
+
+    const size_t highInnerFrom = std::max(highFrom, lowFrom);
+    const size_t highInnerTo = std::min(highTo, lowTo - 1);
+    if (highFrom < highInnerFrom) {
+        restoreHigh(high(highFrom), low(highFrom + 1), low(highFrom + 1), lines.width);
+    }
+    forRange(lines, highInnerFrom, highInnerTo,
+             [&](size_t k, size_t count) { restoreHigh(high(k), low(k), low(k + 1), count); });
+    if (highTo > highInnerTo) {
+        restoreHigh(high(highTo - 1), low(highTo - 1), low(highTo - 1), lines.width);
     }
 }
 
-void inverseTransform(Plane& plane, const Plane& decomposed, int levels)
+void inverseTransform(std::array<Plane, Components>& planes, const Plane& decomposed, int levels)
 {
     Plane mask = decomposed;
-    LineInverter inverter;
+    std::array<Plane, Components> merged;
+    for (Plane& plane : merged) {
+        plane.resize(PlaneSize);
+    }
     for (int level = levels; level >= 1; --level) {
-        const int columns = PlaneColumns >> (level - 1);
-        const int rows = PlaneRows >> (level - 1);
-        for (int column = 0; column < columns; ++column) {
-            inverter.inverse(&plane[at(0, column)], &mask[at(0, column)], PlaneColumns, rows,
-                             Line::Column);
+        const Corner corner = cornerAt(level);
+        const LineGroups columns = equalLines(mask, corner, Line::Column);
+        for (const LineGroup group : columns) {
+            const LinePlan plan = planOf(mask, corner, Line::Column, group.first);
+            for (Plane& plane : planes) {
+                restoreColumns(plane, corner, group, plan);
+            }
         }
-        for (int row = 0; row < rows; ++row) {
-            inverter.inverse(&plane[at(row, 0)], &mask[at(row, 0)], 1, columns, Line::Row);
+        mergeMask(mask, corner, Line::Column, columns);
+
+        const LineGroups rows = equalLines(mask, corner, Line::Row);
+        for (const LineGroup group : rows) {
+            const LinePlan plan = planOf(mask, corner, Line::Row, group.first);
+            for (size_t c = 0; c < Components; ++c) {
+                for (int row = group.first; row < group.first + group.count; ++row) {
+                    restoreRow(planes[c], merged[c], corner, row, plan);
+                }
+            }
+        }
+        mergeMask(mask, corner, Line::Row, rows);
+        for (size_t c = 0; c < Components && level > 1; ++c) {
+            copyCorner(merged[c], planes[c], corner);
         }
     }
+    planes.swap(merged);
 }
 
 } // namespace photo

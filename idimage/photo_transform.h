@@ -5,6 +5,8 @@
 
 #include "idimage/photo_mask.h"
 
+#include <cmath>
+
 namespace photo {
 
 /// Scaling of the coefficients before the lifting.
@@ -15,24 +17,34 @@ constexpr double HighScale = 1.4142;
 inline std::int32_t scaled(std::int32_t coefficient, double factor)
 {
     const double product = coefficient * factor;
-    return static_cast<std::int32_t>(product < 0 ? product - 0.5 : product + 0.5);
+    return static_cast<std::int32_t>(product + std::copysign(0.5, product));
 }
 
-/// Inverse of the reversible 5/3 lifting of ITU-T T.800, in place, on one segment of an interleaved
-/// line: low-pass samples at the line's even positions, high-pass ones at the odd positions.
+/// Lines of a plane side by side, as a split leaves them: the low-pass samples of the even
+/// positions and the high-pass samples of the odd ones.
+struct Halves
+{
+    std::int32_t* low;  ///< sample k belongs to position 2k
+    std::int32_t* high; ///< sample k belongs to position 2k + 1
+    size_t stride;      ///< from one sample of a line to its next
+    size_t width;       ///< number of lines; they are neighbours in memory, 1 to `stride`
+};
+
+/// Inverse of the reversible 5/3 lifting of ITU-T T.800, in place, on the same segment of every
+/// line.
 ///
-/// \param samples the segment's \p length samples.
-/// \param start   position of the first of them in its line; only its parity counts.
+/// \param start  position of the segment's first sample.
+/// \param length of the segment, at least 1.
 ///
 /// Scales the coefficients first. Ours: a neighbour beyond an end of the segment is taken from
 /// inside, by reflection, and a segment without any sample of the other kind is one sample long.
-void inverseLifting(std::int32_t* samples, int start, int length);
+void inverseLifting(const Halves& lines, int start, int length);
 
-/// Undoes the transform of one component, level by level from the coarsest, columns then rows (our
+/// Undoes the transform of the components, level by level from the coarsest, columns then rows (our
 /// order).
 ///
-/// \param plane         coefficients in, samples out; positions outside the object come out as 0.
-/// \param decomposed    the mask as `decomposeMask` left it for the same number of levels.
-void inverseTransform(Plane& plane, const Plane& decomposed, int levels);
+/// \param planes     coefficients in, samples out; positions outside the object come out as 0.
+/// \param decomposed the mask as `decomposeMask` left it for the same number of levels.
+void inverseTransform(std::array<Plane, Components>& planes, const Plane& decomposed, int levels);
 
 } // namespace photo

@@ -6,12 +6,15 @@
 #include "idimage/photo_frame.h"
 #include "idimage/photo_mask.h"
 #include "idimage/photo_transform.h"
+#include "virtual/photo_analysis.h"
 #include "virtual/photo_encoder.h"
 #include "virtual/portrait.h"
 #include "virtual/qm_encoder.h"
 
 #include <QRandomGenerator>
 #include <QTest>
+
+#include <cmath>
 
 using namespace photo;
 
@@ -84,6 +87,28 @@ int unpack(QByteArray block, QByteArray* bitmap = nullptr)
         return -2;
     if (bitmap != nullptr)
         *bitmap = out.left(libwlt::BitmapBytes);
+    return result;
+}
+
+// What the inverse lifting makes of an interleaved segment, in several equal lines side by side
+// with a gap behind them; one sample of each line after the other.
+std::vector<int> inverted(const std::vector<int>& coded, int start, int lines)
+{
+    const auto width = static_cast<size_t>(lines);
+    const size_t stride = lines == 1 ? 1 : width + 1;
+    std::array<std::vector<int>, 2> halves;
+    halves.fill(std::vector<int>(PlaneRows * stride, 12345));
+    const auto sample = [&](size_t i) {
+        const size_t position = i + static_cast<size_t>(start);
+        return &halves[position % 2][position / 2 * stride];
+    };
+    for (size_t i = 0; i < coded.size(); ++i)
+        std::fill_n(sample(i), width, coded[i]);
+    inverseLifting({halves[0].data(), halves[1].data(), stride, width}, start,
+                   static_cast<int>(coded.size()));
+    std::vector<int> result;
+    for (size_t i = 0; i < coded.size(); ++i)
+        result.insert(result.end(), sample(i), sample(i) + width);
     return result;
 }
 
@@ -241,9 +266,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("start");
         QTest::addColumn<int>("length");
+        QTest::addColumn<int>("lines");
         for (const int start : {0, 1}) {
-            for (const int length : {2, 3, 4, 5, 8, 31, 112})
-                QTest::addRow("%d from %d", length, start) << start << length;
+            for (const int length : {2, 3, 4, 5, 8, 31, 112}) {
+                for (const int lines : {1, 3})
+                    QTest::addRow("%d from %d, %d lines", length, start, lines)
+                        << start << length << lines;
+            }
         }
     }
 
@@ -253,6 +282,7 @@ private Q_SLOTS:
     {
         QFETCH(int, start);
         QFETCH(int, length);
+        QFETCH(int, lines);
         QRandomGenerator random(42);
         std::vector<int> samples;
         for (int i = 0; i < length; ++i)
@@ -272,21 +302,49 @@ private Q_SLOTS:
         }
         for (int i = 0; i < length; ++i)
             coded[size_t(i)] = qRound(coded[size_t(i)] / ((start + i) % 2 == 0 ? 0.7071 : 1.4142));
-        inverseLifting(coded.data(), start, length);
-        for (int i = 0; i < length; ++i)
-            QVERIFY2(std::abs(coded[size_t(i)] - samples[size_t(i)]) <= 3, "beyond the rounding");
+        const std::vector<int> restored = inverted(coded, start, lines);
+        for (int i = 0; i < length * lines; ++i)
+            QVERIFY2(std::abs(restored[size_t(i)] - samples[size_t(i / lines)]) <= 3,
+                     "beyond the rounding");
     }
 
     void aSingleSampleIsScaledAlone()
     {
         const auto single = [](int value, int start) {
-            inverseLifting(&value, start, 1);
-            return value;
+            return inverted({value}, start, 1).front();
         };
         QCOMPARE(single(100, 0), 71); // 70.71 rounded half away from zero
         QCOMPARE(single(-100, 1), -71);
         QCOMPARE(scaled(-5, 0.5), -3);
         QCOMPARE(scaled(5, 0.5), 3);
+    }
+
+    // An object of every kind of line: segments from even and odd places, and samples alone.
+    void theTransformIsUndoneWithinAnyMask()
+    {
+        QRandomGenerator random(3);
+        Plane mask(PlaneSize);
+        std::array<Plane, Components> samples;
+        samples.fill(Plane(PlaneSize));
+        for (int row = 0; row < PlaneRows; ++row) {
+            for (int column = 0; column < PlaneColumns; ++column) {
+                const bool inside = std::hypot(row - 60, column - 50) < 40;
+                mask[at(row, column)] = inside || random.bounded(7) == 0 ? 1 : 0;
+                for (Plane& plane : samples)
+                    plane[at(row, column)] = random.bounded(256) * mask[at(row, column)];
+            }
+        }
+        std::array<Plane, Components> planes = samples;
+        for (Plane& plane : planes)
+            forwardTransform(plane, mask, Levels);
+        inverseTransform(planes, decomposeMask(mask, Levels), Levels);
+        int largest = 0;
+        for (size_t i = 0; i < Components * PlaneSize; ++i) {
+            const size_t c = i / PlaneSize;
+            largest =
+                std::max(largest, std::abs(planes[c][i % PlaneSize] - samples[c][i % PlaneSize]));
+        }
+        QVERIFY2(largest <= 12, qPrintable(QString("%1 off").arg(largest)));
     }
 
     void convertsColoursByTheFormula_data()
