@@ -4,7 +4,7 @@
 #pragma once
 
 #include "idimage/arithmetic_decoder.h"
-#include "idimage/photo_tables.h"
+#include "idimage/photo_bands.h"
 
 #include <array>
 #include <cstddef>
@@ -43,6 +43,8 @@ struct Coefficients
     std::array<Plane, Components> magnitude;
     std::array<std::vector<std::uint8_t>, Components> negative;
     std::array<std::vector<std::uint8_t>, Components> unknownBits; ///< low bits not coded
+    /// Positions of the magnitudes above 0, in the order in which a walk came to know them.
+    std::array<std::vector<std::uint16_t>, Components> significant;
 
     Coefficients();
 };
@@ -53,8 +55,10 @@ struct CoefficientModels
     std::array<State, 2>
         significance; ///< luma, colour differences; context by neighbourhood activity
     State sign;       ///< context by the signs beside and above
-    State refinement; ///< context by component, first or later bit, and activity
+    State refinement; ///< context by component, first or later bit
     State block;      ///< context by component and the blocks around
+    /// The context of a significance decision, by the `ContextBits` of the coefficient's cell.
+    std::array<std::uint8_t, ContextBits + 1> significanceContexts;
 
     CoefficientModels();
 };
@@ -78,28 +82,34 @@ public:
     void run();
 
 private:
-    struct Neighbourhood;
+    struct BlockState
+    {
+        bool isLive = false;
+        bool hasLiveParent = false;
+        std::uint8_t liveAround = 0; ///< live blocks beside, above and below
+    };
 
-    bool ask(State& model, int context, int truth, int& answer);
-    void walkBlock(int component, int block, int bit);
-    bool becomesLive(int component, int block, int bit);
-    bool blockTruth(int component, int block, int bit) const;
-    bool codeCoefficient(size_t c, int row, int column, int bit);
-    bool codeSign(size_t c, int row, int column, size_t i);
-    bool refine(size_t c, size_t i, int bit);
-    void spreadActivity(size_t c, int row, int column);
-    int activity(size_t c, int row, int column) const;
-    int signOf(size_t c, int row, int column, int band) const;
-    bool isLive(size_t c, int row, int column, int band) const;
+    struct Component
+    {
+        std::vector<std::uint8_t> cells; ///< see photo_bands.h
+        std::array<BlockState, Blocks> blocks;
+    };
+
+    bool becomesLive(size_t c, size_t block, int bit);
+    void makeLive(size_t c, size_t number);
+    bool blockTruth(size_t c, size_t block, int bit) const;
+    void walkBlock(size_t c, size_t number, int bit);
+    bool becomesSignificant(size_t c, std::uint8_t cell, size_t i, int bit);
+    bool codeSign(size_t c, std::uint8_t* cell, const Band& band, size_t i);
+    void refine(size_t c, size_t i, int bit);
+    void tellChildren(size_t c, int band, int row, int column);
 
     Coder& m_coder;
-    const Plane& m_coded;
     const StreamSetup& m_setup;
     Coefficients& m_known;
     const Coefficients* m_truth;
     CoefficientModels m_models;
-    std::array<std::vector<std::uint8_t>, Components> m_activity;
-    std::array<std::vector<std::uint8_t>, Components> m_live; ///< by first position of a block
+    std::array<Component, Components> m_components;
 };
 
 } // namespace photo

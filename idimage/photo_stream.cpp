@@ -59,9 +59,6 @@ enum SetupWord : size_t {
 
 std::int32_t dequantised(std::int32_t magnitude, int unknownBits, std::uint32_t step)
 {
-    if (magnitude == 0) {
-        return 0;
-    }
     const std::int64_t known = static_cast<std::int64_t>(magnitude) << FractionBits;
     const std::int64_t rest = static_cast<std::int64_t>(FixNum[3]) << unknownBits;
     return static_cast<std::int32_t>((known + rest) * step >> (StepBits + FractionBits));
@@ -74,7 +71,7 @@ Plane dequantisedPlane(const Coefficients& coefficients, size_t c, int fineScale
         steps[static_cast<size_t>(band)] = quantisationStep(static_cast<int>(c), band, fineScale);
     }
     Plane plane(PlaneSize);
-    for (size_t i = 0; i < PlaneSize; ++i) {
+    for (const size_t i : coefficients.significant[c]) {
         const std::int32_t value =
             dequantised(coefficients.magnitude[c][i], coefficients.unknownBits[c][i], steps[r[i]]);
         plane[i] = coefficients.negative[c][i] != 0 ? -value : value;
