@@ -57,7 +57,7 @@ std::vector<std::uint8_t> freshCells(const Plane& coded)
         const int columns = band.blockColumns * BlockColumns;
         for (int row = 0; row < band.blockRows * BlockRows; ++row) {
             const std::int32_t* from = &coded[at(band.top + row, band.left)];
-            std::uint8_t* to = &cells[static_cast<size_t>(band.firstCell + row * band.stride)];
+            std::uint8_t* to = &cells[band.cellAt(row, 0)];
             for (int column = 0; column < columns; ++column) {
                 to[column] = from[column] == 1 ? std::uint8_t{0} : std::uint8_t{NotCoded};
             }

@@ -32,6 +32,12 @@ struct Band
     int stride;     ///< cells of a row, the frame's included
     int firstCell;  ///< of the band's first coefficient
 
+    /// Index of a coefficient's cell, by its row and column in the band.
+    constexpr size_t cellAt(int row, int column) const
+    {
+        const int cell = firstCell + row * stride + column;
+        return static_cast<size_t>(cell);
+    }
     constexpr int blockAt(int row, int column) const
     {
         return firstBlock + row * blockColumns + column;

@@ -61,7 +61,7 @@ void convertRow(const std::int32_t* luma, const std::int32_t* cb, const std::int
 
 bool isWhollyCoded(int row)
 {
-    const auto mask = n.begin() + static_cast<std::ptrdiff_t>(at(row, 0));
+    const std::int32_t* mask = &n[at(row, 0)];
     return std::count(mask, mask + PhotoWidth, 0) == 0;
 }
 

@@ -157,8 +157,7 @@ void CoefficientWalk<Coder>::walkBlock(size_t c, size_t number, int bit)
     const Band& band = bandLayout().bands[block.band];
     for (int row = block.row * BlockRows; row < (block.row + 1) * BlockRows; ++row) {
         const int left = block.column * BlockColumns;
-        std::uint8_t* cell =
-            &m_components[c].cells[static_cast<size_t>(band.firstCell + row * band.stride + left)];
+        std::uint8_t* cell = &m_components[c].cells[band.cellAt(row, left)];
         for (int column = left; column < left + BlockColumns; ++column, ++cell) {
             if ((*cell & NotCoded) != 0) {
                 continue;
@@ -222,10 +221,8 @@ void CoefficientWalk<Coder>::tellChildren(size_t c, int band, int row, int colum
     if (!hasChildren(band)) {
         return;
     }
-    const Band& finer = bandLayout().bands[static_cast<size_t>(band + 3)];
-    std::uint8_t* child =
-        &m_components[c]
-             .cells[static_cast<size_t>(finer.firstCell + 2 * row * finer.stride + 2 * column)];
+    const Band& finer = bandLayout().bands[static_cast<size_t>(band) + 3];
+    std::uint8_t* child = &m_components[c].cells[finer.cellAt(2 * row, 2 * column)];
     for (const int i : {0, 1, finer.stride, finer.stride + 1}) {
         child[i] = static_cast<std::uint8_t>(child[i] | SignificantParent);
     }

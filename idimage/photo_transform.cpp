@@ -77,16 +77,18 @@ LinePlan planOf(const Plane& mask, Corner corner, Line line, int number)
     std::array<std::int32_t, PlaneRows> merged{};
     mergeMaskLine(in.data(), merged.data(), m, line);
     LinePlan plan;
-    for (int k = 0; k < m / 2; ++k) {
-        if (isMovedSample(in[static_cast<size_t>(m / 2 + k)], line)) {
-            plan.moved.push_back(static_cast<size_t>(k));
+    const auto half = static_cast<size_t>(m / 2);
+    for (size_t k = 0; k < half; ++k) {
+        if (isMovedSample(in[half + k], line)) {
+            plan.moved.push_back(k);
         }
     }
     const auto isObject = [](std::int32_t entry) { return entry == 1; };
-    const auto end = merged.begin() + m;
-    for (auto from = std::find_if(merged.begin(), end, isObject); from != end;) {
-        const auto to = std::find_if_not(from, end, isObject);
-        plan.segments.emplace_back(from - merged.begin(), to - from);
+    const std::int32_t* const begin = merged.data();
+    const std::int32_t* const end = begin + m;
+    for (const std::int32_t* from = std::find_if(begin, end, isObject); from != end;) {
+        const std::int32_t* const to = std::find_if_not(from, end, isObject);
+        plan.segments.emplace_back(from - begin, to - from);
         from = std::find_if(to, end, isObject);
     }
     return plan;
@@ -136,7 +138,7 @@ void copyCorner(const Plane& from, Plane& to, Corner corner)
 
 void inverseLifting(const Halves& lines, int start, int length)
 {
-    const auto end = static_cast<size_t>(start + length);
+    const size_t end = static_cast<size_t>(start) + static_cast<size_t>(length);
     const auto lowFrom = static_cast<size_t>(start + 1) / 2;
     const size_t lowTo = (end + 1) / 2;
     const auto highFrom = static_cast<size_t>(start) / 2;
