@@ -5,7 +5,9 @@
 
 #include "idcard/read_id_card.h"
 #include "idimage/card_faces.h"
+#include "idimage/picture_file.h"
 
+#include <QBuffer>
 #include <QByteArray>
 #include <QDebug>
 #include <QFile>
@@ -15,10 +17,42 @@
 
 namespace {
 
-using Painter = void (ReadIDCard::*)(QPixmap&, IDINFO*);
+// How one of the faces is painted, and its template with the captions: the large characters cost
+// more than everything else on a face, and change only with the template.
+struct Face
+{
+    void (*const paintCaptions)(QPixmap& face);
+    void (*const paintValues)(QPixmap& face, const IDINFO& info);
+    qint64 templateKey = 0;
+    QPixmap captioned{};
+};
 
-// The template's pixels in memory that every face uses again: clearing pages for a fresh pixmap
-// costs more than painting it. Never deleted, because a pixmap must not outlive the application.
+// Never deleted, because a pixmap must not outlive the application.
+Face& front()
+{
+    static auto* face = new Face{CardFaces::paintFrontCaptions, CardFaces::paintFrontValues};
+    return *face;
+}
+
+Face& back()
+{
+    static auto* face = new Face{CardFaces::paintBackCaptions, CardFaces::paintBackValues};
+    return *face;
+}
+
+// A template that was loaded before has its key again, unless its file has changed.
+const QPixmap& withCaptions(Face& face, const QPixmap& blank)
+{
+    if (face.templateKey != blank.cacheKey() || blank.isNull()) {
+        face.templateKey = blank.cacheKey();
+        face.captioned = blank;
+        face.paintCaptions(face.captioned);
+    }
+    return face.captioned;
+}
+
+// The face's pixels in memory that every face uses again: clearing pages for a fresh pixmap costs
+// more than painting it. Never deleted, as above.
 QPixmap& canvasWith(const QPixmap& face)
 {
     static auto* canvas = new QPixmap;
@@ -32,36 +66,39 @@ QPixmap& canvasWith(const QPixmap& face)
     return *canvas;
 }
 
-void paintFile(ReadIDCard& reader, Painter paint, const QString& source, const QString& target,
-               IDINFO* info)
+void paintFile(Face& face, const QString& source, const QString& target, const IDINFO& info)
 {
-    QPixmap& face = canvasWith(QPixmap(source));
-    (reader.*paint)(face, info);
-    QFile file(target);
-    if (file.open(QIODevice::WriteOnly) && !face.isNull())
-        face.save(&file, "JPEG");
+    QPixmap& canvas = canvasWith(withCaptions(face, QPixmap(source)));
+    face.paintValues(canvas, info);
+    QBuffer jpeg;
+    jpeg.open(QIODevice::WriteOnly);
+    if (!canvas.isNull())
+        canvas.save(&jpeg, "JPEG");
+    writePictureFile(target, jpeg.data());
 }
 
 } // namespace
 
 void ReadIDCard::addMask(QPixmap& face, IDINFO* info)
 {
-    CardFaces::paintFront(face, *info);
+    CardFaces::paintFrontCaptions(face);
+    CardFaces::paintFrontValues(face, *info);
 }
 
 void ReadIDCard::addMaskBack(QPixmap& face, IDINFO* info)
 {
-    CardFaces::paintBack(face, *info);
+    CardFaces::paintBackCaptions(face);
+    CardFaces::paintBackValues(face, *info);
 }
 
 void ReadIDCard::addMaskByPath(QString& source, QString& target, IDINFO* info)
 {
-    paintFile(*this, &ReadIDCard::addMask, source, target, info);
+    paintFile(front(), source, target, *info);
 }
 
 void ReadIDCard::addMaskByPathBack(QString& source, QString& target, IDINFO* info)
 {
-    paintFile(*this, &ReadIDCard::addMaskBack, source, target, info);
+    paintFile(back(), source, target, *info);
 }
 
 void ReadIDCard::IDCardPicFront(IDINFO* info)

@@ -24,6 +24,12 @@ constexpr int rowOffset = 40;
 constexpr int normalWeight = 50;
 constexpr int veryLightWeight = 5;
 
+const QString& plainFamily()
+{
+    static const QString family = QStringLiteral("SimHei");
+    return family;
+}
+
 void paintHeading(FacePainter& painter)
 {
     const QString family = QStringLiteral("宋体");
@@ -34,28 +40,40 @@ void paintHeading(FacePainter& painter)
     painter.drawText(0.308411214953271, 0.27905268955388285, 78, QStringLiteral("居民身份证"));
 }
 
-void paintRows(FacePainter& painter, const IDINFO& info)
+void paintCaptions(FacePainter& painter)
 {
-    const QString family = QStringLiteral("SimHei");
-    painter.setFont(family, 24, 0);
+    painter.setFont(plainFamily(), 24, 0);
     painter.drawText(captionX, authorityY, rowOffset, QStringLiteral("签发机关"));
     painter.drawText(captionX, validityY, rowOffset, QStringLiteral("有效期限"));
-    painter.setFont(family, 26, 2, normalWeight);
+}
+
+void paintValues(FacePainter& painter, const IDINFO& info)
+{
+    painter.setFont(plainFamily(), 26, 2, normalWeight);
     painter.drawText(valueX, authorityY, rowOffset, fieldText(info.issueOrg));
-    painter.setFont(family, 26, 1, veryLightWeight);
+    painter.setFont(plainFamily(), 26, 1, veryLightWeight);
     painter.drawText(valueX, validityY, rowOffset,
                      fieldText(info.effectDate) + QLatin1Char('-') + fieldText(info.expireDate));
 }
 
 } // namespace
 
-void CardFaces::paintBack(QPixmap& face, const IDINFO& info)
+void CardFaces::paintBackCaptions(QPixmap& face)
+{
+    if (face.isNull())
+        return;
+    FacePainter painter(face);
+    painter.setColour(Qt::black);
+    paintHeading(painter);
+    paintCaptions(painter);
+}
+
+void CardFaces::paintBackValues(QPixmap& face, const IDINFO& info)
 {
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("GB2312"));
     if (face.isNull())
         return;
     FacePainter painter(face);
     painter.setColour(Qt::black);
-    paintHeading(painter);
-    paintRows(painter, info);
+    paintValues(painter, info);
 }

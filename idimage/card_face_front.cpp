@@ -133,14 +133,21 @@ void paintValues(FacePainter& painter, const IDINFO& info)
 
 } // namespace
 
-void CardFaces::paintFront(QPixmap& face, const IDINFO& info)
+void CardFaces::paintFrontCaptions(QPixmap& face)
+{
+    if (face.isNull())
+        return;
+    FacePainter painter(face);
+    paintCaptions(painter);
+}
+
+void CardFaces::paintFrontValues(QPixmap& face, const IDINFO& info)
 {
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("GB2312"));
     const QImage photo = HolderPhoto::prepareForFace();
     if (face.isNull())
         return;
     FacePainter painter(face);
-    paintCaptions(painter);
     paintValues(painter, info);
     if (!photo.isNull())
         painter.drawImage(0.6285046728971962, 0.14686983660730676, photo);

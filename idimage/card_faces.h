@@ -12,12 +12,16 @@ struct IDINFO;
 /// template is left alone. GUI thread only; the locale's text codec is GB2312 afterwards.
 namespace CardFaces {
 
-/// Paints captions, the holder's data and the photo of "./simage_file.bmp". That file is rewritten
-/// with the photo as it was painted: 307 x 378 pixels, near-white cut out. Without the file, or
-/// with one that is no image, the face stays without a photo.
-void paintFront(QPixmap& face, const IDINFO& info);
+/// The texts that every card has: the front's captions, the back's heading and captions.
+void paintFrontCaptions(QPixmap& face);
+void paintBackCaptions(QPixmap& face);
 
-/// Paints the heading, the issuing authority and the validity period.
-void paintBack(QPixmap& face, const IDINFO& info);
+/// Paints, onto a face with its captions, the holder's data and the photo of "./simage_file.bmp".
+/// That file is rewritten with the photo as it was painted: 307 x 378 pixels, near-white cut out.
+/// Without the file, or with one that is no image, the face stays without a photo.
+void paintFrontValues(QPixmap& face, const IDINFO& info);
+
+/// Paints, onto a face with its captions, the issuing authority and the validity period.
+void paintBackValues(QPixmap& face, const IDINFO& info);
 
 } // namespace CardFaces

@@ -3,6 +3,9 @@
 
 #include "idimage/holder_photo.h"
 
+#include "idimage/picture_file.h"
+
+#include <QBuffer>
 #include <QImage>
 #include <QString>
 
@@ -25,17 +28,32 @@ bool isNearWhite(const uchar* pixel)
     return qRed(colour) > limit && qGreen(colour) > limit && qBlue(colour) > limit;
 }
 
+// A photo without an alpha channel of its own has opaque and cleared pixels only, whose colours
+// need no conversion.
+void store(const QString& file, const QImage& painted, bool hadAlpha)
+{
+    const QImage colours(painted.constBits(), painted.width(), painted.height(),
+                         painted.bytesPerLine(), QImage::Format_RGB32);
+    QBuffer buffer;
+    buffer.open(QIODevice::WriteOnly);
+    if ((hadAlpha ? painted : colours).save(&buffer, "BMP"))
+        writePictureFile(file, buffer.data());
+}
+
 } // namespace
 
 QImage HolderPhoto::prepareForFace()
 {
     const QString file = QString::fromLatin1(path);
-    QImage photo = QImage(file).convertToFormat(QImage::Format_RGBA8888_Premultiplied);
+    const QImage loaded(file);
+    QImage photo = loaded.convertToFormat(QImage::Format_RGBA8888_Premultiplied);
     if (photo.isNull())
         return photo;
     clearNearWhite(photo);
-    photo = photo.scaled(faceWidth, faceHeight, Qt::IgnoreAspectRatio, Qt::FastTransformation);
-    photo.save(file);
+    // In the painter's own format while it is small.
+    photo = photo.convertToFormat(QImage::Format_ARGB32_Premultiplied)
+                .scaled(faceWidth, faceHeight, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    store(file, photo, loaded.hasAlphaChannel());
     return photo;
 }
 
