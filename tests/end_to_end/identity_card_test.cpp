@@ -7,6 +7,8 @@
 #include "virtual/identity_card.h"
 #include "virtual/identity_reader_hid.h"
 #include "virtual/identity_reader_usb.h"
+#include "virtual/photo_encoder.h"
+#include "virtual/portrait.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -355,6 +357,26 @@ private Q_SLOTS:
         m_client->command(function, {{"_tflag", tag}});
         QCOMPARE(m_client->text(), cardReply(function, residentRecord));
         QVERIFY(!QFile::exists(photoFile));
+    }
+
+    void thePhotoIsTheOneOnTheCard_data() { thePhotoIsWhateverTheFileHolds_data(); }
+
+    // By pixels: the resolution in a bitmap's header is that of the screen.
+    void thePhotoIsTheOneOnTheCard()
+    {
+        QFETCH(QString, function);
+        for (int holder : {0, 1}) { // the second finds nothing of the first
+            IdentityCard card = residentCard();
+            card.photo = encodePhoto(drawPortrait(holder));
+            putCard(card);
+            const QJsonObject data = m_client->ask(function).value("data").toObject();
+            const QByteArray bitmap =
+                QByteArray::fromBase64(data.value("photo").toString().toLatin1());
+            const QImage photo = QImage::fromData(bitmap, "BMP");
+            QVERIFY(!photo.isNull());
+            QCOMPARE(photo, decodePhoto(card.photo));
+            QVERIFY(!QFile::exists(photoFile));
+        }
     }
 
     void aFailedReadIsTriedTwice_data()
