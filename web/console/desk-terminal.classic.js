@@ -1,0 +1,644 @@
+// Made of ../desk-terminal.js by `npm run classic`: change that file.
+var deskTerminal = (() => {
+"use strict";
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+/**
+ * Client of the desk terminal's hardware service: signature pad, identity-card readers, SIM-card reader and
+ * cameras, from a web page.
+ *
+ *     const desk = new DeskTerminal();
+ *     const card = await desk.readIdCard();
+ *     const signature = await desk.sign({ x: 240, y: 150, width: 800, height: 500 });
+ *     picture.src = signature.dataUrl;
+ *
+ * Every command is a promise. It rejects with a {@link DeskError} that names the step, its code and its text.
+ */
+
+/** Where the service listens, on the machine of the page. */
+const defaultUrl = "ws://localhost:12343/";
+
+const place = { x: [-32768, 32767], y: [-32768, 32767], width: [1, 32767], height: [1, 32767] };
+
+/**
+ * The commands of the service. `parameters` gives each parameter's least and greatest value; `seconds` is how
+ * long the answer may take (a device that hangs, or another page's card, holds up the whole service); commands
+ * without it wait for a person.
+ */
+const commands = Object.freeze({
+    ZCDeviceExist: { parameters: {}, seconds: 15 },
+    ZCStartDeviceAB: { parameters: {}, seconds: 15 },
+    ZCBeginSignAB: { parameters: place },
+    ZCOutputImageBase64AB: { parameters: {}, seconds: 15 },
+    ZCEndSignAB: { parameters: {}, seconds: 15 },
+    ZCSetTransparency: { parameters: { Percent: [0, 100] }, seconds: 15 },
+    ZCSetPenWidth: { parameters: { Width: [0, 1000] }, seconds: 15 },
+    ZCSetModeAB: { parameters: { mode: [0, 32767] }, seconds: 15 },
+    ZCStopDeviceAB: { parameters: {}, seconds: 15 },
+    ZCResignAB: { parameters: {}, seconds: 15 },
+    ZCSetSignScreenPosSizeAB: { parameters: place, seconds: 15 },
+    ZCGetSAMNum: { parameters: {}, seconds: 20 },
+    ZCReadIDCard: { parameters: {}, seconds: 60 },
+    ZCReadHIDOpen: { parameters: {}, seconds: 15 },
+    ZCReadHIDIDCard: { parameters: {}, seconds: 60 },
+    ZCCameraPic: { parameters: {} },
+    ZCSIMCard: { parameters: {}, seconds: 30 },
+});
+
+// Not a command of the service, whose names all begin with ZC.
+const ping = "ping";
+
+// [reason, step, code or pattern of the service's text, for people]
+const reasons = [
+    ["pad-absent", "ZCStartDeviceAB", -1, "no signature pad is attached"],
+    ["pad-busy", "ZCStartDeviceAB", -2, "another program uses the signature pad"],
+    ["signing-in-progress", null, /^签名进行中$/, "a signing session is open"],
+    ["cancelled", "ZCBeginSignAB", /^用户已取消$/, "the signer cancelled"],
+    ["not-signed", "ZCOutputImageBase64AB", /^未签名$/, "there is no signature"],
+    ["reader-absent", "ZCReadIDCard", 431003, "the card reader is not attached, or in use"],
+    ["card-unreadable", "ZCReadIDCard", 431004, "no card on the reader, or it could not be read"],
+    ["reader-failed", "ZCReadIDCard", 0, "the card reader's security module does not answer"],
+    ["reader-absent", "ZCGetSAMNum", /open_device|interface/, "the card reader is not attached, or in use"],
+    ["reader-failed", "ZCGetSAMNum", -1, "the card reader does not answer"],
+    ["reader-absent", "ZCReadHIDIDCard", -12, "the card reader is not attached, or in use"],
+    ["card-unreadable", "ZCReadHIDIDCard", /卡/, "no card on the reader, or it could not be read"],
+    ["reader-absent", "ZCSIMCard", /^打开设备端口失败$/, "no smart-card reader"],
+    ["card-absent", "ZCSIMCard", /^设备上电失败$/, "no SIM card in the reader, or it does not start"],
+    ["card-unreadable", "ZCSIMCard", /^设备/, "the SIM card stopped answering"],
+    ["no-picture", "ZCCameraPic", 0, "no camera, or its window was closed without a picture"],
+];
+
+/** A failed step of a command. */
+class DeskError extends Error {
+    /**
+     * @param {string} step the command that failed, or "connect"
+     * @param {number|string} code the service's code; a word when the client itself gave up
+     * @param {string} text the service's own words, or the client's
+     * @param {object} [reply] what the service answered
+     */
+    constructor(step, code, text, reply) {
+        const known = reply && reasons.find(([, at, sign]) => (at === null || at === step)
+            && (sign instanceof RegExp ? sign.test(text) : sign === code));
+        const words = [text, known?.[3]].filter(Boolean).join(": ");
+        super(`${step} failed (${code})${words && `: ${words}`}`);
+        this.name = "DeskError";
+        this.step = step;
+        this.code = code;
+        this.text = text;
+        /** A word to choose a message by: the table above, else the code as text. */
+        this.reason = known ? known[0] : String(code);
+        this.reply = reply;
+    }
+}
+
+/** What {@link DeskTerminal} reports: "state", "frame" and "stray", with the details as members. */
+class DeskEvent extends Event {
+    /**
+     * @param {string} type
+     * @param {object} details
+     */
+    constructor(type, details) {
+        super(type);
+        Object.assign(this, details);
+    }
+}
+
+/**
+ * Writes a request. The service turns every apostrophe of the text into a double quote before it reads it;
+ * the escaped form passes.
+ * @param {object} request
+ * @returns {string}
+ */
+function encodeRequest(request) {
+    return JSON.stringify(request).replace(/'/g, "\\u0027");
+}
+
+/**
+ * A picture of a reply. The service does not say which kind it is; its first bytes do.
+ * @param {string} base64
+ * @returns {{base64: string, type: string, dataUrl: string}}
+ */
+function picture(base64) {
+    const kinds = [["iVBORw", "image/png"], ["/9j/", "image/jpeg"], ["Qk", "image/bmp"]];
+    const type = kinds.find(([start]) => base64.startsWith(start))?.[1] ?? "application/octet-stream";
+    return { base64, type, dataUrl: `data:${type};base64,${base64}` };
+}
+
+/**
+ * Why a page cannot connect, as far as the page can tell.
+ * @param {string} url of the service
+ * @param {{protocol: string, hostname: string}} [page] the page's own address
+ * @returns {Promise<"service-not-running"|"public-http"|"permission-denied"|"permission-needed"|"mixed-content">}
+ */
+async function likelyReason(url, page = globalThis.location) {
+    const isLocal = (/** @type {string} */ name) => /^(localhost|127\..*|\[::1\]|.*\.localhost)$/.test(name);
+    if (!page || !/^https?:$/.test(page.protocol) || isLocal(page.hostname))
+        return "service-not-running";
+    if (page.protocol === "https:" && url.startsWith("ws:") && !isLocal(new URL(url).hostname))
+        return "mixed-content";
+    // Browsers go by the page's network address; all that a page knows of it is its name.
+    if (!page.hostname.includes(".") || /^(10|192\.168|172\.(1[6-9]|2\d|3[01])|169\.254)\./.test(page.hostname)
+        || /\.(local|lan|intranet|internal)$/.test(page.hostname))
+        return "service-not-running";
+    if (page.protocol === "http:")
+        return "public-http";
+    for (const name of ["loopback-network", "local-network-access"]) {
+        try {
+            const { state } = await globalThis.navigator.permissions.query(/** @type {any} */ ({ name }));
+            if (state !== "granted")
+                return state === "denied" ? "permission-denied" : "permission-needed";
+            break;
+        } catch {
+            // This browser does not know the permission by this name.
+        }
+    }
+    return "service-not-running";
+}
+
+const defaults = {
+    url: defaultUrl,
+    reconnect: true,
+    firstDelay: 500,
+    longestDelay: 10000,
+    connectTimeout: 5000,
+    sessionCheck: 10000,
+    endOpenSession: true,
+};
+
+/**
+ * The connection to the service, and its commands.
+ *
+ * Ordinary commands run one after another. The two that open a window (signing, camera) wait for a person, and
+ * others run meanwhile.
+ *
+ * Events: "state" ({state, delay, error}; state is closed, connecting, open or waiting), "frame" ({direction,
+ * time, text or bytes}) for each raw frame, "stray" ({text}) for a reply that belongs to no command.
+ */
+class DeskTerminal extends EventTarget {
+    #options;
+    #WebSocket;
+    #state = "closed";
+    #socket = null;
+    #attempt = 0;
+    #timer = undefined;
+    #waiters = [];
+    #queue = [];
+    #active = null; // the ordinary command that was sent and has not been answered
+    #windows = new Map(); // the commands that wait for a person, by name
+    #sessionTimer = undefined;
+    #mode = 0;
+    #tagPrefix = Math.random().toString(36).slice(2, 8);
+    #tagNumber = 0;
+
+    /**
+     * @param {object} [options]
+     * @param {string} [options.url]
+     * @param {any} [options.WebSocket] a constructor, where the platform has none (Node before 22)
+     * @param {boolean} [options.reconnect] connect again whenever the connection is lost (true)
+     * @param {number} [options.firstDelay] ms before the first new attempt; doubles with each (500)
+     * @param {number} [options.longestDelay] ms (10000)
+     * @param {number} [options.connectTimeout] ms (5000)
+     * @param {number} [options.sessionCheck] ms between looks whether an open signing session was ended by
+     *     another page, which the service does not tell (10000; 0 for never)
+     * @param {boolean} [options.endOpenSession] on each connection, end a signing session that an earlier page
+     *     left open (true)
+     */
+    constructor(options = {}) {
+        super();
+        this.#options = { ...defaults, ...options };
+        this.#WebSocket = options.WebSocket ?? globalThis.WebSocket;
+        if (!this.#WebSocket)
+            throw new TypeError("This platform has no WebSocket: give a constructor as options.WebSocket");
+    }
+
+    get state() { return this.#state; }
+    get url() { return this.#options.url; }
+    /** Whether this page's signing session is open. */
+    get isSigning() { return this.#windows.has("ZCBeginSignAB"); }
+
+    // --- Connection -------------------------------------------------------------------------------------------
+
+    /**
+     * Connects now. Commands do it by themselves. When this attempt fails, the promise rejects with the likely
+     * reason, and further attempts follow in the background.
+     * @returns {Promise<void>}
+     */
+    connect() {
+        if (this.#state === "open")
+            return Promise.resolve();
+        return new Promise((resolve, reject) => {
+            this.#waiters.push({ resolve, reject });
+            if (this.#state !== "connecting")
+                this.#open();
+        });
+    }
+
+    /** Ends the connection; commands that wait reject. A later command connects again. */
+    close() {
+        clearTimeout(this.#timer);
+        this.#drop(new DeskError("connect", "closed", "the page closed the connection"));
+        this.#setState("closed");
+    }
+
+    #setState(state, details = {}) {
+        this.#state = state;
+        this.dispatchEvent(new DeskEvent("state", { state, ...details }));
+    }
+
+    #open() {
+        clearTimeout(this.#timer);
+        this.#setState("connecting");
+        let socket;
+        try {
+            socket = new this.#WebSocket(this.#options.url);
+        } catch (error) {
+            // The browser refuses the address, or the page's right to use it.
+            this.#lost(error.message);
+            return;
+        }
+        this.#socket = socket;
+        socket.binaryType = "arraybuffer";
+        this.#timer = setTimeout(() => this.#lost("no answer"), this.#options.connectTimeout);
+        socket.onopen = () => socket === this.#socket && this.#opened();
+        socket.onmessage = (event) => socket === this.#socket && this.#receive(event.data);
+        socket.onclose = (event) => {
+            if (socket === this.#socket)
+                this.#lost(`closed, code ${event.code}${event.reason && `, ${event.reason}`}`);
+        };
+        socket.onerror = () => {}; // a close follows
+    }
+
+    #opened() {
+        clearTimeout(this.#timer);
+        this.#attempt = 0;
+        if (this.#options.endOpenSession)
+            this.#queue.unshift(this.#job("ZCEndSignAB", {}, undefined, () => {}, () => {}));
+        this.#setState("open");
+        for (const waiter of this.#waiters.splice(0))
+            waiter.resolve();
+        this.#next();
+    }
+
+    async #lost(detail) {
+        clearTimeout(this.#timer);
+        const wasOpen = this.#state === "open";
+        const willRetry = this.#options.reconnect;
+        const backOff = Math.min(this.#options.longestDelay, this.#options.firstDelay * 2 ** this.#attempt);
+        const delay = willRetry ? Math.round(backOff * (0.8 + 0.4 * Math.random())) : undefined;
+        this.#attempt += 1;
+        const error = new DeskError("connect", wasOpen ? "connection-lost" : "unreachable", detail);
+        const waiters = this.#waiters.splice(0);
+        this.#drop(error);
+        if (willRetry)
+            this.#timer = setTimeout(() => this.#open(), delay);
+        // Looking for the reason takes a moment; the state is right at once.
+        this.#state = willRetry ? "waiting" : "closed";
+        if (!wasOpen)
+            error.reason = await likelyReason(this.#options.url).catch(() => "service-not-running");
+        for (const waiter of waiters)
+            waiter.reject(error);
+        this.dispatchEvent(new DeskEvent("state", { state: this.#state, delay, error }));
+    }
+
+    /** Lets go of the socket and of everything that waits for it. */
+    #drop(error) {
+        const socket = this.#socket;
+        this.#socket = null;
+        try {
+            socket?.close();
+        } catch {
+            // It never opened.
+        }
+        clearInterval(this.#sessionTimer);
+        const jobs = [...this.#windows.values(), ...(this.#active ? [this.#active] : []), ...this.#queue.splice(0)];
+        this.#windows.clear();
+        this.#active = null;
+        for (const job of jobs) {
+            clearTimeout(job.timer);
+            job.reject(new DeskError(job.name, error.code, error.text));
+        }
+        for (const waiter of this.#waiters.splice(0))
+            waiter.reject(error);
+    }
+
+    // --- Requests and replies ---------------------------------------------------------------------------------
+
+    /**
+     * Sends one command and takes its reply as it is. The commands below are more comfortable.
+     * @param {string} name
+     * @param {object} [parameters]
+     * @param {{timeout?: number}} [options] ms; else by the table of commands
+     * @returns {Promise<object>} the reply, with whatever success it tells; of ZCReadHIDOpen, which is never
+     *     answered, an empty one once the service has taken it
+     */
+    async request(name, parameters = {}, { timeout } = {}) {
+        if (this.#state !== "open")
+            await this.connect().catch((error) => {
+                throw Object.assign(new DeskError(name, error.code, error.text), { reason: error.reason });
+            });
+        return new Promise((resolve, reject) => {
+            this.#queue.push(this.#job(name, parameters, timeout, resolve, reject));
+            this.#next();
+        });
+    }
+
+    /**
+     * Sends any text as it is, past the queue. Its reply is an event, "stray".
+     * @param {string} text
+     */
+    sendRaw(text) {
+        if (this.#state !== "open")
+            throw new DeskError("connect", "closed", "not connected");
+        this.#send(text);
+    }
+
+    /** Has the service echo a binary frame, in order with the commands: it lives and has taken them. */
+    async ping() {
+        await this.request(ping);
+    }
+
+    #job(name, parameters, timeout, resolve, reject) {
+        const seconds = commands[name]?.seconds ?? (commands[name] ? undefined : 15);
+        return { name, parameters, timeout: timeout ?? (seconds && seconds * 1000), resolve, reject };
+    }
+
+    #next() {
+        if (this.#active || this.#state !== "open" || this.#queue.length === 0)
+            return;
+        const job = this.#queue.shift();
+        if (this.#windows.has(job.name)) {
+            job.reject(new DeskError(job.name, "busy", "this page has a window of the same command open"));
+            this.#next();
+            return;
+        }
+        job.tag = `${this.#tagPrefix}-${++this.#tagNumber}`;
+        const opensWindow = job.name === "ZCBeginSignAB" || job.name === "ZCCameraPic";
+        if (opensWindow)
+            this.#windows.set(job.name, job);
+        else
+            this.#active = job;
+        if (job.timeout)
+            job.timer = setTimeout(() => this.#timeOut(job), job.timeout);
+        if (job.name !== ping) {
+            job.sent = encodeRequest({ ...job.parameters, function: job.name, _tflag: job.tag });
+            this.#send(job.sent);
+        }
+        if (job.name === ping || job.name === "ZCReadHIDOpen") {
+            job.echo = job.tag;
+            this.#send(new TextEncoder().encode(job.tag));
+        }
+        if (opensWindow) {
+            if (job.name === "ZCBeginSignAB")
+                this.#watchSession();
+            this.#next();
+        }
+    }
+
+    #send(data) {
+        this.#log("sent", data);
+        this.#socket.send(data);
+    }
+
+    #log(direction, data) {
+        const content = typeof data === "string" ? { text: data } : { bytes: new Uint8Array(data) };
+        this.dispatchEvent(new DeskEvent("frame", { direction, time: new Date(), ...content }));
+    }
+
+    #receive(data) {
+        this.#log("received", data);
+        const active = this.#active;
+        if (typeof data !== "string") {
+            if (active?.echo && active.echo === new TextDecoder().decode(data))
+                this.#finish(active, {});
+            return;
+        }
+        if (active && data === active.sent) {
+            // The service sends back what it does not understand.
+            this.#fail(active, new DeskError(active.name, "unknown-command", "the service does not know it"));
+            return;
+        }
+        let reply;
+        try {
+            reply = JSON.parse(data);
+        } catch {
+            reply = null;
+        }
+        const job = reply && this.#jobOf(reply);
+        if (!job)
+            this.dispatchEvent(new DeskEvent("stray", { text: data }));
+        else
+            this.#finish(job, reply);
+    }
+
+    /**
+     * Whose reply this is. A reply carries the tag of the latest request, which for an ordinary command is its
+     * own: it is answered before the next is looked at. What a window answers, and what comes after its
+     * command was given up, carries some other tag. A signing session answers under another command's name.
+     */
+    #jobOf(reply) {
+        const { functionName: name, _tflag: tag } = reply;
+        if (this.#active && name === this.#active.name && tag === this.#active.tag)
+            return this.#active;
+        if (name === "ZCOutputImageBase64AB" || name === "ZCBeginSignAB")
+            return this.#windows.get("ZCBeginSignAB");
+        return this.#windows.get(name);
+    }
+
+    #finish(job, reply) {
+        const first = job.resolve;
+        if (job.name === "ZCSIMCard" && reply.success === 1 && !job.answered) {
+            // The same again follows; the next command waits for it, so that it cannot be mistaken.
+            job.answered = true;
+            first(reply);
+            return;
+        }
+        this.#release(job);
+        first(reply);
+        if (job.name === "ZCEndSignAB" || job.name === "ZCStopDeviceAB")
+            this.#sessionEnded();
+        this.#next();
+    }
+
+    #fail(job, error) {
+        this.#release(job);
+        job.reject(error);
+        this.#next();
+    }
+
+    #release(job) {
+        clearTimeout(job.timer);
+        if (this.#active === job)
+            this.#active = null;
+        if (this.#windows.get(job.name) === job)
+            this.#windows.delete(job.name);
+        if (job.name === "ZCBeginSignAB")
+            clearInterval(this.#sessionTimer);
+    }
+
+    #timeOut(job) {
+        this.#fail(job, new DeskError(job.name, "timeout", `no answer within ${job.timeout / 1000} s`));
+        if (job.name === "ZCBeginSignAB")
+            this.request("ZCEndSignAB").catch(() => {}); // nobody waits for the window any more
+    }
+
+    /** A session that a command ended has no answer of its own, and none can come after that command's. */
+    #sessionEnded() {
+        const session = this.#windows.get("ZCBeginSignAB");
+        if (session)
+            this.#fail(session, new DeskError(session.name, "ended", "the session was ended by a command"));
+    }
+
+    /**
+     * Another page can end this page's session without a word to it. The signing mode is a setting without any
+     * effect that is refused while a session is open: setting it again tells.
+     */
+    #watchSession() {
+        clearInterval(this.#sessionTimer);
+        if (!this.#options.sessionCheck)
+            return;
+        this.#sessionTimer = setInterval(async () => {
+            if (this.#active || this.#queue.length > 0)
+                return;
+            const session = this.#windows.get("ZCBeginSignAB");
+            const reply = await this.request("ZCSetModeAB", { mode: this.#mode }).catch(() => null);
+            if (reply?.success === 1 && session === this.#windows.get("ZCBeginSignAB"))
+                this.#sessionEnded();
+        }, this.#options.sessionCheck);
+        this.#sessionTimer.unref?.();
+    }
+
+    // --- Commands ---------------------------------------------------------------------------------------------
+
+    /** Sends a command and takes its reply if it tells of success. */
+    async #command(name, parameters = {}, options = {}) {
+        for (const [key, [least, greatest]] of Object.entries(commands[name].parameters)) {
+            const value = parameters[key];
+            // The service itself would take what is no number for 0.
+            if (!Number.isInteger(value) || value < least || value > greatest)
+                throw new RangeError(`${name}: ${key} must be a whole number from ${least} to ${greatest}`);
+        }
+        const reply = await this.request(name, parameters, options);
+        if (reply.success !== 1 && reply.err_code !== 0)
+            throw new DeskError(name, reply.success, reply.msg, reply);
+        return reply;
+    }
+
+    /** Whether a signature pad is attached. */
+    async padPresent() {
+        return (await this.request("ZCDeviceExist")).success === 1;
+    }
+
+    /** Opens the signature pad. */
+    async startPad() {
+        await this.#command("ZCStartDeviceAB");
+    }
+
+    /** Closes an open signing session and stops reading the pad. */
+    async stopPad() {
+        await this.#command("ZCStopDeviceAB");
+    }
+
+    /**
+     * Opens the signing window on a started pad and waits for the signer.
+     * @param {{x: number, y: number, width: number, height: number}} area in pixels of the pad's display
+     * @param {{timeout?: number}} [options] ms until the session is ended; else it waits for ever
+     * @returns the signature, a PNG picture
+     */
+    async beginSigning(area, options = {}) {
+        return picture((await this.#command("ZCBeginSignAB", area, options)).Base64);
+    }
+
+    /**
+     * A whole session: starts the pad, opens the window, waits for the signer, stops the pad.
+     * The error names the step that failed.
+     */
+    async sign(area, options = {}) {
+        await this.startPad();
+        let isOthers = false;
+        try {
+            return await this.beginSigning(area, options);
+        } catch (error) {
+            isOthers = error.reason === "signing-in-progress" || error.reason === "busy";
+            throw error;
+        } finally {
+            // Stopping the pad would end the session that is open already.
+            if (this.#state === "open" && !isOthers)
+                await this.stopPad().catch(() => {});
+        }
+    }
+
+    /** Closes the signing window; its promise rejects with the code "ended". */
+    async endSigning() {
+        await this.#command("ZCEndSignAB");
+    }
+
+    /** Clears what was written in the open signing window. */
+    async clearSignature() {
+        await this.#command("ZCResignAB");
+    }
+
+    /** The last signature, until the next session begins. */
+    async lastSignature() {
+        return picture((await this.#command("ZCOutputImageBase64AB")).Base64);
+    }
+
+    /** Opacity of the next signing window, in percent. */
+    async setTransparency(percent) {
+        await this.#command("ZCSetTransparency", { Percent: percent });
+    }
+
+    /** Width of the pen at full pressure, in pixels. */
+    async setPenWidth(width) {
+        await this.#command("ZCSetPenWidth", { Width: width });
+    }
+
+    /** A setting that the service keeps and does not use. */
+    async setMode(mode) {
+        await this.#command("ZCSetModeAB", { mode });
+        this.#mode = mode;
+    }
+
+    /** Where the pad's display lies in the desktop, and its size, in pixels. */
+    async setPadScreen(area) {
+        await this.#command("ZCSetSignScreenPosSizeAB", area);
+    }
+
+    /** The number of the USB card reader's security module: 32 digits, or nothing when it tells none. */
+    async samNumber() {
+        return (await this.#command("ZCGetSAMNum")).data ?? "";
+    }
+
+    /** Reads the identity card on the USB reader. */
+    async readIdCard() {
+        return card(await this.#command("ZCReadIDCard"));
+    }
+
+    /** Reads the identity card on the HID reader. */
+    async readHidIdCard() {
+        return card(await this.#command("ZCReadHIDIDCard"));
+    }
+
+    /** Kept for pages that send it; there is nothing to open. */
+    async openHidReader() {
+        await this.request("ZCReadHIDOpen");
+    }
+
+    /** Has the operator take a picture: a JPEG. */
+    async takePicture(options = {}) {
+        return picture((await this.#command("ZCCameraPic", {}, options)).Base64);
+    }
+
+    /** The SIM card's number (ICCID), as a rule 20 digits; nothing when the card has none. */
+    async readSim() {
+        return (await this.#command("ZCSIMCard")).data ?? "";
+    }
+}
+
+/** The fields of a card, with its photo as a picture (or null). */
+function card(reply) {
+    const { photo, ...fields } = reply.data;
+    return { ...fields, photo: photo ? picture(photo) : null };
+}
+return { defaultUrl, commands, DeskError, DeskEvent, encodeRequest, picture, likelyReason, DeskTerminal };
+})();

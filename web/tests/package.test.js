@@ -1,0 +1,40 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// What is published: the module, its types, and the classic script made of it.
+
+import assert from "node:assert/strict";
+import { execFileSync } from "node:child_process";
+import { readFileSync } from "node:fs";
+import { createRequire } from "node:module";
+import { dirname, join } from "node:path";
+import { test } from "node:test";
+import { fileURLToPath } from "node:url";
+import vm from "node:vm";
+
+import * as library from "../desk-terminal.js";
+import { classicFile, classicScript } from "../make_classic.mjs";
+
+const web = fileURLToPath(new URL("..", import.meta.url));
+
+test("the console's classic script is made of the module as it is", () => {
+    assert.equal(readFileSync(classicFile, "utf8"), classicScript(), "run `npm run classic` in web/");
+    const context = { EventTarget, Event };
+    vm.runInNewContext(classicScript(), context);
+    assert.deepEqual(Object.keys(context.deskTerminal).sort(), Object.keys(library).sort());
+});
+
+test("the types fit a page that uses every member", () => {
+    const compiler = join(dirname(createRequire(import.meta.url).resolve("typescript/package.json")), "bin/tsc");
+    execFileSync(process.execPath, [compiler, "--project", join(web, "tests/types")], { stdio: "inherit" });
+});
+
+test("the types declare every member, and no other", () => {
+    const declared = readFileSync(join(web, "desk-terminal.d.ts"), "utf8");
+    const body = declared.match(/declare class DeskTerminal [^{]*\{([^]*?)\n\}/)[1];
+    const names = [...body.matchAll(/^ {4}(?:readonly )?(\w+)[(:]/gm)].map((match) => match[1]);
+    const members = Object.getOwnPropertyNames(library.DeskTerminal.prototype);
+    assert.deepEqual(new Set(names), new Set([...members, "addEventListener"]));
+    for (const name of Object.keys(library.commands))
+        assert.match(declared, new RegExp(`"${name}"`));
+});
