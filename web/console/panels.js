@@ -1,0 +1,109 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// A panel per device: each command with its parameters, and what came of the last.
+
+/* exported startPanels */
+function startPanels(desk) {
+    const place = { x: 240, y: 150, width: 800, height: 500 };
+    const screen = { x: 1921, y: 0, width: 1280, height: 800 };
+
+    // [command, the parameters' first values, what to do]
+    const devices = {
+        pad: [
+            ["ZCDeviceExist", {}, async () => (await desk.padPresent() ? "pad.present" : "pad.absent")],
+            ["ZCStartDeviceAB", {}, () => desk.startPad()],
+            ["ZCBeginSignAB", place, (area) => desk.beginSigning(area)],
+            ["ZCResignAB", {}, () => desk.clearSignature()],
+            ["ZCEndSignAB", {}, () => desk.endSigning()],
+            ["ZCOutputImageBase64AB", {}, () => desk.lastSignature()],
+            ["ZCStopDeviceAB", {}, () => desk.stopPad()],
+        ],
+        settings: [
+            ["ZCSetTransparency", { Percent: 65 }, ({ Percent }) => desk.setTransparency(Percent)],
+            ["ZCSetPenWidth", { Width: 5 }, ({ Width }) => desk.setPenWidth(Width)],
+            ["ZCSetModeAB", { mode: 0 }, ({ mode }) => desk.setMode(mode)],
+            ["ZCSetSignScreenPosSizeAB", screen, (area) => desk.setPadScreen(area)],
+        ],
+        cards: [
+            ["ZCReadIDCard", {}, () => desk.readIdCard()],
+            ["ZCReadHIDIDCard", {}, () => desk.readHidIdCard()],
+            ["ZCGetSAMNum", {}, () => desk.samNumber()],
+            ["ZCReadHIDOpen", {}, () => desk.openHidReader()],
+        ],
+        sim: [["ZCSIMCard", {}, () => desk.readSim()]],
+        camera: [["ZCCameraPic", {}, () => desk.takePicture()]],
+    };
+
+    const image = (picture, key) => view.make("img", { src: picture.dataUrl, alt: view.text(key) });
+
+    function cardTable({ photo, ...fields }) {
+        const rows = Object.entries(fields).map(([name, value]) => view.make("tr", {},
+            view.make("th", { scope: "row", text: `card.${name}` }), view.make("td", {}, value)));
+        return [...(photo ? [image(photo, "photo")] : []),
+            view.make("table", { className: "card" }, view.make("tbody", {}, ...rows))];
+    }
+
+    /** What a command gave, as elements. */
+    function shown(value) {
+        if (value === undefined)
+            return [];
+        if (value.dataUrl)
+            return [image(value, "picture")];
+        if (typeof value === "object")
+            return cardTable(value);
+        if (view.find(value))
+            return [view.make("p", { text: value })];
+        return [view.make("p", {}, value ? view.make("output", {}, value) : view.make("span", { text: "empty" }))];
+    }
+
+    /** A failure in words: which step, what it means, and the service's own code and text. */
+    function explained(error) {
+        if (!(error instanceof deskTerminal.DeskError))
+            return [view.make("p", {}, error.message)];
+        const key = `reason.${error.reason}`;
+        return [
+            view.make("p", {}, `${error.step}: `, view.find(key) ? view.make("span", { text: key }) : error.reason),
+            view.make("p", {}, view.make("code", {}, `${error.code} ${error.text}`)),
+        ];
+    }
+
+    function commandForm([name, first, run], result) {
+        const inputs = Object.entries(first).map(([key, value]) => {
+            const [min, max] = deskTerminal.commands[name].parameters[key];
+            return view.make("input", { type: "number", name: key, value, min, max, step: 1, required: true });
+        });
+        const button = view.make("button", { text: `command.${name}` });
+        const form = view.make("form", { className: "command", dataset: { command: name } },
+            ...inputs.map((input) => view.field(`parameter.${input.name}`, input)),
+            button, view.make("code", {}, name));
+        form.addEventListener("submit", async (event) => {
+            event.preventDefault();
+            button.disabled = true;
+            result.className = "result";
+            result.replaceChildren(view.make("p", {}, `${name} `, view.make("span", { text: "running" })));
+            try {
+                const parameters = inputs.map((input) => [input.name, input.valueAsNumber]);
+                const value = await run(Object.fromEntries(parameters));
+                result.classList.add("good");
+                result.replaceChildren(
+                    view.make("p", {}, `${name} `, view.make("span", { text: "done" })), ...shown(value));
+            } catch (error) {
+                result.classList.add("bad");
+                result.replaceChildren(...explained(error));
+            }
+            button.disabled = false;
+        });
+        return form;
+    }
+
+    const panels = Object.entries(devices).map(([device, commands]) => {
+        const result = view.make("div", { className: "result", role: "status" });
+        const title = view.make("h2", { text: `panel.${device}`, id: `panel-${device}` });
+        const panel = view.make("section", { className: "panel", dataset: { device } }, title,
+            ...commands.map((command) => commandForm(command, result)), result);
+        panel.setAttribute("aria-labelledby", title.id);
+        return panel;
+    });
+    document.getElementById("panels").append(...panels);
+}

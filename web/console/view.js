@@ -1,0 +1,62 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// Elements of the page, and the language of its texts.
+
+/* exported view */
+const view = (() => {
+    let language = navigator.language.startsWith("zh") ? "zh" : "en";
+    try {
+        language = localStorage.getItem("language") ?? language;
+    } catch {
+        // A page from disk may have no storage.
+    }
+
+    /** The text of a key in the chosen language; undefined when there is none. */
+    const find = (key) => texts[language][key];
+
+    /** The text of a key, with {0}, {1}… replaced. */
+    const text = (key, ...values) =>
+        (find(key) ?? key).replace(/\{(\d)\}/g, (_, number) => values[number] ?? "");
+
+    /**
+     * An element with properties and children. The property `text` is a key of the texts, and follows the
+     * language; strings among the children stay as they are.
+     */
+    function make(name, { text: key, dataset, ...properties } = {}, ...children) {
+        const element = Object.assign(document.createElement(name), properties);
+        Object.assign(element.dataset, dataset);
+        if (key) {
+            element.dataset.text = key;
+            element.textContent = text(key);
+        }
+        element.append(...children);
+        return element;
+    }
+
+    function apply() {
+        document.documentElement.lang = language === "zh" ? "zh-CN" : "en";
+        document.title = text("title");
+        for (const element of document.querySelectorAll("[data-text]"))
+            element.textContent = text(element.dataset.text);
+        document.getElementById("language").textContent = language === "zh" ? "English" : "简体中文";
+        document.dispatchEvent(new Event("language"));
+    }
+
+    document.getElementById("language").addEventListener("click", () => {
+        language = language === "zh" ? "en" : "zh";
+        try {
+            localStorage.setItem("language", language);
+        } catch {
+            // Then it lasts as long as the page.
+        }
+        apply();
+    });
+
+    /** A labelled number, text or choice. */
+    function field(key, input) {
+        return make("label", {}, make("span", { text: key }), input);
+    }
+
+    return { apply, field, find, make, text };
+})();

@@ -1,0 +1,73 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// Which pages may connect, and what the console says when one may not. The pages come from this machine; the
+// browser is told which network each port belongs to.
+
+import assert from "node:assert/strict";
+import { execFileSync } from "node:child_process";
+import { readFileSync } from "node:fs";
+import { createServer as createPlainServer } from "node:http";
+import { createServer as createSecureServer } from "node:https";
+import { extname } from "node:path";
+import { after, before, test } from "node:test";
+
+import { consolePage, openConsole, startBrowser } from "./support/browser.js";
+import { startService, until } from "./support/service.js";
+
+const ports = { publicHttp: 8081, localHttp: 8082, loopbackHttp: 8083, publicHttps: 8443, localHttps: 8444 };
+const types = { ".html": "text/html", ".css": "text/css", ".js": "text/javascript" };
+
+function serve(request, response) {
+    const file = new URL(`.${new URL(request.url, "http://any").pathname}`, consolePage);
+    response.setHeader("content-type", types[extname(file.pathname)]);
+    response.end(readFileSync(file));
+}
+
+let service;
+let browser;
+const servers = [];
+before(async () => {
+    execFileSync("openssl", ["req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=shop.test",
+        "-keyout", "key.pem", "-out", "certificate.pem"], { stdio: "ignore" });
+    const keys = { key: readFileSync("key.pem"), cert: readFileSync("certificate.pem") };
+    for (const [name, port] of Object.entries(ports)) {
+        const server = name.endsWith("Https") ? createSecureServer(keys, serve) : createPlainServer(serve);
+        servers.push(server.listen(port));
+    }
+    const networks = Object.entries(ports).map(([name, port]) => `127.0.0.1:${port}=${name.replace(/Https?/, "")}`);
+    service = await startService();
+    browser = await startBrowser({ args: ["--ignore-certificate-errors", "--host-resolver-rules=MAP *.test 127.0.0.1",
+        `--ip-address-space-overrides=${networks.join(",")}`] });
+});
+after(async () => {
+    await browser.close();
+    for (const server of servers) {
+        server.closeAllConnections?.();
+        server.close();
+    }
+    await service.stop();
+});
+
+const pages = [
+    ["from disk", consolePage],
+    ["from this machine", `http://localhost:${ports.loopbackHttp}/index.html`],
+    ["from the intranet, http", `http://counter.test:${ports.localHttp}/index.html`],
+    ["from the intranet, https", `https://counter.test:${ports.localHttps}/index.html`],
+    ["public, https, allowed", `https://shop.test:${ports.publicHttps}/index.html`, { permitted: true }],
+    ["public, https, refused", `https://shop.test:${ports.publicHttps}/index.html`,
+        { refused: "Allow access to the local network in the site settings" }],
+    ["public, http", `http://shop.test:${ports.publicHttp}/index.html`,
+        { refused: "A public http page cannot connect" }],
+];
+for (const [name, url, { permitted, refused } = {}] of pages) {
+    test(`a page ${name}`, async () => {
+        const permissions = permitted ? ["local-network-access"] : [];
+        const page = await openConsole(browser, { url, permissions, ignoreHTTPSErrors: true });
+        const state = refused ? "waiting" : "open";
+        await until(async () => await page.locator("#state").getAttribute("data-state") === state, state);
+        if (refused)
+            assert.match(await page.locator("#reason").textContent(), new RegExp(refused));
+        await page.context().close();
+    });
+}

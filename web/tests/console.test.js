@@ -1,0 +1,220 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// The console page in a browser, on the service with nothing plugged in: languages, colours, sizes, the keyboard,
+// failures in words, sessions.
+
+import assert from "node:assert/strict";
+import { readFileSync } from "node:fs";
+import { after, before, describe, test } from "node:test";
+import vm from "node:vm";
+
+import { keepScreenshot, openConsole, runCommand, startBrowser } from "./support/browser.js";
+import { clickWindow, signingTitle, startService, until, windowWithTitle } from "./support/service.js";
+
+let service;
+let browser;
+before(async () => {
+    service = await startService();
+    browser = await startBrowser();
+});
+after(async () => {
+    await browser.close();
+    await service.stop();
+});
+
+/** Waits until the locator's text holds what a person should read. */
+async function reads(locator, expected) {
+    await until(async () => (await locator.textContent())?.includes(expected), `"${expected}"`).catch(async () =>
+        assert.fail(`reads "${await locator.textContent()}", not "${expected}"`));
+}
+
+async function connected(options) {
+    const page = await openConsole(browser, options);
+    await until(async () => await page.locator("#state").getAttribute("data-state") === "open", "the connection");
+    return page;
+}
+
+const signingWindow = () => windowWithTitle(signingTitle);
+
+describe("texts", () => {
+    test("stand in both languages", () => {
+        const { zh, en } = vm.runInNewContext(
+            `${readFileSync(new URL("../console/texts.js", import.meta.url), "utf8")}; texts`);
+        assert.deepEqual(Object.keys(zh), Object.keys(en));
+    });
+
+    test("follow the browser's language, and the button, for good", async () => {
+        const page = await connected({ locale: "zh-CN" });
+        await reads(page.locator("h1"), "桌面终端控制台");
+        await page.locator("#language").click();
+        await reads(page.locator("h1"), "Desk terminal console");
+        await page.reload();
+        await reads(page.locator("h1"), "Desk terminal console");
+        await page.context().close();
+    });
+});
+
+describe("appearance", () => {
+    const views = {
+        "light-en": {},
+        "dark-zh": { colorScheme: "dark", locale: "zh-CN" },
+        "zoom-200": { viewport: { width: 640, height: 450 }, deviceScaleFactor: 2 },
+        "narrow": { viewport: { width: 360, height: 640 }, locale: "zh-CN", colorScheme: "dark" },
+    };
+    for (const [name, options] of Object.entries(views)) {
+        test(`${name}: nothing is cut off, every text is told from its ground`, async () => {
+            const page = await connected(options);
+            for (const command of ["ZCDeviceExist", "ZCReadIDCard", "ZCSIMCard"])
+                await reads(await runCommand(page, command), command);
+            await until(async () => await page.locator("#frames tr").count() >= 8, "the frames");
+            await keepScreenshot(page, `console-${name}`);
+            assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), options.viewport?.width ?? 1280);
+            assert.deepEqual(await page.evaluate(textsOfLowContrast), []);
+            assert.deepEqual(page.complaints, []);
+            await page.context().close();
+        });
+    }
+
+    /** In the page: texts whose contrast with their ground is less than 4.5 to 1 (WCAG 2, level AA). */
+    function textsOfLowContrast() {
+        const channels = (colour) => colour.match(/[\d.]+/g).map(Number);
+        const luminance = (colour) => {
+            const [red, green, blue] = channels(colour).map((value) => {
+                const part = value / 255;
+                return part <= 0.04045 ? part / 12.92 : ((part + 0.055) / 1.055) ** 2.4;
+            });
+            return 0.2126 * red + 0.7152 * green + 0.0722 * blue;
+        };
+        const ground = (element) => {
+            const colour = getComputedStyle(element).backgroundColor;
+            return channels(colour)[3] === 0 ? ground(element.parentElement) : colour;
+        };
+        const low = [];
+        for (const element of document.querySelectorAll("body *")) {
+            const isText = [...element.childNodes].some((node) => node.nodeType === 3 && node.data.trim());
+            if (!isText || !element.checkVisibility() || element.disabled)
+                continue;
+            const [dark, light] = [luminance(getComputedStyle(element).color), luminance(ground(element))].sort((a, b) => a - b);
+            const contrast = (light + 0.05) / (dark + 0.05);
+            if (contrast < 4.5)
+                low.push(`${element.tagName} "${element.textContent.slice(0, 30)}" ${contrast.toFixed(2)}`);
+        }
+        return low;
+    }
+});
+
+describe("keyboard", () => {
+    test("reaches and presses every button", async () => {
+        const page = await connected();
+        const buttons = await page.locator("button:visible").count();
+        const reached = new Set();
+        await page.keyboard.press("Tab");
+        for (let step = 0; step < 120; ++step) {
+            const [key, outlined] = await page.evaluate(() => {
+                const element = document.activeElement;
+                const all = [...document.querySelectorAll("button")];
+                return [all.indexOf(element), getComputedStyle(element).outlineStyle !== "none"];
+            });
+            if (key >= 0) {
+                assert.ok(outlined, "the focus is seen");
+                reached.add(key);
+            }
+            await page.keyboard.press("Tab");
+        }
+        assert.equal(reached.size, buttons);
+        const form = page.locator('form[data-command="ZCSetPenWidth"]');
+        await form.locator("input").focus();
+        await page.keyboard.press("ControlOrMeta+A");
+        await page.keyboard.type("7");
+        await page.keyboard.press("Enter");
+        await reads(page.locator('[data-device="settings"] .result'), "ZCSetPenWidth succeeded");
+        await reads(page.locator("#frames"), '"Width":7');
+        await page.context().close();
+    });
+});
+
+describe("commands", () => {
+    test("without devices each tells in words what is missing", async () => {
+        const page = await connected();
+        const expected = {
+            ZCDeviceExist: "No signature pad is attached",
+            ZCStartDeviceAB: "No signature pad is attached.",
+            ZCResignAB: "ZCResignAB succeeded",
+            ZCEndSignAB: "ZCEndSignAB succeeded",
+            ZCStopDeviceAB: "ZCStopDeviceAB succeeded",
+            ZCSetTransparency: "ZCSetTransparency succeeded",
+            ZCSetModeAB: "ZCSetModeAB succeeded",
+            ZCSetSignScreenPosSizeAB: "ZCSetSignScreenPosSizeAB succeeded",
+            ZCReadIDCard: "The card reader is not attached, or in use.431003 读卡失败",
+            ZCReadHIDIDCard: "The card reader is not attached, or in use.-12 寻卡失败",
+            ZCGetSAMNum: "The card reader is not attached, or in use.",
+            ZCReadHIDOpen: "ZCReadHIDOpen succeeded",
+            ZCSIMCard: "The card reader is not attached, or in use.0 打开设备端口失败",
+            ZCCameraPic: "There is no camera, or its window was closed without a picture.",
+        };
+        for (const [name, text] of Object.entries(expected))
+            await reads(await runCommand(page, name), text);
+        await page.locator("#raw-text").fill("hello");
+        await page.locator("#raw button").click();
+        await until(async () => (await page.locator("#frames .received").first().textContent()).endsWith("hello"), "the echo");
+        await page.context().close();
+    });
+
+    test("a signing session ends in a picture", async () => {
+        const page = await connected();
+        const result = await runCommand(page, "ZCBeginSignAB");
+        await reads(result, "ZCBeginSignAB is running");
+        const window = await until(signingWindow, "the signing window");
+        await until(() => {
+            clickWindow(window, 700, 465); // the window's OK button
+            return !signingWindow();
+        }, "the window's end");
+        await reads(result, "ZCBeginSignAB succeeded");
+        const size = await result.locator("img").evaluate(async (image) => {
+            await image.decode();
+            return [image.naturalWidth, image.naturalHeight];
+        });
+        assert.ok(size[0] > 700 && size[1] > 300, `${size}`);
+        await reads(await runCommand(page, "ZCOutputImageBase64AB"), "succeeded");
+        await page.context().close();
+    });
+
+    test("a reload during a session ends it, and the page works on", async () => {
+        const page = await connected();
+        await runCommand(page, "ZCBeginSignAB");
+        await until(signingWindow, "the signing window");
+        await reads(await runCommand(page, "ZCSetPenWidth"), "A signing session is open; end it first.");
+        await page.reload();
+        await until(() => !signingWindow(), "the window's end");
+        await reads(await runCommand(page, "ZCSetPenWidth"), "ZCSetPenWidth succeeded");
+        assert.deepEqual(page.complaints, []);
+        await page.context().close();
+    });
+});
+
+describe("connection", () => {
+    test("says that the service has gone, why, and when it is back", async () => {
+        const page = await connected();
+        await service.stop("SIGKILL");
+        await reads(page.locator("#state"), "trying again in");
+        await reads(page.locator("#reason"), "Most likely the service is not running on this machine");
+        await keepScreenshot(page, "console-no-service", { fullPage: false });
+        await page.locator("#language").click();
+        await reads(page.locator("#reason"), "本机的服务没有运行");
+        await reads(await runCommand(page, "ZCSIMCard"), "ZCSIMCard");
+        service = await startService();
+        await until(async () => await page.locator("#state").getAttribute("data-state") === "open", "the connection");
+        assert.equal(await page.locator("#reason").isVisible(), false);
+        await page.context().close();
+    });
+
+    test("two consoles at once get a reply each", async () => {
+        const pages = [await connected(), await connected()];
+        const results = await Promise.all(pages.map((page) => runCommand(page, "ZCSIMCard")));
+        for (const result of results)
+            await reads(result, "The card reader is not attached");
+        for (const page of pages)
+            await page.context().close();
+    });
+});
