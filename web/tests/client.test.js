@@ -4,14 +4,12 @@
 // The client on the built service with nothing plugged in: the protocol's own rules, sessions, failures.
 
 import assert from "node:assert/strict";
-import { writeFileSync } from "node:fs";
-import { join } from "node:path";
 import { after, afterEach, before, describe, test } from "node:test";
 import { setTimeout as pause } from "node:timers/promises";
 import WebSocket from "ws";
 
 import { DeskTerminal, encodeRequest, likelyReason } from "../desk-terminal.js";
-import { clickWindow, programs, signingTitle, startService, until, windowWithTitle } from "./support/service.js";
+import { clickWindow, signingTitle, startService, until, windowWithTitle } from "./support/service.js";
 
 const area = { x: 100, y: 100, width: 600, height: 400 };
 const signingWindow = () => windowWithTitle(signingTitle);
@@ -247,30 +245,4 @@ describe("connection", () => {
     test("the likely reason for a secure page and another machine", async () => assert.equal(
         await likelyReason("ws://10.0.0.5:12343/", { protocol: "https:", hostname: "shop.example.com" }),
         "mixed-content"));
-});
-
-describe("SIM card", () => {
-    before(() => service.stop());
-    after(async () => {
-        await service.stop();
-        service = await startService();
-    });
-
-    test("takes the reply that comes twice for one, also when read twice at once", async () => {
-        writeFileSync("script", "CardPowerOn 0 3B9F96\nSendApduCommand 0 9F17\nSendApduCommand 0 9F0F\n"
-            + "SendApduCommand 0 986810315476981032549000\n");
-        service = await startService({
-            DESK_CARD_SCRIPT: "script",
-            DESK_CARD_RECORD: "record",
-            LD_LIBRARY_PATH: join(programs, "../scripted"),
-        });
-        const desk = connect();
-        const [first, second] = await Promise.all([desk.readSim(), desk.request("ZCSIMCard")]);
-        assert.equal(first, "89860113456789012345");
-        assert.equal(second.success, 1);
-        await desk.ping();
-        assert.equal(desk.frames.filter(({ direction, text }) =>
-            direction === "received" && text?.includes("ZCSIMCard")).length, 4);
-        assert.deepEqual(desk.strays, []);
-    });
 });
