@@ -46,6 +46,7 @@
 
     startFrameLog(desk);
     startPanels(desk);
+    startVirtualDesk(given.get("control") ?? "ws://localhost:12345/");
     view.apply();
     desk.connect().catch(() => {}); // shown as the state
 })();

@@ -8,12 +8,23 @@ function startPanels(desk) {
     const place = { x: 240, y: 150, width: 800, height: 500 };
     const screen = { x: 1921, y: 0, width: 1280, height: 800 };
 
+    const tellSigning = (area) => document.dispatchEvent(new CustomEvent("signing", { detail: area }));
+
+    async function sign(area) {
+        tellSigning(area);
+        try {
+            return await desk.beginSigning(area);
+        } finally {
+            tellSigning(null);
+        }
+    }
+
     // [command, the parameters' first values, what to do]
     const devices = {
         pad: [
             ["ZCDeviceExist", {}, async () => (await desk.padPresent() ? "pad.present" : "pad.absent")],
             ["ZCStartDeviceAB", {}, () => desk.startPad()],
-            ["ZCBeginSignAB", place, (area) => desk.beginSigning(area)],
+            ["ZCBeginSignAB", place, sign],
             ["ZCResignAB", {}, () => desk.clearSignature()],
             ["ZCEndSignAB", {}, () => desk.endSigning()],
             ["ZCOutputImageBase64AB", {}, () => desk.lastSignature()],
@@ -25,23 +36,33 @@ function startPanels(desk) {
             ["ZCSetModeAB", { mode: 0 }, ({ mode }) => desk.setMode(mode)],
             ["ZCSetSignScreenPosSizeAB", screen, (area) => desk.setPadScreen(area)],
         ],
+        sim: [["ZCSIMCard", {}, () => desk.readSim()]],
+        camera: [["ZCCameraPic", {}, () => desk.takePicture()]],
         cards: [
             ["ZCReadIDCard", {}, () => desk.readIdCard()],
             ["ZCReadHIDIDCard", {}, () => desk.readHidIdCard()],
             ["ZCGetSAMNum", {}, () => desk.samNumber()],
             ["ZCReadHIDOpen", {}, () => desk.openHidReader()],
         ],
-        sim: [["ZCSIMCard", {}, () => desk.readSim()]],
-        camera: [["ZCCameraPic", {}, () => desk.takePicture()]],
     };
 
     const image = (picture, key) => view.make("img", { src: picture.dataUrl, alt: view.text(key) });
 
+    const longest = 200; // fingerprints are longer
+
+    function cardValue(value) {
+        if (value.length <= longest)
+            return value;
+        const summary = view.make("summary");
+        view.show(summary, "characters", value.length);
+        return view.make("details", {}, summary, value);
+    }
+
     function cardTable({ photo, ...fields }) {
-        const rows = Object.entries(fields).map(([name, value]) => view.make("tr", {},
-            view.make("th", { scope: "row", text: `card.${name}` }), view.make("td", {}, value)));
-        return [...(photo ? [image(photo, "photo")] : []),
-            view.make("table", { className: "card" }, view.make("tbody", {}, ...rows))];
+        const rows = view.inCardOrder(fields).map(([name, value]) => view.make("tr", {},
+            view.make("th", { scope: "row", text: `card.${name}` }), view.make("td", {}, cardValue(value))));
+        return [view.make("div", { className: "card" }, ...(photo ? [image(photo, "photo")] : []),
+            view.make("table", {}, view.make("tbody", {}, ...rows)))];
     }
 
     /** What a command gave, as elements. */
@@ -97,13 +118,17 @@ function startPanels(desk) {
         return form;
     }
 
-    const panels = Object.entries(devices).map(([device, commands]) => {
+    function panelOf(device) {
         const result = view.make("div", { className: "result", role: "status" });
         const title = view.make("h2", { text: `panel.${device}`, id: `panel-${device}` });
         const panel = view.make("section", { className: "panel", dataset: { device } }, title,
-            ...commands.map((command) => commandForm(command, result)), result);
+            ...devices[device].map((command) => commandForm(command, result)), result);
         panel.setAttribute("aria-labelledby", title.id);
         return panel;
-    });
-    document.getElementById("panels").append(...panels);
+    }
+
+    // Side by side where there is room: a result that grows moves nothing but its own column.
+    const columns = [["pad"], ["settings", "sim", "camera"], ["cards"]];
+    document.getElementById("panels").append(...columns.map((names) =>
+        view.make("div", { className: "column" }, ...names.map(panelOf))));
 }

@@ -34,11 +34,18 @@ const view = (() => {
         return element;
     }
 
+    /** Gives an element another text by its key, with the key's values. */
+    function show(element, key, ...values) {
+        element.dataset.text = key;
+        element.dataset.values = JSON.stringify(values);
+        element.textContent = text(key, ...values);
+    }
+
     function apply() {
         document.documentElement.lang = language === "zh" ? "zh-CN" : "en";
         document.title = text("title");
         for (const element of document.querySelectorAll("[data-text]"))
-            element.textContent = text(element.dataset.text);
+            element.textContent = text(element.dataset.text, ...JSON.parse(element.dataset.values ?? "[]"));
         document.getElementById("language").textContent = language === "zh" ? "English" : "简体中文";
         document.dispatchEvent(new Event("language"));
     }
@@ -58,5 +65,14 @@ const view = (() => {
         return make("label", {}, make("span", { text: key }), input);
     }
 
-    return { apply, field, find, make, text };
+    // As on the card; replies and states have them in the order of the alphabet.
+    const cardFields = ["name", "englishName", "gender", "nation", "nationCode", "birthday", "address", "idNum", "issueOrg",
+        "effectDate", "expireDate", "passNum", "signCount", "CardType", "certVersion", "CertVersion", "dn", "figData"];
+
+    /** The fields of a card, [name, value], in the order of a card. */
+    function inCardOrder(fields) {
+        return Object.entries(fields).sort(([a], [b]) => cardFields.indexOf(a) - cardFields.indexOf(b));
+    }
+
+    return { apply, field, find, inCardOrder, make, show, text };
 })();

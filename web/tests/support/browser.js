@@ -3,10 +3,13 @@
 
 // The console page in headless Chromium, opened from disk.
 
+import assert from "node:assert/strict";
 import { mkdirSync } from "node:fs";
 import { join } from "node:path";
 import { fileURLToPath } from "node:url";
 import { chromium } from "playwright-core";
+
+import { until } from "./service.js";
 
 export const consolePage = new URL("../../console/index.html", import.meta.url).href;
 const screenshots = process.env.DESK_SCREENSHOTS;
@@ -47,4 +50,51 @@ export async function runCommand(page, name) {
     const form = page.locator(`form[data-command="${name}"]`);
     await form.getByRole("button").click();
     return form.locator("xpath=..").locator(".result");
+}
+
+/** Opens the console and waits until it is connected. */
+export async function connectedConsole(browser, options) {
+    const page = await openConsole(browser, options);
+    await until(async () => await page.locator("#state").getAttribute("data-state") === "open", "the connection");
+    return page;
+}
+
+/** Waits until the locator's text holds what a person should read. */
+export async function reads(locator, expected) {
+    await until(async () => (await locator.textContent())?.includes(expected), `"${expected}"`).catch(async () =>
+        assert.fail(`reads "${await locator.textContent()}", not "${expected}"`));
+}
+
+/** Nothing is wider than the window, every text is told from its ground, and no script complains. */
+export async function assertReadable(page) {
+    assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), page.viewportSize().width);
+    assert.deepEqual(await page.evaluate(textsOfLowContrast), []);
+    assert.deepEqual(page.complaints, []);
+}
+
+/** In the page: texts whose contrast with their ground is less than 4.5 to 1 (WCAG 2, level AA). */
+function textsOfLowContrast() {
+    const channels = (colour) => colour.match(/[\d.]+/g).map(Number);
+    const luminance = (colour) => {
+        const [red, green, blue] = channels(colour).map((value) => {
+            const part = value / 255;
+            return part <= 0.04045 ? part / 12.92 : ((part + 0.055) / 1.055) ** 2.4;
+        });
+        return 0.2126 * red + 0.7152 * green + 0.0722 * blue;
+    };
+    const ground = (element) => {
+        const colour = getComputedStyle(element).backgroundColor;
+        return channels(colour)[3] === 0 ? ground(element.parentElement) : colour;
+    };
+    const low = [];
+    for (const element of document.querySelectorAll("body *")) {
+        const isText = [...element.childNodes].some((node) => node.nodeType === 3 && node.data.trim());
+        if (!isText || !element.checkVisibility() || element.disabled)
+            continue;
+        const [dark, light] = [luminance(getComputedStyle(element).color), luminance(ground(element))].sort((a, b) => a - b);
+        const contrast = (light + 0.05) / (dark + 0.05);
+        if (contrast < 4.5)
+            low.push(`${element.tagName} "${element.textContent.slice(0, 30)}" ${contrast.toFixed(2)}`);
+    }
+    return low;
 }
