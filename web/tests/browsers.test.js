@@ -6,7 +6,7 @@
 
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
-import { readFileSync } from "node:fs";
+import { mkdirSync, readFileSync, writeFileSync } from "node:fs";
 import { createServer as createPlainServer } from "node:http";
 import { createServer as createSecureServer } from "node:https";
 import { extname } from "node:path";
@@ -24,6 +24,10 @@ function serve(request, response) {
     response.end(readFileSync(file));
 }
 
+const networks = Object.entries(ports).map(([name, port]) => `127.0.0.1:${port}=${name.replace(/Https?/, "")}`);
+const args = ["--ignore-certificate-errors", "--host-resolver-rules=MAP *.test 127.0.0.1",
+    `--ip-address-space-overrides=${networks.join(",")}`];
+
 let service;
 let browser;
 const servers = [];
@@ -35,10 +39,8 @@ before(async () => {
         const server = name.endsWith("Https") ? createSecureServer(keys, serve) : createPlainServer(serve);
         servers.push(server.listen(port));
     }
-    const networks = Object.entries(ports).map(([name, port]) => `127.0.0.1:${port}=${name.replace(/Https?/, "")}`);
     service = await startService();
-    browser = await startBrowser({ args: ["--ignore-certificate-errors", "--host-resolver-rules=MAP *.test 127.0.0.1",
-        `--ip-address-space-overrides=${networks.join(",")}`] });
+    browser = await startBrowser({ args });
 });
 after(async () => {
     await browser.close();
@@ -60,14 +62,29 @@ const pages = [
     ["public, http", `http://shop.test:${ports.publicHttp}/index.html`,
         { refused: "A public http page cannot connect" }],
 ];
-for (const [name, url, { permitted, refused } = {}] of pages) {
-    test(`a page ${name}`, async () => {
-        const permissions = permitted ? ["local-network-access"] : [];
-        const page = await openConsole(browser, { url, permissions, ignoreHTTPSErrors: true });
-        const state = refused ? "waiting" : "open";
-        await until(async () => await page.locator("#state").getAttribute("data-state") === state, state);
-        if (refused)
-            assert.match(await page.locator("#reason").textContent(), new RegExp(refused));
-        await page.context().close();
-    });
+async function opensAsExpected(inBrowser, url, { permitted, refused } = {}) {
+    const grant = permitted ? { permissions: ["local-network-access"] } : {};
+    const page = await openConsole(inBrowser, { url, ignoreHTTPSErrors: true, ...grant });
+    const state = refused ? "waiting" : "open";
+    await until(async () => await page.locator("#state").getAttribute("data-state") === state, state);
+    if (refused)
+        assert.match(await page.locator("#reason").textContent(), new RegExp(refused));
+    await page.context().close();
 }
+
+for (const [name, url, expected] of pages)
+    test(`a page ${name}`, () => opensAsExpected(browser, url, expected));
+
+test("a managed policy stands for the permission, and does not help http", async () => {
+    // The sandbox has mounts of its own.
+    execFileSync("mount", ["-t", "tmpfs", "tmpfs", "/etc/chromium"]);
+    const secure = `https://shop.test:${ports.publicHttps}`;
+    const plain = `http://shop.test:${ports.publicHttp}`;
+    mkdirSync("/etc/chromium/policies/managed", { recursive: true });
+    writeFileSync("/etc/chromium/policies/managed/desk.json",
+        JSON.stringify({ LoopbackNetworkAllowedForUrls: [secure, plain] }));
+    const managed = await startBrowser({ args });
+    await opensAsExpected(managed, `${secure}/index.html`);
+    await opensAsExpected(managed, `${plain}/index.html`, { refused: "A public http page cannot connect" });
+    await managed.close();
+});
