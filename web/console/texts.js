@@ -73,7 +73,7 @@ const texts = {
         "card.dn": "dn",
         "card.figData": "指纹数据",
 
-        "reason.service-not-running": "连接不上 {0}。最可能的原因：本机的服务没有运行。请先启动服务（./run 或 ./run demo）。",
+        "reason.service-not-running": "连接不上 {0}。最可能的原因：本机的服务没有运行。请先启动服务（./run 或 ./run terminal）。",
         "reason.public-http": "公网的 http 页面不能连接本机服务，浏览器会直接拦截。请改用 https 页面，或从磁盘打开本页。",
         "reason.permission-denied": "浏览器拒绝了本页访问本机的权限。请在地址栏的站点设置中允许访问本地网络，然后重新连接。",
         "reason.permission-needed": "浏览器需要您允许本页访问本机。请在弹出的提示中选择允许；没有提示时，请在站点设置中打开本地网络权限。",
@@ -176,7 +176,7 @@ const texts = {
         "card.dn": "dn",
         "card.figData": "Fingerprints",
 
-        "reason.service-not-running": "Cannot connect to {0}. Most likely the service is not running on this machine: start it (./run, or ./run demo).",
+        "reason.service-not-running": "Cannot connect to {0}. Most likely the service is not running on this machine: start it (./run, or ./run terminal).",
         "reason.public-http": "A public http page cannot connect to a service on this machine; the browser blocks it. Use an https page, or open this page from disk.",
         "reason.permission-denied": "The browser was told not to let this page reach this machine. Allow access to the local network in the site settings of the address bar, then connect again.",
         "reason.permission-needed": "The browser needs your permission for this page to reach this machine. Choose Allow in its question; if there is none, allow local network access in the site settings.",

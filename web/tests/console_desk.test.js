@@ -262,7 +262,7 @@ describe("appearance", () => {
 
     // docs/console.png is a copy of this picture.
     test("the page at work", async () => {
-        await page.setViewportSize({ width: 1280, height: 960 });
+        await page.setViewportSize({ width: 1280, height: 830 });
         await runCommand(page, "ZCStartDeviceAB");
         const result = await runCommand(page, "ZCBeginSignAB");
         await until(signingWindow, "the signing window");
