@@ -384,7 +384,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("framesPerSecond");
         QTest::addColumn<bool>("stalled");
         QTest::newRow("a camera that stopped sending") << 30 << true;
-        QTest::newRow("two pictures a second") << 2 << false;
+        QTest::newRow("a picture a second") << 1 << false;
     }
     void neverHoldsUpItsThread()
     {
@@ -407,7 +407,9 @@ private Q_SLOTS:
         heartbeat.start(2);
         QTest::qWait(2000);
         longest = std::max(longest, since.elapsed());
-        QVERIFY2(longest < 100, qPrintable(QString::number(longest)));
+        // A thread that waited for the camera would stand still for a second; a busy machine does
+        // not.
+        QVERIFY2(longest < 500, qPrintable(QString::number(longest)));
         QVERIFY(shows(shown(preview()), Scene::Document));
     }
 
