@@ -29,6 +29,16 @@ QVector<QSize> deskCameraSizes()
             {1600, 1200}, {1920, 1080}, {2048, 1536}, {2592, 1944}};
 }
 
+CameraDescription portraitCamera()
+{
+    CameraDescription description;
+    description.vendor = "1b17";
+    description.product = "6685";
+    description.number = 1;
+    description.scene = Scene::Portrait;
+    return description;
+}
+
 Camera::Camera(Testbed& testbed, CameraDescription description)
     : m_node(std::make_shared<CameraNode>(testbed, std::move(description)))
 {

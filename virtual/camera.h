@@ -33,6 +33,9 @@ struct CameraDescription
         deskCameraSizes(); ///< even widths; another size is answered with the nearest
 };
 
+/// The desk's portrait camera, /dev/video1; the default description is its document camera.
+CameraDescription portraitCamera();
+
 /// \brief A USB camera on the virtual desk: its devices in udev and a V4L2 node that unmodified
 /// programs open, stream from and close.
 ///

@@ -35,13 +35,10 @@ CameraDescription documentCamera()
     return description;
 }
 
-CameraDescription portraitCamera()
+CameraDescription portraitOnFirstNode()
 {
-    CameraDescription description;
-    description.vendor = "1b17";
-    description.product = "6685";
+    CameraDescription description = portraitCamera();
     description.number = 0;
-    description.scene = Scene::Portrait;
     return description;
 }
 
@@ -72,7 +69,7 @@ private Q_SLOTS:
         removePicture();
         m_testbed = std::make_unique<Testbed>();
         m_document = std::make_unique<Camera>(*m_testbed, documentCamera());
-        m_portrait = std::make_unique<Camera>(*m_testbed, portraitCamera());
+        m_portrait = std::make_unique<Camera>(*m_testbed, portraitOnFirstNode());
         m_document->setPatience(0);
         m_portrait->setPatience(0);
     }

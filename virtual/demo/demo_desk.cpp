@@ -11,16 +11,6 @@ using namespace virtual_desk;
 
 namespace {
 
-CameraDescription portraitCamera()
-{
-    CameraDescription description;
-    description.vendor = "1b17";
-    description.product = "6685";
-    description.number = 1;
-    description.scene = Scene::Portrait;
-    return description;
-}
-
 QByteArray cardWithPhoto(CardType type, int holder)
 {
     IdentityCard card = sampleCard(type);
