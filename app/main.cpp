@@ -33,11 +33,21 @@ void prepareStandardOutput()
     std::signal(SIGPIPE, SIG_IGN);
 }
 
+// The windows are painted without OpenGL. Its drivers, which the first window would load, hold 50
+// MB for as long as the service runs.
+void leaveOpenGlOut()
+{
+    const char* integration = "QT_XCB_GL_INTEGRATION";
+    if (!qEnvironmentVariableIsSet(integration))
+        qputenv(integration, "none");
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
     prepareStandardOutput();
+    leaveOpenGlOut();
     writeStartUpDiagnostics();
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
