@@ -191,8 +191,12 @@ function makeVirtualParts(device, play) {
     }
 
     function pad() {
-        const { elements, showArea } = makeDrawingPad((points) => play("pen", { points }));
-        return { elements, showArea };
+        const unread = view.make("p", { className: "complaint", text: "virtual.unread", hidden: true });
+        unread.setAttribute("role", "alert");
+        const { elements, showArea } = makeDrawingPad(async (points) => {
+            unread.hidden = (await play("pen", { points }))?.read !== false;
+        });
+        return { elements: [...elements, unread], showArea };
     }
 
     const parts = {

@@ -6,6 +6,7 @@
 
 import assert from "node:assert/strict";
 import { after, afterEach, before, beforeEach, describe, test } from "node:test";
+import { setTimeout as pause } from "node:timers/promises";
 
 import { assertReadable, connectedConsole, keepScreenshot, reads, runCommand, startBrowser } from "./support/browser.js";
 import { signingTitle, until, windowWithTitle } from "./support/service.js";
@@ -107,7 +108,7 @@ describe("signature", () => {
         await press("pad", "Unplug");
         await reads(box("pad").locator(".state"), "Unplugged");
         await press("pad", "Write a sample");
-        await reads(box("pad").locator(".complaint"), "not plugged in");
+        await reads(box("pad").locator(".complaint").last(), "not plugged in");
         await reads(await runCommand(page, "ZCDeviceExist"), "No signature pad is attached");
         await keepScreenshot(page, "desk-pad-unplugged");
         await press("pad", "Plug in");
@@ -115,6 +116,21 @@ describe("signature", () => {
         await press("pad", "Write a sample");
         await press("pad", "确定");
         await reads(result, "ZCBeginSignAB succeeded");
+    });
+
+    test("is lost, and said to be, while nobody reads the pad", async () => {
+        await reads(await runCommand(page, "ZCStopDeviceAB"), "ZCStopDeviceAB succeeded");
+        const complaint = page.getByText("No program reads the pad");
+        // The terminal notices within a moment whether the pad is read.
+        const writesUntil = (isComplaint) => until(async () => {
+            await press("pad", "Write a sample");
+            await pause(300);
+            return await complaint.isVisible() === isComplaint;
+        }, `the complaint ${isComplaint ? "to come" : "to go"}`);
+        await writesUntil(true);
+        await reads(await runCommand(page, "ZCStartDeviceAB"), "ZCStartDeviceAB succeeded");
+        await writesUntil(false);
+        await runCommand(page, "ZCStopDeviceAB");
     });
 
     test("is broken off by a reload, and the next one begins", async () => {
