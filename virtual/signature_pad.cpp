@@ -109,7 +109,7 @@ UsbAnswer SignaturePad::next()
         return *m_forced;
     if (m_queue.empty())
         return UsbAnswer::never();
-    const UsbAnswer answer = m_queue.front();
+    UsbAnswer answer = m_queue.front();
     m_queue.pop_front();
     return answer;
 }

@@ -135,7 +135,7 @@ void GObjectUnref::operator()(void* object) const
 
 IoctlClient shareClient(UMockdevIoctlClient* client)
 {
-    return IoctlClient(static_cast<UMockdevIoctlClient*>(g_object_ref(client)), GObjectUnref());
+    return {static_cast<UMockdevIoctlClient*>(g_object_ref(client)), GObjectUnref()};
 }
 
 IoctlData resolvePointer(UMockdevIoctlData* data, std::size_t offset, std::size_t length)

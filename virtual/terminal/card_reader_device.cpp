@@ -49,7 +49,7 @@ Command chosenCommand(CheckedObject& keys, const QHash<QString, Command>& comman
 QByteArray statusBytes(CheckedObject& keys)
 {
     const QString digits = keys.text(QStringLiteral("status"));
-    const QByteArray bytes = QByteArray::fromHex(digits.toLatin1());
+    QByteArray bytes = QByteArray::fromHex(digits.toLatin1());
     if (digits.size() != 6 || bytes.toHex() != digits.toLower().toLatin1())
         keys.complain(QStringLiteral("\"status\" must be six hexadecimal digits."));
     return bytes;

@@ -42,7 +42,7 @@ CheckedObject::CheckedObject(const QJsonObject& object)
 QJsonValue CheckedObject::take(const QString& key, QJsonValue::Type type, const char* kind)
 {
     m_known.insert(key);
-    const QJsonValue value = m_object.value(key);
+    QJsonValue value = m_object.value(key);
     if (value.isUndefined())
         complain(QStringLiteral("The key %1 is missing.").arg(quoted(key)));
     else if (value.type() != type)
@@ -58,7 +58,7 @@ QString CheckedObject::text(const QString& key)
 
 QString CheckedObject::choice(const QString& key, const QStringList& choices)
 {
-    const QString value = text(key);
+    QString value = text(key);
     if (isGood() && !choices.contains(value))
         complain(QStringLiteral("%1 is no value of %2; those are \"%3\".")
                      .arg(quoted(value), quoted(key), choices.join(QStringLiteral("\", \""))));
@@ -94,7 +94,7 @@ QJsonObject CheckedObject::object(const QString& key)
 QImage CheckedObject::picture(const QString& key)
 {
     const QByteArray file = QByteArray::fromBase64(text(key).toLatin1());
-    const QImage picture = isGood() ? readPicture(file) : QImage();
+    QImage picture = isGood() ? readPicture(file) : QImage();
     if (picture.isNull())
         complain(QStringLiteral("The value of %1 must be the Base64 text of a PNG, JPEG or BMP "
                                 "file of at most 64 million pixels.")

@@ -30,7 +30,7 @@ Desk::Desk()
 QString Desk::furnish()
 {
     for (const QString& name : deviceNames()) {
-        const QString obstacle = device(name).plug();
+        QString obstacle = device(name).plug();
         if (!obstacle.isEmpty())
             return obstacle;
     }
@@ -65,7 +65,7 @@ CameraDevice& Desk::camera(const QString& name)
 QStringList Desk::takeLog(const QString& name, bool forget)
 {
     const auto take = [forget](auto& log) {
-        const QStringList lines = log.log();
+        QStringList lines = log.log();
         if (forget)
             log.clearLog();
         return lines;

@@ -67,7 +67,7 @@ QString ServiceRunner::start()
 {
     if (isRunning())
         return QStringLiteral("The service is running already.");
-    const QString obstacle = portObstacle();
+    QString obstacle = portObstacle();
     if (!obstacle.isEmpty())
         return obstacle;
     m_endAsked = false;
