@@ -545,6 +545,23 @@ private Q_SLOTS:
         }
     }
 
+    void usbThatCannotBeInitialisedIsAnswered()
+    {
+        const auto process = static_cast<pid_t>(m_service.processId());
+        rlimit before{};
+        QCOMPARE(prlimit(process, RLIMIT_NOFILE, nullptr, &before), 0);
+        const rlimit none{3, before.rlim_max}; // what is open stays open, nothing can be opened
+        QCOMPARE(prlimit(process, RLIMIT_NOFILE, &none, nullptr), 0);
+        m_client->command("ZCGetSAMNum", {{"_tflag", tag}});
+        QCOMPARE(m_client->text(), commonReply("ZCGetSAMNum", -1, "init USB failed"));
+        m_client->command("ZCReadIDCard", {{"_tflag", tag}});
+        QCOMPARE(m_client->text(), commonReply("ZCReadIDCard", 431003, "读卡失败"));
+        m_client->command("ZCReadHIDIDCard", {{"_tflag", tag}});
+        QCOMPARE(m_client->text(), commonReply("ZCReadHIDIDCard", -12, "寻卡失败"));
+        QCOMPARE(prlimit(process, RLIMIT_NOFILE, &before, nullptr), 0);
+        QCOMPARE(m_client->ask("ZCGetSAMNum")["success"].toInt(), 1);
+    }
+
     void cardsAreReadInsideTwoOpenWindows()
     {
         Camera camera(*m_testbed, {});
