@@ -100,11 +100,17 @@ void connectHandler(UMockdevIoctlBase* base, const char* request, Testbed::Ioctl
                           static_cast<GConnectFlags>(0));
 }
 
-using SharedThread = std::shared_ptr<TestbedThread>;
+/// Kept to the end of the process: a timer that fires late still looks at its thread.
+std::shared_ptr<TestbedThread> makeThread()
+{
+    static auto* const all = new std::vector<std::shared_ptr<TestbedThread>>;
+    all->push_back(std::make_shared<TestbedThread>());
+    return all->back();
+}
 
 gboolean runOnce(gpointer data)
 {
-    TestbedThread& thread = **static_cast<SharedThread*>(data);
+    TestbedThread& thread = *static_cast<TestbedThread*>(data);
     const std::lock_guard<std::mutex> call(thread.calls);
     std::function<void()> work;
     {
@@ -119,11 +125,6 @@ gboolean runOnce(gpointer data)
         work();
     }
     return G_SOURCE_REMOVE;
-}
-
-void releaseThread(gpointer data)
-{
-    delete static_cast<SharedThread*>(data);
 }
 
 } // namespace
@@ -146,7 +147,7 @@ IoctlData resolvePointer(UMockdevIoctlData* data, std::size_t offset, std::size_
 
 Testbed::Testbed()
     : m_testbed(umockdev_testbed_new())
-    , m_thread(std::make_shared<TestbedThread>())
+    , m_thread(makeThread())
 {
     if (!preloaded()) {
         qFatal("The virtual desk needs %s in LD_PRELOAD.", PreloadLibrary);
@@ -222,7 +223,7 @@ void Testbed::runLater(int milliseconds, std::function<void()> work)
     GSource* source = milliseconds > 0 ? g_timeout_source_new(static_cast<guint>(milliseconds))
                                        : g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
-    g_source_set_callback(source, runOnce, new SharedThread(m_thread), releaseThread);
+    g_source_set_callback(source, runOnce, m_thread.get(), nullptr);
     m_thread->works[source] = std::move(work);
     g_source_attach(source, m_thread->context);
     g_source_unref(source);
