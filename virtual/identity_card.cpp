@@ -149,6 +149,9 @@ IdentityCard residencePermitSample()
 
 int fieldLength(CardType type, QString IdentityCard::*field)
 {
+    if (field == &IdentityCard::typeLetter) {
+        return type == CardType::Resident ? 1 : 0; // the others' letters make their type
+    }
     for (const Field& entry : fieldsOf(type)) {
         if (entry.text == field) {
             return entry.bytes / 2;

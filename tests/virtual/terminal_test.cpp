@@ -199,6 +199,15 @@ private Q_SLOTS:
         }
     }
 
+    void aResidentCardHoldsAnyTypeLetter()
+    {
+        const QJsonObject card{{"typeLetter", "A"}};
+        QCOMPARE(m_player->error({{"command", "putCard"}, {"device", "usbReader"}, {"card", card}}),
+                 QString());
+        QCOMPARE(m_page->ask("ZCReadIDCard")["data"].toObject()["CardType"].toString(),
+                 QStringLiteral("A"));
+    }
+
     void faultsAreWhatTheServiceMeets_data()
     {
         QTest::addColumn<QJsonObject>("request");
@@ -352,6 +361,9 @@ private Q_SLOTS:
             "room for 15");
         row(R"({"command": "putCard", "device": "usbReader", "card": {"passNum": "1"}})",
             "no \"passNum\"");
+        row(R"({"command": "putCard", "device": "usbReader",
+               "card": {"type": "residencePermit", "typeLetter": "I"}})",
+            "no \"typeLetter\"");
         row(R"({"command": "putCard", "device": "usbReader", "card": {"photo": "AAAA"}})",
             "Base64 text of a PNG");
         row(R"({"command": "putCard", "device": "usbReader", "card": {"portrait": 3}})", "0 to 2");

@@ -41,6 +41,7 @@ constexpr NamedField namedFields[] = {
     {"passNum", &IdentityCard::passNum},
     {"signCount", &IdentityCard::signCount},
     {"certVersion", &IdentityCard::certVersion},
+    {"typeLetter", &IdentityCard::typeLetter},
 };
 
 // The middle of the picture, in the proportions of a card's photo.

@@ -67,7 +67,7 @@ const view = (() => {
 
     // As on the card; replies and states have them in the order of the alphabet.
     const cardFields = ["name", "englishName", "gender", "nation", "nationCode", "birthday", "address", "idNum", "issueOrg",
-        "effectDate", "expireDate", "passNum", "signCount", "CardType", "certVersion", "CertVersion", "dn", "figData"];
+        "effectDate", "expireDate", "passNum", "signCount", "CardType", "certVersion", "typeLetter", "CertVersion", "dn", "figData"];
 
     /** The fields of a card, [name, value], in the order of a card. */
     function inCardOrder(fields) {

@@ -92,6 +92,7 @@ Object.assign(texts.zh, {
     "virtual.showLog": "显示",
     "virtual.takeLog": "显示并清除",
     "card.certVersion": "证件版本",
+    "card.typeLetter": "类型字母",
 });
 Object.assign(texts.en, {
     "virtual.title": "Virtual terminal",
@@ -182,4 +183,5 @@ Object.assign(texts.en, {
     "virtual.showLog": "Show",
     "virtual.takeLog": "Show and forget",
     "card.certVersion": "Version",
+    "card.typeLetter": "Type letter",
 });
