@@ -13,7 +13,7 @@ constexpr char16_t Padding = u' ';
 // One field's place in the text block, in bytes.
 struct Field
 {
-    QString IdentityCard::*text;
+    QString IdentityCard::* text;
     int offset;
     int bytes;
 };
@@ -147,7 +147,7 @@ IdentityCard residencePermitSample()
 
 } // namespace
 
-int fieldLength(CardType type, QString IdentityCard::*field)
+int fieldLength(CardType type, QString IdentityCard::* field)
 {
     if (field == &IdentityCard::typeLetter) {
         return type == CardType::Resident ? 1 : 0; // the others' letters make their type

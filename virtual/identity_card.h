@@ -46,7 +46,7 @@ constexpr int CardPhotoBytes = 1024;
 constexpr int CardFingerprintBytes = 1024;
 
 /// How many characters a card of that type has room for in a field; 0 when it has no such field.
-int fieldLength(CardType type, QString IdentityCard::*field);
+int fieldLength(CardType type, QString IdentityCard::* field);
 
 /// The text block of a card, `CardTextBytes` of UTF-16LE.
 QByteArray cardText(const IdentityCard& card);

@@ -27,7 +27,7 @@ struct FieldCase
 {
     const char* name;
     CardType type;
-    QString IdentityCard::*field;
+    QString IdentityCard::* field;
     QString onCard;
     std::size_t offset; // of the record's field
     QByteArray text;

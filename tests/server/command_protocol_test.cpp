@@ -47,8 +47,7 @@ private Q_SLOTS:
         QTest::newRow("empty") << ""
                                << "";
         QTest::newRow("deep nesting")
-            << R"({"k":"v","d":)" + QString(10000, '[') + QString(10000, ']') + "}"
-            << "";
+            << R"({"k":"v","d":)" + QString(10000, '[') + QString(10000, ']') + "}" << "";
     }
 
     void readsTopLevelValuesAsText()

@@ -18,9 +18,8 @@ class Receiver : public QObject
 public:
     explicit Receiver(QGetHandWrtingDevData& reader)
     {
-        connect(&reader, &QGetHandWrtingDevData::getDataOk, this, [this](int x, int y, int p) {
-            samples.append({x, y, p});
-        });
+        connect(&reader, &QGetHandWrtingDevData::getDataOk, this,
+                [this](int x, int y, int p) { samples.append({x, y, p}); });
         connect(&reader, &QGetHandWrtingDevData::readDataErro, this, [this] { ++failures; });
     }
 

@@ -128,14 +128,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("opened");
         const QString name = PcscDaemon::readerName;
         const QByteArray base = PcscDaemon::readerName;
-        QTest::newRow("first") << base + " 0"
-                               << "00000000" << name + " 00 00";
-        QTest::newRow("second") << base + " 1"
-                                << "00000000" << name + " 00 01";
-        QTest::newRow("exact") << base + " 00 01"
-                               << "00000000" << name + " 00 01";
-        QTest::newRow("third") << base + " 2"
-                               << "80100009"
+        QTest::newRow("first") << base + " 0" << "00000000" << name + " 00 00";
+        QTest::newRow("second") << base + " 1" << "00000000" << name + " 00 01";
+        QTest::newRow("exact") << base + " 00 01" << "00000000" << name + " 00 01";
+        QTest::newRow("third") << base + " 2" << "80100009"
                                << "";
         QTest::newRow("unknown") << QByteArray("Contact Reader 0") << "80100009"
                                  << "";

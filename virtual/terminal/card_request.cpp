@@ -23,7 +23,7 @@ const QStringList& typeNames()
 struct NamedField
 {
     const char* name;
-    QString IdentityCard::*text;
+    QString IdentityCard::* text;
 };
 
 constexpr NamedField namedFields[] = {
