@@ -4,9 +4,9 @@
 // Photo blocks of every length. The first byte chooses whether the input is a block as it stands,
 // or the payload of a block whose frame is right, which is where a fuzzer on its own hardly gets.
 
-#include "idimage/libwlt.h"
-#include "idimage/photo_frame.h"
-#include "idimage/photo_stream.h"
+#include "idimage/photo/libwlt.h"
+#include "idimage/photo/photo_frame.h"
+#include "idimage/photo/photo_stream.h"
 
 #include <algorithm>
 #include <cstdlib>

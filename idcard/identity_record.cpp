@@ -8,7 +8,7 @@
 #include "idcard/id_info.h"
 #include "idcard/nation_table.h"
 #include "idcard/read_id_card.h"
-#include "idimage/libwlt.h"
+#include "idimage/photo/libwlt.h"
 
 #include <QDebug>
 

@@ -3,7 +3,7 @@
 
 #include "virtual/photo_analysis.h"
 
-#include "idimage/photo_transform.h"
+#include "idimage/photo/photo_transform.h"
 
 using photo::at;
 using photo::Line;

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "idimage/photo_tables.h"
+#include "idimage/photo/photo_tables.h"
 
 /// Forward 5/3 lifting of one segment of a line, in place, and the scaling that
 /// `photo::inverseLifting` undoes. \param start position of the first sample in its line; only its

@@ -6,10 +6,11 @@
 
 #include "virtual/photo_encoder.h"
 
-#include "idimage/libwlt.h"
-#include "idimage/photo_frame.h"
-#include "idimage/photo_mask.h"
+#include "idimage/photo/libwlt.h"
+#include "idimage/photo/photo_frame.h"
+#include "idimage/photo/photo_mask.h"
 #include "virtual/photo_analysis.h"
+#include "virtual/photo_coefficient_encoder.h"
 #include "virtual/qm_encoder.h"
 
 #include <QColor>
@@ -35,19 +36,6 @@ constexpr std::array<std::uint32_t, photo::BytesPerPixel> Background = {1, 255, 
 constexpr double ColourWeight = 0.25;
 
 using Samples = std::array<photo::Plane, Components>;
-
-struct EncodingCoder
-{
-    QmEncoder encoder;
-    int fetchable; ///< bytes, counted without stuffing
-
-    bool exhausted() const { return encoder.bytesFetched() >= fetchable; }
-    int decision(photo::State& model, int context, int truth)
-    {
-        encoder.code(model, context, truth);
-        return truth;
-    }
-};
 
 struct Encoded
 {
@@ -95,18 +83,18 @@ Samples transformed(const Samples& samples, const std::array<int, Components>& m
     return coefficients;
 }
 
-photo::Coefficients quantised(const Samples& coefficients, photo::StreamSetup& setup)
+PhotoCoefficients quantised(const Samples& coefficients, photo::StreamSetup& setup)
 {
-    photo::Coefficients result;
+    PhotoCoefficients result;
     for (size_t c = 0; c < Components; ++c) {
         int largest = 0;
         for (size_t i = 0; i < photo::PlaneSize; ++i) {
-            const auto step = static_cast<int>(
-                photo::quantisationStep(static_cast<int>(c), photo::r[i], setup.fineScale));
+            const auto step =
+                static_cast<int>(photo::quantisationStep(c, photo::r[i], setup.fineScale));
             const int value = coefficients[c][i];
-            result.magnitude[c][i] = (std::abs(value) << photo::StepBits) / step;
-            result.negative[c][i] = static_cast<std::uint8_t>(value < 0);
-            largest = std::max(largest, result.magnitude[c][i]);
+            result[c].magnitude[i] = (std::abs(value) << photo::StepBits) / step;
+            result[c].negative[i] = static_cast<std::uint8_t>(value < 0);
+            largest = std::max(largest, result[c].magnitude[i]);
         }
         setup.bitPlanes[c] = largest == 0 ? 0 : std::ilogb(largest) + 1;
     }
@@ -173,14 +161,13 @@ Encoded encodeAtScale(const Samples& samples, const Samples& coefficients, photo
                       int payloadBytes)
 {
     const photo::Plane coded = photo::decomposeMask(photo::objectMask(), photo::Levels);
-    const photo::Coefficients truth = quantised(coefficients, setup);
+    const PhotoCoefficients exact = quantised(coefficients, setup);
     for (int fetchable = payloadBytes;; --fetchable) {
-        EncodingCoder coder{QmEncoder(), fetchable};
-        codeSetup(coder.encoder, setup);
-        photo::Coefficients known;
-        photo::CoefficientWalk<EncodingCoder>(coder, coded, setup, known, &truth).run();
-        const int needed = std::min(fetchable, coder.encoder.bytesFetched() + 1);
-        const auto payload = stuffed(coder.encoder.finish(), needed, payloadBytes);
+        QmEncoder encoder;
+        codeSetup(encoder, setup);
+        const PhotoCoefficients known = encodeCoefficients(encoder, exact, coded, setup, fetchable);
+        const int needed = std::min(fetchable, encoder.bytesFetched() + 1);
+        const auto payload = stuffed(encoder.finish(), needed, payloadBytes);
         if (payload) {
             return {*payload, errorOf(samples, photo::reconstruct(known, setup, coded))};
         }

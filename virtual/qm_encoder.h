@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "idimage/arithmetic_decoder.h"
+#include "idimage/photo/arithmetic_decoder.h"
 
 #include <cstdint>
 #include <vector>

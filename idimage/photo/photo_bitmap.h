@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "idimage/photo_tables.h"
+#include "idimage/photo/photo_tables.h"
 
 namespace photo {
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "idimage/photo_tables.h"
+#include "idimage/photo/photo_tables.h"
 
 namespace photo {
 
@@ -51,50 +51,26 @@ int bandAt(int row, int column)
     return 0;
 }
 
-struct Positions
+void fillPositions()
 {
-    std::array<std::int32_t, PlaneSize> mask{};
-    std::array<std::uint8_t, PlaneSize> band{};
-    std::array<std::uint8_t, Blocks> column{};
-    std::array<std::uint8_t, Blocks> row{};
-};
-
-void placeBlocks(Positions& positions)
-{
+    for (int row = 0; row < PlaneRows; ++row) {
+        for (int column = 0; column < PlaneColumns; ++column) {
+            n[at(row, column)] = row < PhotoHeight && column < PhotoWidth ? 1 : 0;
+            r[at(row, column)] = static_cast<std::uint8_t>(bandAt(row, column));
+        }
+    }
     size_t block = 0;
     for (int band = 0; band < Bands; ++band) {
         for (int row = 0; row < PlaneRows; row += BlockRows) {
             for (int column = 0; column < PlaneColumns; column += BlockColumns) {
-                if (positions.band[at(row, column)] == band) {
-                    positions.column[block] = static_cast<std::uint8_t>(column);
-                    positions.row[block] = static_cast<std::uint8_t>(row);
+                if (r[at(row, column)] == band) {
+                    x[block] = static_cast<std::uint8_t>(column);
+                    y[block] = static_cast<std::uint8_t>(row);
                     ++block;
                 }
             }
         }
     }
-}
-
-Positions findPositions()
-{
-    Positions positions;
-    for (int row = 0; row < PlaneRows; ++row) {
-        for (int column = 0; column < PlaneColumns; ++column) {
-            positions.mask[at(row, column)] = row < PhotoHeight && column < PhotoWidth ? 1 : 0;
-            positions.band[at(row, column)] = static_cast<std::uint8_t>(bandAt(row, column));
-        }
-    }
-    placeBlocks(positions);
-    return positions;
-}
-
-void fillPositions()
-{
-    static const Positions positions = findPositions();
-    n = positions.mask;
-    r = positions.band;
-    x = positions.column;
-    y = positions.row;
 }
 
 void fillSteps()
@@ -125,13 +101,12 @@ void InitData()
     fillSteps();
 }
 
-std::uint32_t quantisationStep(int component, int band, int fineScale)
+std::uint32_t quantisationStep(size_t component, size_t band, int fineScale)
 {
-    const auto c = static_cast<size_t>(component);
-    const auto level = static_cast<size_t>(Levels - (band - 1) / 3);
-    std::uint32_t step = fixL[c];
+    std::uint32_t step = fixL[component];
     if (band > 0) {
-        step = band % 3 == 0 ? fixS[c][level] : fixM[c][level];
+        const size_t level = Levels - (band - 1) / 3;
+        step = band % 3 == 0 ? fixS[component][level] : fixM[component][level];
     }
     return step * fix[static_cast<size_t>(fineScale)] >> StepBits;
 }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "idimage/photo_frame.h"
+#include "idimage/photo/photo_frame.h"
 
 #include <algorithm>
 
@@ -25,29 +25,24 @@ std::uint8_t unscrambled(const unsigned char* block, int length, int position)
 
 Result takePayload(const unsigned char* block, int length, FramedPayload& framed)
 {
-    if (!headerMatches(block, length)) {
+    if (!headerMatches(block, length))
         return HeaderMismatch;
-    }
-    if (length < PayloadAt) {
+    if (length < PayloadAt)
         return PayloadDoesNotFit;
-    }
     std::uint32_t payloadLength = 0;
     for (int i = 0; i < 4; ++i) {
         payloadLength |= static_cast<std::uint32_t>(unscrambled(block, length, LengthAt + i))
                          << (8 * i);
     }
     const auto count = static_cast<std::int32_t>(payloadLength);
-    if (count <= 0) {
+    if (count <= 0)
         return BadPayload;
-    }
-    if (count > std::min(length - PayloadAt, NR::MaximumLength)) {
+    if (count > std::min(length - PayloadAt, NR::MaximumLength))
         return PayloadDoesNotFit;
-    }
     framed.payload = NR();
     framed.payload.length = count;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < count; ++i)
         framed.payload.bytes[static_cast<size_t>(i)] = unscrambled(block, length, PayloadAt + i);
-    }
     const int behind = PayloadAt + count;
     framed.checkSum = static_cast<std::uint16_t>(unscrambled(block, length, behind) |
                                                  unscrambled(block, length, behind + 1) << 8);

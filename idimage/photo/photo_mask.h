@@ -3,39 +3,12 @@
 
 #pragma once
 
-#include "idimage/photo_tables.h"
+#include "idimage/photo/photo_tables.h"
 
 namespace photo {
 
 /// Which way a line of a plane runs; rows are split before columns.
 enum class Line { Row, Column };
-
-/// The top-left corner of a plane that one level works on.
-struct Corner
-{
-    int columns;
-    int rows;
-
-    int lengthOf(Line line) const { return line == Line::Row ? columns : rows; }
-};
-
-/// The corner of level 1 (the whole plane) and up.
-Corner cornerAt(int level);
-
-/// Neighbouring lines whose masks are equal, so that what follows from a mask is found out once.
-struct LineGroup
-{
-    int first;
-    int count;
-};
-using LineGroups = std::vector<LineGroup>;
-
-/// All rows or columns of a corner in groups.
-LineGroups equalLines(const Plane& mask, Corner corner, Line line);
-
-/// One row or column of a corner.
-std::array<std::int32_t, PlaneRows> maskLine(const Plane& mask, Corner corner, Line line,
-                                             int number);
 
 /// An object sample that stood alone at an odd position and was moved into the low half leaves its
 /// place marked in the high half: by a row, by a column, by a column whose even sample was a row's
@@ -53,9 +26,6 @@ void splitMaskLine(const std::int32_t* in, std::int32_t* out, int m, Line line);
 
 /// Undoes `splitMaskLine`, for a line of an even number of entries.
 void mergeMaskLine(const std::int32_t* in, std::int32_t* out, int m, Line line);
-
-/// `mergeMaskLine` for every line of a corner. \param groups `equalLines` of the same mask.
-void mergeMask(Plane& mask, Corner corner, Line line, const LineGroups& groups);
 
 /// True when a pair's high half says that its low half holds a sample from the odd position.
 bool isMovedSample(std::int32_t high, Line line);

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "idimage/photo_stream.h"
+#include "idimage/photo/photo_stream.h"
 
 namespace photo {
 

@@ -59,16 +59,7 @@ public:
     explicit ArithmeticDecoder(NR payload);
 
     /// The next decision in one context of a model, 0 or 1.
-    int decision(State& model, int context)
-    {
-        const auto c = static_cast<size_t>(context);
-        m_registers.interval -= model.qe[c];
-        // The most frequent case by far, a more probable symbol that leaves the model as it is.
-        if (m_registers.interval >= HalfInterval && m_registers.code >> 16 < m_registers.interval) {
-            return model.moreProbable[c];
-        }
-        return decideAndAdapt(model, context);
-    }
+    int decision(State& model, int context);
 
     /// A value of \p bits bits (1 to 32), most significant first, every bit in context 0 of the
     /// model.
@@ -81,9 +72,6 @@ public:
     bool hasSurplus() const { return m_registers.position + 1 < m_payload.length; }
 
 private:
-    static constexpr std::uint32_t HalfInterval = 0x8000;
-
-    int decideAndAdapt(State& model, int context);
     std::uint32_t nextByte();
     void renormalise();
 

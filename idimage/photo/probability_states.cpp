@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "idimage/probability_states.h"
+#include "idimage/photo/probability_states.h"
 
 namespace photo {
 

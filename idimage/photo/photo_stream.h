@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "idimage/arithmetic_decoder.h"
-#include "idimage/photo_bitmap.h"
-#include "idimage/photo_coefficients.h"
+#include "idimage/photo/arithmetic_decoder.h"
+#include "idimage/photo/photo_bitmap.h"
+#include "idimage/photo/photo_coefficients.h"
 
 namespace photo {
 
@@ -34,7 +34,7 @@ Result decodeHeaderFields(ArithmeticDecoder& decoder, State& model);
 Result decodeSetup(ArithmeticDecoder& decoder, State& model, StreamSetup& setup);
 
 /// Component planes of values 0 to 255 from quantised coefficients.
-std::array<Plane, Components> reconstruct(const Coefficients& coefficients,
+std::array<Plane, Components> reconstruct(const std::array<Coefficients, Components>& coefficients,
                                           const StreamSetup& setup, const Plane& decomposedMask);
 
 /// Everything behind the framing: a payload to an image. `InitData` has been called.

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "idimage/photo_bitmap.h"
+#include "idimage/photo/photo_bitmap.h"
 
-#include "idimage/libwlt.h"
+#include "idimage/photo/libwlt.h"
 
 #include <algorithm>
 
@@ -20,49 +20,9 @@ constexpr int NeighbourhoodPixels = 9;
 
 static_assert(PixelDataOffset + RowStride * PhotoHeight == libwlt::BitmapBytes);
 
-std::uint32_t truncated(double value)
+std::uint8_t truncated(double value)
 {
-    const int whole = static_cast<int>(value);
-    const int notNegative = whole < 0 ? 0 : whole;
-    return static_cast<std::uint32_t>(notNegative > 255 ? 255 : notNegative);
-}
-
-std::uint32_t redOf(int luma, int cr)
-{
-    return truncated(luma + 1.402 * (cr - MiddleDifference));
-}
-
-std::uint32_t greenOf(int luma, int cb, int cr)
-{
-    return truncated(luma - 0.34414 * (cb - MiddleDifference) - 0.71414 * (cr - MiddleDifference));
-}
-
-std::uint32_t blueOf(int luma, int cb)
-{
-    return truncated(luma + 1.772 * (cb - MiddleDifference));
-}
-
-// Whole pixels first, in a loop that the compiler turns into vector instructions.
-void convertRow(const std::int32_t* luma, const std::int32_t* cb, const std::int32_t* cr,
-                std::uint8_t* out)
-{
-    std::array<std::uint32_t, PhotoWidth> pixels;
-    for (size_t i = 0; i < PhotoWidth; ++i) {
-        pixels[i] = redOf(luma[i], cr[i]) | greenOf(luma[i], cb[i], cr[i]) << 8 |
-                    blueOf(luma[i], cb[i]) << 16;
-    }
-    for (const std::uint32_t pixel : pixels) {
-        out[0] = static_cast<std::uint8_t>(pixel);
-        out[1] = static_cast<std::uint8_t>(pixel >> 8);
-        out[2] = static_cast<std::uint8_t>(pixel >> 16);
-        out += BytesPerPixel;
-    }
-}
-
-bool isWhollyCoded(int row)
-{
-    const std::int32_t* mask = &n[at(row, 0)];
-    return std::count(mask, mask + PhotoWidth, 0) == 0;
+    return static_cast<std::uint8_t>(std::clamp(static_cast<int>(value), 0, 255));
 }
 
 size_t pixelAt(int row, int column)
@@ -73,11 +33,9 @@ size_t pixelAt(int row, int column)
 bool touchesObject(int row, int column)
 {
     for (int i = row - 1; i <= row + 1; ++i) {
-        for (int j = column - 1; j <= column + 1; ++j) {
-            if (n[at(i, j)] > 0) {
+        for (int j = column - 1; j <= column + 1; ++j)
+            if (n[at(i, j)] > 0)
                 return true;
-            }
-        }
     }
     return false;
 }
@@ -86,11 +44,9 @@ void smoothPixel(Image& image, int row, int column)
 {
     for (size_t channel = 0; channel < BytesPerPixel; ++channel) {
         int sum = 0;
-        for (int i = row - 1; i <= row + 1; ++i) {
-            for (int j = column - 1; j <= column + 1; ++j) {
+        for (int i = row - 1; i <= row + 1; ++i)
+            for (int j = column - 1; j <= column + 1; ++j)
                 sum += image[pixelAt(i, j) + channel];
-            }
-        }
         image[pixelAt(row, column) + channel] =
             static_cast<std::uint8_t>(sum / NeighbourhoodPixels);
     }
@@ -98,9 +54,8 @@ void smoothPixel(Image& image, int row, int column)
 
 void putLittleEndian(unsigned char* out, unsigned value, int bytes)
 {
-    for (int i = 0; i < bytes; ++i) {
+    for (int i = 0; i < bytes; ++i)
         out[i] = static_cast<unsigned char>(value >> (8 * i));
-    }
 }
 
 void writeHeader(unsigned char* header)
@@ -121,17 +76,21 @@ void writeHeader(unsigned char* header)
 
 std::array<std::uint8_t, BytesPerPixel> toRgb(int luma, int cb, int cr)
 {
-    return {static_cast<std::uint8_t>(redOf(luma, cr)),
-            static_cast<std::uint8_t>(greenOf(luma, cb, cr)),
-            static_cast<std::uint8_t>(blueOf(luma, cb))};
+    const int blue = cb - MiddleDifference;
+    const int red = cr - MiddleDifference;
+    return {truncated(luma + 1.402 * red), truncated(luma - 0.34414 * blue - 0.71414 * red),
+            truncated(luma + 1.772 * blue)};
 }
 
 Image convertColours(const std::array<Plane, Components>& planes)
 {
     Image image(static_cast<size_t>(PhotoWidth) * PhotoHeight * BytesPerPixel);
     for (int row = 0; row < PhotoHeight; ++row) {
-        const size_t i = at(row, 0);
-        convertRow(&planes[0][i], &planes[1][i], &planes[2][i], &image[pixelAt(row, 0)]);
+        for (int column = 0; column < PhotoWidth; ++column) {
+            const size_t i = at(row, column);
+            const auto rgb = toRgb(planes[0][i], planes[1][i], planes[2][i]);
+            std::copy(rgb.begin(), rgb.end(), &image[pixelAt(row, column)]);
+        }
     }
     return image;
 }
@@ -139,28 +98,18 @@ Image convertColours(const std::array<Plane, Components>& planes)
 void fillBackground(Image& image)
 {
     for (int row = 0; row < PhotoHeight; ++row) {
-        if (isWhollyCoded(row)) {
-            continue;
-        }
-        for (int column = 0; column < PhotoWidth; ++column) {
-            if (n[at(row, column)] == 0) {
+        for (int column = 0; column < PhotoWidth; ++column)
+            if (n[at(row, column)] == 0)
                 std::copy_n(FixNum.begin(), BytesPerPixel, &image[pixelAt(row, column)]);
-            }
-        }
     }
 }
 
 void smoothEdges(Image& image)
 {
     for (int row = 1; row < PhotoHeight - 1; ++row) {
-        if (isWhollyCoded(row)) {
-            continue;
-        }
-        for (int column = 1; column < PhotoWidth - 1; ++column) {
-            if (n[at(row, column)] == 0 && touchesObject(row, column)) {
+        for (int column = 1; column < PhotoWidth - 1; ++column)
+            if (n[at(row, column)] == 0 && touchesObject(row, column))
                 smoothPixel(image, row, column);
-            }
-        }
     }
 }
 

@@ -1,9 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "idimage/arithmetic_decoder.h"
+#include "idimage/photo/arithmetic_decoder.h"
 
-#include "idimage/photo_tables.h"
+#include "idimage/photo/photo_tables.h"
 
 #include <algorithm>
 
@@ -11,6 +11,7 @@ namespace photo {
 
 namespace {
 
+constexpr std::uint32_t HalfInterval = 0x8000;
 constexpr std::uint32_t ByteToStuff = 0xFF;
 
 template <typename Table>
@@ -73,26 +74,29 @@ ArithmeticDecoder::ArithmeticDecoder(NR payload)
     m_registers.code |= nextByte() << 16;
 }
 
-int ArithmeticDecoder::decideAndAdapt(State& model, int context)
+int ArithmeticDecoder::decision(State& model, int context)
 {
     const auto c = static_cast<size_t>(context);
     const std::uint32_t qe = model.qe[c];
     const int moreProbable = model.moreProbable[c];
     Jg& jg = m_registers;
 
-    bool isMoreProbable = jg.interval >= qe;
-    if ((jg.code >> 16) >= jg.interval) {
-        // The upper part has the size of the estimate; the smaller part is the less probable
-        // symbol's.
-        isMoreProbable = !isMoreProbable;
+    jg.interval -= qe;
+    bool isMoreProbable = true;
+    if ((jg.code >> 16) < jg.interval) {
+        if (jg.interval >= HalfInterval)
+            return moreProbable;
+        isMoreProbable = jg.interval >= qe;
+    } else {
+        // Conditional exchange: the smaller sub-interval belongs to the less probable symbol.
+        isMoreProbable = jg.interval < qe;
         jg.code -= jg.interval << 16;
         jg.interval = qe;
     }
-    if (isMoreProbable) {
+    if (isMoreProbable)
         adaptAfterMoreProbable(model, context);
-    } else {
+    else
         adaptAfterLessProbable(model, context);
-    }
     renormalise();
     return isMoreProbable ? moreProbable : 1 - moreProbable;
 }
@@ -100,9 +104,8 @@ int ArithmeticDecoder::decideAndAdapt(State& model, int context)
 std::uint32_t ArithmeticDecoder::value(State& model, int bits)
 {
     std::uint32_t result = 0;
-    for (int i = 0; i < bits; ++i) {
+    for (int i = 0; i < bits; ++i)
         result = result << 1 | static_cast<std::uint32_t>(decision(model, 0));
-    }
     return result;
 }
 
@@ -127,18 +130,14 @@ std::uint32_t ArithmeticDecoder::nextByte()
 void ArithmeticDecoder::renormalise()
 {
     Jg& jg = m_registers;
-    // As many doublings as bring the interval back to 0x8000, at most 8 at a time.
-    int doublings = __builtin_clz(jg.interval) - __builtin_clz(HalfInterval);
-    while (doublings > 0) {
+    while (jg.interval < HalfInterval) {
         if (jg.bitCount == 0) {
             jg.code |= nextByte() << 8;
             jg.bitCount = 8;
         }
-        const int step = std::min(doublings, jg.bitCount);
-        jg.interval <<= step;
-        jg.code <<= step;
-        jg.bitCount -= step;
-        doublings -= step;
+        jg.interval <<= 1;
+        jg.code <<= 1;
+        --jg.bitCount;
     }
 }
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "idimage/probability_states.h"
+#include "idimage/photo/probability_states.h"
 
 #include <array>
 #include <cstddef>
@@ -77,7 +77,7 @@ extern std::array<std::array<std::uint32_t, Levels + 1>, Components> fixS;
 void InitData();
 
 /// Step of a band (see `r`) in 1024ths of a coefficient unit, by component and fine scale.
-std::uint32_t quantisationStep(int component, int band, int fineScale);
+std::uint32_t quantisationStep(size_t component, size_t band, int fineScale);
 
 /// Index of a pixel or coefficient in a plane.
 constexpr size_t at(int row, int column)
