@@ -53,11 +53,12 @@ CameraUser::CameraUser(QWidget* parent)
     initCamera();
 
     m_timer = new QTimer(this);
-    connect(m_timer, SIGNAL(timeout()), this, SLOT(readFrameSlot()));
-    connect(ui->photoBtn, SIGNAL(clicked()), this, SLOT(takingPicturesSlot()));
-    connect(ui->closeCamBtn, SIGNAL(clicked()), this, SLOT(closeCamaraSlot()));
-    connect(ui->comboBox, SIGNAL(currentIndexChanged(QString)), this, SLOT(print_s()));
-    connect(ui->comboBox_2, SIGNAL(currentIndexChanged(QString)), this, SLOT(print_camera()));
+    connect(m_timer, &QTimer::timeout, this, &CameraUser::readFrameSlot);
+    connect(ui->photoBtn, &QPushButton::clicked, this, &CameraUser::takingPicturesSlot);
+    connect(ui->closeCamBtn, &QPushButton::clicked, this, &CameraUser::closeCamaraSlot);
+    const auto chosen = QOverload<int>::of(&QComboBox::currentIndexChanged);
+    connect(ui->comboBox, chosen, this, &CameraUser::print_s);
+    connect(ui->comboBox_2, chosen, this, &CameraUser::print_camera);
 
     m_base64.clear();
     ui->lineEdit->hide();

@@ -90,10 +90,11 @@ void CTextMessageProcessor::ZCBeginSignAB(QString functionName, QWebSocket* clie
     const QPointer<QWebSocket> asker(client);
     const auto window = std::make_unique<MainWindow>();
     g_globalObj->signWindow = window.get();
-    connect(g_globalObj->readThread, SIGNAL(getDataOk(int, int, int)), window.get(),
-            SLOT(on_getDataOk(int, int, int)));
-    connect(this, SIGNAL(sEndSign()), window.get(), SLOT(onsEndSign()));
-    connect(this, SIGNAL(sResSign()), window.get(), SLOT(on_btnResign_clicked()));
+    connect(g_globalObj->readThread, &QGetHandWrtingDevData::getDataOk, window.get(),
+            &MainWindow::on_getDataOk);
+    connect(this, &CTextMessageProcessor::sEndSign, window.get(), &MainWindow::onsEndSign);
+    connect(this, &CTextMessageProcessor::sResSign, window.get(),
+            &MainWindow::on_btnResign_clicked);
     window->exec();
     g_globalObj->readThread->disconnect(window.get());
     disconnect(window.get());
