@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "server/echo_server.h"
+#include "toolkit/qt_versions.h"
 
 #include <QApplication>
 #include <QDebug>
@@ -48,6 +49,7 @@ int main(int argc, char* argv[])
 {
     prepareStandardOutput();
     leaveOpenGlOut();
+    qt_versions::countInDevicePixels();
     writeStartUpDiagnostics();
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);

@@ -5,7 +5,6 @@
 
 #include <QDateTime>
 #include <QFile>
-#include <QTextStream>
 
 #include <cstdlib>
 #include <mutex>
@@ -34,9 +33,8 @@ void appendLine(const QString& line)
     QFile file(QStringLiteral("log.txt"));
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
         return;
-    QTextStream stream(&file);
-    stream.setCodec("UTF-8"); // the locale's codec changes when a card face has been painted
-    stream << line << Qt::endl;
+    // Not in the locale's codec, which changes when a card face has been painted.
+    file.write(line.toUtf8() + '\n');
 }
 
 } // namespace

@@ -42,8 +42,9 @@ void timeDecoding()
     auto* const source = reinterpret_cast<unsigned char*>(block.data());
     std::vector<unsigned char> bitmap(libwlt::BitmapBytes);
     int length = 0;
-    const double decoding = medianMicroseconds(
-        [&] { libwlt().Unpack_Data(source, block.size(), bitmap.data(), &length); });
+    const double decoding = medianMicroseconds([&] {
+        libwlt().Unpack_Data(source, static_cast<int>(block.size()), bitmap.data(), &length);
+    });
     std::printf("%-34s %12.0f, aim 2000\n", "decode of a photo (us)", decoding);
 }
 

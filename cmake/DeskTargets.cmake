@@ -73,7 +73,7 @@ function(desk_add_test name)
     endif()
     add_executable(${name} ${arg_SOURCES})
     set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON)
-    target_link_libraries(${name} PRIVATE desk_options ${arg_LIBRARIES} Qt5::Test)
+    target_link_libraries(${name} PRIVATE desk_options ${arg_LIBRARIES} Qt::Test)
     target_compile_definitions(${name} PRIVATE DESK_BIN_DIR="${CMAKE_BINARY_DIR}/bin"
                                                DESK_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
     add_test(NAME ${name} COMMAND "${CMAKE_SOURCE_DIR}/tests/sandbox" $<TARGET_FILE:${name}>)

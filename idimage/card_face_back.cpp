@@ -7,11 +7,11 @@
 #include "idcard/id_info_text.h"
 #include "idimage/card_faces.h"
 #include "idimage/face_painter.h"
+#include "toolkit/qt_versions.h"
 
 #include <QColor>
 #include <QPixmap>
 #include <QString>
-#include <QTextCodec>
 
 namespace {
 
@@ -70,7 +70,7 @@ void CardFaces::paintBackCaptions(QPixmap& face)
 
 void CardFaces::paintBackValues(QPixmap& face, const IDINFO& info)
 {
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("GB2312"));
+    qt_versions::setLocaleCodecToGb2312();
     if (face.isNull())
         return;
     FacePainter painter(face);

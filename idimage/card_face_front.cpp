@@ -8,15 +8,17 @@
 #include "idimage/card_faces.h"
 #include "idimage/face_painter.h"
 #include "idimage/holder_photo.h"
+#include "toolkit/qt_versions.h"
 
 #include <QColor>
 #include <QImage>
 #include <QPixmap>
 #include <QString>
-#include <QTextCodec>
-#include <QVector>
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <string>
 
 namespace {
 
@@ -99,15 +101,15 @@ void paintBirthday(FacePainter& painter, const QString& date)
 // is not drawn at all.
 std::array<QString, 3> addressLines(const QString& address)
 {
-    constexpr int perLine = 11;
-    const QVector<uint> characters = address.toUcs4(); // a rare character takes two units
+    constexpr std::size_t perLine = 11;
+    const std::u32string characters = address.toStdU32String(); // a rare one takes two units
     if (characters.size() <= perLine)
         return {};
-    const auto part = [&](int from, int count) {
-        const QVector<uint> line = characters.mid(from, count);
-        return QString::fromUcs4(line.constData(), line.size());
+    const auto part = [&](std::size_t from, std::size_t count) {
+        const std::size_t begin = std::min(from, characters.size());
+        return QString::fromStdU32String(characters.substr(begin, count));
     };
-    return {part(0, perLine), part(perLine, perLine), part(perLine * 2, -1)};
+    return {part(0, perLine), part(perLine, perLine), part(perLine * 2, std::u32string::npos)};
 }
 
 void paintValues(FacePainter& painter, const IDINFO& info)
@@ -143,7 +145,7 @@ void CardFaces::paintFrontCaptions(QPixmap& face)
 
 void CardFaces::paintFrontValues(QPixmap& face, const IDINFO& info)
 {
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("GB2312"));
+    qt_versions::setLocaleCodecToGb2312();
     const QImage photo = HolderPhoto::prepareForFace();
     if (face.isNull())
         return;

@@ -3,6 +3,9 @@
 
 #include "idimage/face_painter.h"
 
+#include "toolkit/qt_versions.h"
+
+#include <QFont>
 #include <QImage>
 #include <QPixmap>
 #include <QString>
@@ -16,7 +19,8 @@ FacePainter::FacePainter(QPixmap& face)
 
 void FacePainter::setFont(const QString& family, int pointSize, int spacing, int weight)
 {
-    QFont font(family, pointSize, weight);
+    QFont font(family, pointSize);
+    qt_versions::setFontWeight(font, weight);
     font.setLetterSpacing(QFont::AbsoluteSpacing, spacing);
     m_painter.setFont(font);
 }

@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include <QFont>
 #include <QPainter>
 
 class QColor;
@@ -22,7 +21,7 @@ public:
 
     /// \param spacing pixels between two letters, in addition to their own advance
     /// \param weight  0 to 99, 50 is normal
-    void setFont(const QString& family, int pointSize, int spacing, int weight = QFont::Normal);
+    void setFont(const QString& family, int pointSize, int spacing, int weight = 50);
     void setColour(const QColor& colour);
     void drawText(double x, double y, int offset, const QString& text);
     void drawImage(double x, double y, const QImage& image);

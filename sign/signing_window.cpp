@@ -13,6 +13,7 @@
 #include <QCloseEvent>
 #include <QtDebug>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -37,7 +38,7 @@ QSize withinLimits(int width, int height)
 
 int withinDesktop(qint64 coordinate)
 {
-    return static_cast<int>(qBound<qint64>(-coordinateLimit, coordinate, coordinateLimit));
+    return static_cast<int>(std::clamp<qint64>(coordinate, -coordinateLimit, coordinateLimit));
 }
 
 QPoint windowOrigin()

@@ -11,12 +11,11 @@ constexpr int statusWordCharacters = 4;
 
 void swapPairs(QString& digits)
 {
-    const int paired = digits.size() / 2 * 2;
-    for (int i = 0; i < paired; i += 2) {
-        std::iter_swap(digits.begin() + i, digits.begin() + i + 1);
+    for (auto pair = digits.begin(); digits.end() - pair >= 2; pair += 2) {
+        std::iter_swap(pair, pair + 1);
     }
-    if (digits.size() > paired) {
-        digits.insert(paired, QChar(u'\0'));
+    if (digits.size() % 2 != 0) {
+        digits.insert(digits.size() - 1, QChar(u'\0'));
     }
 }
 

@@ -191,7 +191,8 @@ int CameraStream::draw(const Arrived& frame, bool garbage)
             garbage ? noise(pictureBytes() / 8) : compressedPicture(frame.number);
         m_holdsScene[index] = false;
         write(frame.buffer, 0, bytes);
-        return garbage && !m_description.compressed ? pictureBytes() : bytes.size();
+        return garbage && !m_description.compressed ? pictureBytes()
+                                                    : static_cast<int>(bytes.size());
     }
     // The scene stays in the buffer; only the band over it is written for every frame.
     if (!m_holdsScene[index]) {

@@ -33,7 +33,8 @@ bool writeArgument(const IoctlClient& client, std::size_t length, const QByteArr
     if (!data)
         return false;
     QByteArray copy = bytes;
-    umockdev_ioctl_data_update(data.get(), 0, reinterpret_cast<guint8*>(copy.data()), copy.size());
+    umockdev_ioctl_data_update(data.get(), 0, reinterpret_cast<guint8*>(copy.data()),
+                               static_cast<int>(copy.size()));
     return true;
 }
 

@@ -3,6 +3,8 @@
 
 #include "virtual/identity_reader_hid.h"
 
+#include <utility>
+
 namespace virtual_desk {
 
 namespace {
@@ -141,8 +143,8 @@ void IdentityReaderHid::clearLog()
 QList<QByteArray> IdentityReaderHid::reportsOf(const QByteArray& message)
 {
     const char kind = message.size() > firstDataBytes ? first : single;
-    QList<QByteArray> reports = {
-        padded(replyHeader(kind, 0, message.size()) + message.left(firstDataBytes))};
+    QList<QByteArray> reports = {padded(replyHeader(kind, 0, static_cast<int>(message.size())) +
+                                        message.left(firstDataBytes))};
     for (int at = firstDataBytes; at < message.size(); at += nextDataBytes) {
         const bool last = message.size() - at <= nextDataBytes;
         reports += padded(QByteArray(1, last ? single : first) + message.mid(at, nextDataBytes));
@@ -185,7 +187,7 @@ void IdentityReaderHid::execute(const QByteArray& report)
     QList<QByteArray> reports = m_card.isEmpty() ? noData : reportsOf(m_card);
     if (!m_faults.rawReply.isEmpty())
         reports = m_faults.rawReply;
-    for (const QByteArray& entry : qAsConst(reports))
+    for (const QByteArray& entry : std::as_const(reports))
         m_reports.push_back(padded(entry));
 }
 

@@ -288,14 +288,14 @@ QByteArray IdentityReaderUsb::dataOf(int command) const
         return {};
     QByteArray lengths = word(textBytes) + word(photoBytes);
     if (m_module == Module0503)
-        lengths += word(m_card.size() - textBytes - photoBytes);
+        lengths += word(static_cast<int>(m_card.size()) - textBytes - photoBytes);
     return lengths + m_card;
 }
 
 void IdentityReaderUsb::reply(int command, const QByteArray& status, const QByteArray& data)
 {
     QByteArray body = status + data;
-    int length = body.size() + 1;
+    int length = static_cast<int>(body.size()) + 1;
     body += checkByte(word(length) + body);
     if (command == ReadCard && m_faults->statedReadLength >= 0)
         length = m_faults->statedReadLength;

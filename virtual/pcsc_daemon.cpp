@@ -11,7 +11,6 @@
 #include <winscard.h>
 
 #include <csignal>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -41,12 +40,6 @@ LONG askForReaders()
 } // namespace
 
 const char PcscDaemon::readerName[] = "Generic EMV Smartcard Reader";
-
-void PcscDaemon::Process::setupChildProcess()
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    setpgid(0, 0); // Ctrl-C is for the program that owns the desk, which ends the daemon in order
-}
 
 PcscDaemon::~PcscDaemon()
 {

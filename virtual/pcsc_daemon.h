@@ -2,7 +2,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <QProcess>
+#include "toolkit/qt_versions.h"
+
 #include <QString>
 #include <QTemporaryDir>
 
@@ -40,15 +41,9 @@ public:
     QString log() const;
 
 private:
-    class Process : public QProcess
-    {
-    protected:
-        void setupChildProcess() override;
-    };
-
     bool writeConfiguration(Reader reader) const;
     void awaitEnd();
 
     QTemporaryDir m_directory;
-    Process m_process;
+    qt_versions::DependentProcess m_process;
 };

@@ -225,9 +225,9 @@ QImage decodePhoto(const QByteArray& block)
     QByteArray source = block;
     QByteArray bitmap(libwlt::BitmapBytes, '\0');
     int length = 0;
-    const int result =
-        libwlt().Unpack_Data(reinterpret_cast<unsigned char*>(source.data()), source.size(),
-                             reinterpret_cast<unsigned char*>(bitmap.data()), &length);
+    const int result = libwlt().Unpack_Data(
+        reinterpret_cast<unsigned char*>(source.data()), static_cast<int>(source.size()),
+        reinterpret_cast<unsigned char*>(bitmap.data()), &length);
     return result == photo::Success ? QImage::fromData(bitmap, "BMP") : QImage();
 }
 

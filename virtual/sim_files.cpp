@@ -90,7 +90,7 @@ QByteArray SimFiles::select(const QByteArray& fileIdentifier)
     } else {
         return status(fileNotFound);
     }
-    return status(responseWaits | m_pending.size());
+    return status(responseWaits | static_cast<int>(m_pending.size()));
 }
 
 QByteArray SimFiles::getResponse(quint8 length)
@@ -98,7 +98,7 @@ QByteArray SimFiles::getResponse(quint8 length)
     if (m_pending.isEmpty())
         return status(unknownInstruction);
     if (length == 0 || length > m_pending.size())
-        return status(wrongLength | m_pending.size());
+        return status(wrongLength | static_cast<int>(m_pending.size()));
     const QByteArray response = m_pending.left(length) + status(success);
     m_pending.clear();
     return response;
@@ -110,7 +110,7 @@ QByteArray SimFiles::readBinary(int offset, quint8 length) const
         return status(noFileSelected);
     if (offset >= m_iccid.size())
         return status(wrongParameters);
-    const int available = m_iccid.size() - offset;
+    const int available = static_cast<int>(m_iccid.size()) - offset;
     if (length == 0 || length > available)
         return status(wrongLength | available);
     return m_iccid.mid(offset, length) + status(success);

@@ -379,6 +379,14 @@ private Q_SLOTS:
         }
     }
 
+    void diagnosticsLeaveInGb2312OnceAFaceIsPainted()
+    {
+        m_client->ask("ZCReadIDCard");
+        m_client->ask("ZCStartDeviceAB");
+        const char startsThePad[] = "\xC6\xF4\xB6\xAF\xC7\xA9\xD7\xD6\xB0\xE5\n"; // 启动签字板
+        QVERIFY(m_service.waitForError(startsThePad));
+    }
+
     void aFailedReadIsTriedTwice_data()
     {
         QTest::addColumn<QString>("obstacle");

@@ -7,6 +7,7 @@
 
 #include <QFile>
 #include <QImage>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <memory>
@@ -325,7 +326,7 @@ private Q_SLOTS:
         QCOMPARE(line(m_page->ask("ZCSetModeAB")), "ZCSetModeAB 0 " + signing);
         m_service->forgetOutput();
         QTest::qWait(1000);
-        const int failures = m_service->standardError().count("readDataErro faild");
+        const auto failures = m_service->standardError().count("readDataErro faild");
         QVERIFY2(failures >= 2 && failures <= 5, qPrintable(QString::number(failures)));
         m_pad->device().plug();
         QTRY_COMPARE(success(m_page->ask("ZCStartDeviceAB")), 1);
@@ -412,7 +413,7 @@ private:
     /// The pad's log without the transfers.
     QStringList ownership() const
     {
-        return m_pad->device().log().filter(QRegExp("^(claim|release|detach|attach)"));
+        return m_pad->device().log().filter(QRegularExpression("^(claim|release|detach|attach)"));
     }
 
     std::unique_ptr<Testbed> m_testbed;

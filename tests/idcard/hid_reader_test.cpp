@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using namespace virtual_desk;
@@ -330,10 +331,11 @@ private Q_SLOTS:
         auto* bytes = reinterpret_cast<unsigned char*>(message.data());
         QCOMPARE(m_card->SetUsbMsg(m_handle, bytes, length), 0);
         QStringList lines;
-        for (const QByteArray& report : qAsConst(reports))
+        for (const QByteArray& report : std::as_const(reports))
             lines += sent(report.toHex().constData());
         QCOMPARE(m_reader->log(), lines);
-        m_reader->replaceTransfer(2 * lines.size() - 1, UsbAnswer::accept(0)); // the last one
+        m_reader->replaceTransfer(2 * static_cast<int>(lines.size()) - 1,
+                                  UsbAnswer::accept(0)); // the last one
         QCOMPARE(m_card->SetUsbMsg(m_handle, bytes, length), -15);
     }
 

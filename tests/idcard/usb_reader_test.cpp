@@ -14,6 +14,7 @@
 #include <memory>
 #include <set>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <sys/resource.h>
@@ -167,7 +168,7 @@ private Q_SLOTS:
         QFETCH(QString, line);
         const Operation& tried = operation(name.toLatin1().constData());
         m_reader->setModule(tried.module);
-        for (const int transfer : qAsConst(failing))
+        for (const int transfer : std::as_const(failing))
             m_reader->replaceTransfer(transfer, UsbAnswer::stall());
         CardData data;
         const LogCapture log;

@@ -80,9 +80,9 @@ int unpack(QByteArray block, QByteArray* bitmap = nullptr)
 {
     QByteArray out(libwlt::BitmapBytes + 64, '\x5A');
     int length = -1;
-    const int result =
-        libwlt().Unpack_Data(reinterpret_cast<unsigned char*>(block.data()), block.size(),
-                             reinterpret_cast<unsigned char*>(out.data()), &length);
+    const int result = libwlt().Unpack_Data(reinterpret_cast<unsigned char*>(block.data()),
+                                            static_cast<int>(block.size()),
+                                            reinterpret_cast<unsigned char*>(out.data()), &length);
     if ((result == 1) != (length == libwlt::BitmapBytes) || (result != 1 && length != -1))
         return -1;
     if (out.mid(libwlt::BitmapBytes) != QByteArray(64, '\x5A'))
@@ -127,7 +127,7 @@ private Q_SLOTS:
         QTest::newRow("not an o") << blockWith("p", 100) << 5;
         QTest::newRow("a scrambled o") << blockWith("\xC8", 100) << 5;
         const auto stream = [](const char* name, const QByteArray& payload, int result) {
-            QTest::newRow(name) << blockWith(payload, payload.size()) << result;
+            QTest::newRow(name) << blockWith(payload, static_cast<int>(payload.size())) << result;
         };
         stream("format 0", payloadOf({{0, 1}, {1, 8}, {255, 8}, {255, 8}, {0, 8}}), 7);
         stream("format 2", payloadOf({{0, 1}, {1, 8}, {255, 8}, {255, 8}, {2, 8}}), 7);
@@ -167,7 +167,7 @@ private Q_SLOTS:
             QByteArray::fromHex("655B5144F7969D517855BFFF00FC5184C7CEF93900287D46708ECBC0F600");
         InitData();
         NR payload;
-        payload.length = code.size();
+        payload.length = static_cast<int>(code.size());
         std::copy(code.begin(), code.end(), payload.bytes.begin());
         ArithmeticDecoder decoder(payload);
         State model;
@@ -183,7 +183,7 @@ private Q_SLOTS:
         InitData();
         const auto firstBits = [](QByteArray bytes) {
             NR payload;
-            payload.length = bytes.size();
+            payload.length = static_cast<int>(bytes.size());
             std::copy(bytes.begin(), bytes.end(), payload.bytes.begin());
             State model;
             InitState(model, 2);

@@ -156,7 +156,7 @@ private:
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         const QByteArray variables = content(QStringLiteral("/proc/%1/environ").arg(m_service));
         for (const QByteArray& variable : variables.split('\0')) {
-            const int equals = variable.indexOf('=');
+            const auto equals = variable.indexOf('=');
             if (equals > 0)
                 environment.insert(QString::fromUtf8(variable.left(equals)),
                                    QString::fromUtf8(variable.mid(equals + 1)));

@@ -70,12 +70,13 @@ QString send(const QByteArray& command, int length)
 
 QString send(const QByteArray& command)
 {
-    return send(command, command.size());
+    return send(command, static_cast<int>(command.size()));
 }
 
 int entries(const char* directory)
 {
-    return QDir(directory).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+    return static_cast<int>(
+        QDir(directory).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size());
 }
 
 } // namespace
@@ -161,7 +162,7 @@ private Q_SLOTS:
     {
         QVERIFY(m_card.insert());
         const int before = m_card.powerOns();
-        const int commands = m_card.commands().size();
+        const auto commands = m_card.commands().size();
         QCOMPARE(open().code, QString("00000000"));
         QTest::qWait(50);
         QCOMPARE(m_card.powerOns(), before);
@@ -201,7 +202,7 @@ private Q_SLOTS:
         QVERIFY(m_card.insert());
         open();
         QCOMPARE(powerOn(), QString("00000000"));
-        const int before = m_card.commands().size();
+        const auto before = m_card.commands().size();
         QCOMPARE(send(command, length), QString("<80100004>"));
         QCOMPARE(m_card.commands().size(), before);
         QCOMPARE(send(selectMasterFile), QString("9F17"));

@@ -134,5 +134,6 @@ qint64 ServiceProcess::residentKiB() const
 int ServiceProcess::openDescriptors() const
 {
     const QDir directory(QStringLiteral("/proc/%1/fd").arg(processId()));
-    return directory.entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot).size();
+    const auto all = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
+    return static_cast<int>(directory.entryList(all).size());
 }

@@ -476,11 +476,10 @@ private Q_SLOTS:
         QFETCH(QString, origin);
         QFETCH(bool, welcome);
         QWebSocket page(origin);
-        QSignalSpy opened(&page, &QWebSocket::connected);
-        QSignalSpy failed(&page, QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error));
         page.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(controlPort)));
-        QTRY_VERIFY(opened.count() + failed.count() > 0);
-        QCOMPARE(opened.count() == 1, welcome);
+        QTRY_VERIFY(page.state() == QAbstractSocket::ConnectedState ||
+                    page.state() == QAbstractSocket::UnconnectedState);
+        QCOMPARE(page.isValid(), welcome);
     }
 
     void onlyThisMachineReachesThePort()

@@ -89,7 +89,7 @@ IdentityCard newCard(CheckedObject& request)
 {
     const QString key = QStringLiteral("type");
     const QString name = request.has(key) ? request.choice(key, typeNames()) : typeNames().first();
-    const int type = std::max(typeNames().indexOf(name), 0);
+    const int type = std::max(static_cast<int>(typeNames().indexOf(name)), 0);
     IdentityCard card = sampleCard(static_cast<CardType>(type));
     card.photo = encodePhoto(drawPortrait(type));
     return changedCard(card, request);

@@ -11,6 +11,7 @@
 #include <QWebSocketCorsAuthenticator>
 
 #include <algorithm>
+#include <utility>
 
 namespace virtual_desk {
 namespace {
@@ -52,7 +53,7 @@ ControlServer::ControlServer(ControlCommands& commands)
 
 ControlServer::~ControlServer()
 {
-    for (QWebSocket* client : qAsConst(m_clients)) {
+    for (QWebSocket* client : std::as_const(m_clients)) {
         client->disconnect(this);
         delete client;
     }

@@ -9,8 +9,6 @@
 #include <QTcpSocket>
 
 #include <csignal>
-#include <sys/prctl.h>
-#include <unistd.h>
 
 namespace virtual_desk {
 namespace {
@@ -27,12 +25,6 @@ bool portAnswers()
 }
 
 } // namespace
-
-void ServiceRunner::Process::setupChildProcess()
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    setpgid(0, 0);
-}
 
 ServiceRunner::ServiceRunner(const QString& program, const QString& directory)
     : m_program(program)

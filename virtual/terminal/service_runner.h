@@ -3,9 +3,10 @@
 
 #pragma once
 
+#include "toolkit/qt_versions.h"
+
 #include <QJsonObject>
 #include <QObject>
-#include <QProcess>
 #include <QString>
 
 namespace virtual_desk {
@@ -49,18 +50,12 @@ Q_SIGNALS:
     void stateChanged();
 
 private:
-    class Process : public QProcess
-    {
-    protected:
-        void setupChildProcess() override;
-    };
-
     bool awaitPort();
     void passOn(QProcess::ProcessChannel channel);
     void report(QByteArray line, QProcess::ProcessChannel channel);
     void noteExit(int code, QProcess::ExitStatus status);
 
-    Process m_process;
+    qt_versions::DependentProcess m_process;
     QString m_program;
     int m_starts = 0;
     bool m_endAsked = false;
