@@ -17,25 +17,30 @@
 
 namespace {
 
-constexpr std::size_t nameSize = 256;
-constexpr std::size_t atrSize = 1024;
-constexpr std::size_t responseSize = 1024;
 constexpr std::size_t printedAtrBytes = 32;
 constexpr int connectionKind = 1;
 constexpr const char* iccidCommands[] = {selectMasterFileCommand, selectIccidFileCommand,
                                          readIccidCommand};
 
-struct Response
+using Response = std::array<char, 1024>;
+
+/// All that one command gives to the card-reader library. It stays to the command's last call: a
+/// maker's library may write into it later than it should.
+struct WorkingBuffers
 {
-    std::array<char, responseSize> text{};
+    std::array<char, 256> name{};
+    std::array<char, 256> openResult{};
+    std::array<unsigned char, 1024> atr{};
+    int responseLength = 0;
+    std::array<Response, std::size(iccidCommands)> responses{};
 };
 
-QString openReader()
+// Each step returns what failed, or an empty text.
+
+QString openReader(WorkingBuffers& buffers)
 {
-    std::array<char, nameSize> name{};
-    std::copy(std::begin(simReaderName), std::end(simReaderName), name.begin());
-    std::array<char, nameSize> openResult{};
-    const int code = OpenCardReader(connectionKind, name.data(), openResult.data());
+    std::copy(std::begin(simReaderName), std::end(simReaderName), buffers.name.begin());
+    const int code = OpenCardReader(connectionKind, buffers.name.data(), buffers.openResult.data());
     if (code != 0) {
         std::printf("打开设备端口失败,返回:t_nRe = %08X\n", static_cast<unsigned>(code));
         return QStringLiteral("打开设备端口失败");
@@ -44,33 +49,31 @@ QString openReader()
     return {};
 }
 
-QString powerOn()
+QString powerOn(WorkingBuffers& buffers)
 {
-    std::array<unsigned char, atrSize> atr{};
-    const int code = CardPowerOn(atr.data());
+    const int code = CardPowerOn(buffers.atr.data());
     if (code != 0) {
         std::printf("设备上电失败,返回:t_nRe = %08X\n", static_cast<unsigned>(code));
         return QStringLiteral("设备上电失败");
     }
     std::printf("设备上电成功,ATR:");
     for (std::size_t i = 0; i < printedAtrBytes; ++i)
-        std::printf("%02X ", static_cast<unsigned>(atr[i]));
+        std::printf("%02X ", static_cast<unsigned>(buffers.atr[i]));
     std::printf("\n");
     return {};
 }
 
-QString sendCommand(const char* command, Response& response)
+QString sendCommand(const char* command, int& responseLength, Response& response)
 {
-    int responseLength = 0;
     const int code = SendApduCommand(static_cast<int>(std::strlen(command)), command,
-                                     &responseLength, response.text.data());
+                                     &responseLength, response.data());
     if (code != 0) {
         std::printf("设备APDU通讯失败,返回:t_nRe = %08X\n", static_cast<unsigned>(code));
         return QStringLiteral("设备APDU(%1)通讯失败").arg(QLatin1String(command));
     }
-    response.text.back() = '\0';
+    response.back() = '\0';
     std::printf("发送APDU:%s\n", command);
-    std::printf("n返回APDU:%s\n", response.text.data());
+    std::printf("n返回APDU:%s\n", response.data());
     return {};
 }
 
@@ -94,27 +97,18 @@ QString closeReader()
     return {};
 }
 
-// The card's part of the sequence, between open and close.
-QString readIccid(Response& response)
+// After a failure the reader is closed with the card as it stands; a close that failed is tried
+// once more.
+QString readSimCard(WorkingBuffers& buffers)
 {
-    QString failure = powerOn();
-    for (const char* command : iccidCommands) {
-        if (!failure.isEmpty())
-            return failure;
-        response = {};
-        failure = sendCommand(command, response);
-    }
-    return failure.isEmpty() ? powerOff() : failure;
-}
-
-// Returns what failed, or an empty text. After a failure the reader is closed with the card as it
-// stands; a close that failed is tried once more.
-QString readSimCard(Response& response)
-{
-    QString failure = openReader();
+    QString failure = openReader(buffers);
     if (!failure.isEmpty())
         return failure;
-    failure = readIccid(response);
+    failure = powerOn(buffers);
+    for (std::size_t i = 0; i < std::size(iccidCommands) && failure.isEmpty(); ++i)
+        failure = sendCommand(iccidCommands[i], buffers.responseLength, buffers.responses[i]);
+    if (failure.isEmpty())
+        failure = powerOff();
     if (failure.isEmpty())
         failure = closeReader();
     if (!failure.isEmpty())
@@ -126,12 +120,12 @@ QString readSimCard(Response& response)
 
 void CTextMessageProcessor::ZCSIMCard(QString functionName, QWebSocket* client, QString /*request*/)
 {
-    Response response;
-    QString msg = readSimCard(response);
+    WorkingBuffers buffers;
+    QString msg = readSimCard(buffers);
     QString iccid;
     int success = 0;
     if (msg.isEmpty()) {
-        iccid = iccidFromResponse(response.text.data(), response.text.size());
+        iccid = iccidFromResponse(buffers.responses.back().data(), buffers.responses.back().size());
         msg = QStringLiteral("获取SIM卡ICCID成功");
         success = 1;
         // Pages rely on the success being answered twice and the reader being closed twice.

@@ -7,6 +7,10 @@
 // DESK_CARD_SCRIPT names a file of lines "<function> <code in hex> [answer in hex]". Each call
 // takes the next line of its function; a call without a line succeeds. DESK_CARD_RECORD names the
 // file to which each call is appended with what it was given.
+//
+// Like a library that keeps the buffers of a command, it looks at all of them again in every later
+// call up to the next opening, and writes into them. The record tells of one that has changed
+// since.
 
 #include "simcard/card_reader.h"
 
@@ -50,10 +54,36 @@ Step nextStep(const std::string& function)
     return {};
 }
 
+/// What the library has been given since the opening, as it left it. Never read between calls.
+std::map<char*, std::string>& keptBuffers()
+{
+    static std::map<char*, std::string> buffers;
+    return buffers;
+}
+
+void keep(void* buffer, std::size_t size)
+{
+    auto* const bytes = static_cast<char*>(buffer);
+    keptBuffers()[bytes] = std::string(bytes, size);
+}
+
+/// \return what the record says of buffers that the service no longer keeps as they were left
+std::string writeLate()
+{
+    std::string remark;
+    for (const auto& [buffer, content] : keptBuffers()) {
+        if (std::memcmp(buffer, content.data(), content.size()) != 0)
+            remark = " after losing a buffer";
+        std::memcpy(buffer, content.data(), content.size());
+    }
+    return remark;
+}
+
 void record(const std::string& call)
 {
+    const std::string line = call + writeLate();
     if (const char* path = std::getenv("DESK_CARD_RECORD"))
-        std::ofstream(path, std::ios::app) << call << '\n';
+        std::ofstream(path, std::ios::app) << line << '\n';
 }
 
 template <typename Byte>
@@ -67,10 +97,13 @@ const char* content(const Byte* buffer, std::size_t size)
 
 int OpenCardReader(int kind, const char* readerName, char* openResult)
 {
+    keptBuffers().clear();
     const std::size_t length = strnlen(readerName, nameSize);
     record("OpenCardReader " + std::to_string(kind) + " \"" + std::string(readerName, length) +
            "\" tail " + content(readerName + length, nameSize - length));
     std::memset(openResult, 'r', nameSize);
+    keep(openResult, nameSize);
+    keep(const_cast<char*>(readerName), nameSize);
     return nextStep("OpenCardReader").code;
 }
 
@@ -80,6 +113,7 @@ int CardPowerOn(unsigned char* atr)
     const Step step = nextStep("CardPowerOn");
     for (std::size_t i = 0; i + 1 < step.answer.size(); i += 2)
         atr[i / 2] = static_cast<unsigned char>(std::stoul(step.answer.substr(i, 2), nullptr, 16));
+    keep(atr, bufferSize);
     return step.code;
 }
 
@@ -90,6 +124,8 @@ int SendApduCommand(int length, const char* text, int* responseLength, char* res
     const Step step = nextStep("SendApduCommand");
     *responseLength = static_cast<int>(step.answer.size());
     std::memcpy(response, step.answer.c_str(), step.answer.size() + 1);
+    keep(responseLength, sizeof(*responseLength));
+    keep(response, bufferSize);
     return step.code;
 }
 
