@@ -19,6 +19,8 @@ constexpr int padInterface = 0;
 constexpr unsigned char penEndpoint = LIBUSB_ENDPOINT_IN | 1;
 constexpr unsigned readTimeoutMs = 300;
 
+// A read without a sample takes as long as one of a lifted pen, whatever ended it: the thread that
+// reads goes on at once.
 void waitOutThePace(const QElapsedTimer& started)
 {
     const qint64 left = static_cast<qint64>(readTimeoutMs) - started.elapsed();
@@ -86,12 +88,11 @@ int QHandWritingDevForLibUsb::readData(int& x, int& y, int& p)
     int received = 0;
     const int result = transfer(report, received);
     qWarning("libusb_interrupt_transfer ,ret = %d", result);
-    if (result != 0) {
+    const bool isShort = received < PenReport::usefulSize;
+    if (result != 0 || isShort) {
         waitOutThePace(started);
-        return -1;
+        return result != 0 ? -1 : -2;
     }
-    if (received < PenReport::usefulSize)
-        return -2;
     x = report.x();
     y = report.y();
     p = report.pressure();
