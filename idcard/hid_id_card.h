@@ -25,8 +25,8 @@ public:
     static constexpr int NothingMoved = -15;  ///< a transfer moved no bytes
     static constexpr int ErrorStatus = -20;   ///< the reader reported an error
 
-    /// Bytes that the target of a message takes: the longest length that a reply can state.
-    static constexpr int MessageBytes = 65536;
+    /// Bytes that the target of a message takes: a card's text, photo and fingerprints.
+    static constexpr int MessageBytes = 256 + 1024 + 1024;
 
     HidIDCard() = default;
     ~HidIDCard();
@@ -65,7 +65,8 @@ public:
     /// byte is then set to the kind of a first report). \return 0 or `NothingMoved`.
     int SetUsbMsg(long handle, unsigned char* data, int length);
 
-    /// Receives a message; waits without limit while the reader says that it is busy.
+    /// Receives a message; waits without limit while the reader says that it is busy. What a reply
+    /// states beyond `MessageBytes` is neither read nor stored.
     /// \param out    takes `MessageBytes`.
     /// \param length set to the length that the reply states, may be null.
     /// \return 0, `NothingMoved` or `ErrorStatus`.

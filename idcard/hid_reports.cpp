@@ -104,7 +104,7 @@ int HidIDCard::GetUsbMsg(long handle, unsigned char* out, unsigned int* length)
         return 0;
 
     out = std::copy_n(report.begin() + replyData, firstDataBytes, out);
-    int remaining = stated - firstDataBytes;
+    int remaining = std::min(stated, MessageBytes) - firstDataBytes;
     do {
         if (!receive())
             return NothingMoved;
