@@ -14,18 +14,19 @@
 //   80100006  out of memory or threads
 //   80100008  the card's response does not fit into the response buffer
 //   80100009  readers are attached, but none that the name stands for
-//   8010000A  no answer within the time bound below
+//   8010000A  the time bound below has passed
 //   8010000C  no card in the reader
 //   8010001D  no PC/SC daemon
 //   8010002E  no reader attached
 //   80100067  the card is not powered
 //   80100069  the card was pulled, also in the middle of a command
 //
-// Time. Ours comes back from every call within 5 seconds, even when the daemon or a card hangs. A
-// call that runs out of time gives the reader up: until the next OpenCardReader the other functions
-// see it as closed, what was held is released as soon as the daemon answers again, and
-// OpenCardReader fails within half a second while it has not, so that a hung daemon costs a caller
-// the full bound only once.
+// Time. The calls of ours from one OpenCardReader to the next wait 5 seconds together, even when
+// the daemon or a card hangs or is slow; what the caller does in between does not count. The call
+// that runs out of time gives the reader up: until the next OpenCardReader the other functions see
+// it as closed, what was held is released as soon as the daemon answers again, and OpenCardReader
+// fails within half a second while it has not, so that a hung daemon costs a caller the full bound
+// only once.
 //
 // Threads. One reader is open at a time in a process. The functions may be called from any thread,
 // and wait for each other (within the bound). Buffers are touched only during the call that they

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #include "simcard/pcsc_worker.h"
 
+#include <algorithm>
 #include <csignal>
 #include <new>
 #include <system_error>
@@ -31,9 +32,10 @@ LONG PcscWorker::call(Access access, Job job)
 {
     const Clock::time_point now = Clock::now();
     Lock lock(m_mutex);
+    const Clock::time_point deadline = now + (access == Access::open ? sessionBound : m_left);
     const bool recovering = m_state == State::givenUp;
     if (access == Access::open || !recovering) {
-        if (!waitForTurn(lock, now + (recovering ? recoveryBound : callBound))) {
+        if (!waitForTurn(lock, recovering ? now + recoveryBound : deadline)) {
             return SCARD_E_TIMEOUT;
         }
     }
@@ -45,7 +47,8 @@ LONG PcscWorker::call(Access access, Job job)
     }
     m_job = std::move(job);
     setState(State::busy);
-    const LONG code = await(lock, now + callBound);
+    const LONG code = await(lock, deadline);
+    m_left = std::max(deadline - Clock::now(), Clock::duration::zero());
     if (access == Access::open) {
         m_open = code == SCARD_S_SUCCESS;
     } else if (access == Access::close) {

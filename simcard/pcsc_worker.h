@@ -25,8 +25,9 @@ public:
     /// A call. It may outlive its caller, so it owns what it reads and writes.
     using Job = std::function<LONG(PcscSession&)>;
 
-    /// The bound on every call, waiting for other callers included.
-    static constexpr std::chrono::milliseconds callBound{5000};
+    /// The bound on the calls of one session together, from its opening on: what callers wait, for
+    /// other callers too.
+    static constexpr std::chrono::milliseconds sessionBound{5000};
 
     /// How long an opening waits for an earlier call that ran out of time.
     static constexpr std::chrono::milliseconds recoveryBound{500};
@@ -34,7 +35,7 @@ public:
     /// The process's worker. It is never destroyed: its thread may hang beyond the end of main.
     static PcscWorker& instance();
 
-    /// Runs `job` and returns its code, or SCARD_E_TIMEOUT when the bound has passed. With no
+    /// Runs `job` and returns its code, or SCARD_E_TIMEOUT when the session's time is up. With no
     /// session open `use` returns SCARD_E_INVALID_HANDLE and `close` succeeds, both without running
     /// the job. Any thread.
     LONG call(Access access, Job job);
@@ -55,6 +56,7 @@ private:
     std::condition_variable m_changed;
     State m_state = State::noThread;
     bool m_open = false;
+    Clock::duration m_left{}; ///< of the session's bound
     Job m_job;
     LONG m_code = SCARD_S_SUCCESS;
 };

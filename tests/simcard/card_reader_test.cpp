@@ -328,6 +328,22 @@ private Q_SLOTS:
         QCOMPARE(send(readIccid), QString("986810315476981032549000"));
     }
 
+    void theCallsOfOneOpeningShareOneBound()
+    {
+        const VirtualSimCard::Behaviour slow{VirtualSimCard::Behaviour::Kind::files, {}, 2000};
+        for (const char* command : {selectMasterFile, selectIccid, readIccid})
+            m_card.setBehaviour(QByteArray::fromHex(command), slow);
+        QVERIFY(m_card.insert());
+        for (int i = 0; i < 2; ++i) { // the next opening has a bound of its own
+            QTRY_COMPARE(open().code, QString("00000000"));
+            QCOMPARE(powerOn(), QString("00000000"));
+            QCOMPARE(send(selectMasterFile), QString("9F17"));
+            QCOMPARE(send(selectIccid), QString("9F0F"));
+            QCOMPARE(send(readIccid), QString("<8010000A>"));
+            QCOMPARE(text(CloseCardReader()), QString("00000000"));
+        }
+    }
+
     void repeatedReadsLeaveNothingBehind()
     {
         QVERIFY(m_card.insert());
