@@ -42,7 +42,7 @@ CameraDescription portraitCamera();
 /// Frames keep real time. They are numbered from the start of the stream and show their number; one
 /// that finds no free buffer is lost. Like a driver behind a non-blocking descriptor, the node has
 /// "no frame yet" (EAGAIN) for an early request, but only after having waited for up to \ref
-/// setPatience.
+/// setPatience; a stalled camera says so at once.
 ///
 /// All functions may be called from any thread.
 class Camera

@@ -419,7 +419,7 @@ void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point aske
         return;
     }
     const Clock::time_point end = asked + std::chrono::milliseconds(m_faults.patience);
-    if (now >= end) {
+    if (now >= end || m_faults.stalled) {
         completeIoctl(client, -1, EAGAIN);
         return;
     }
