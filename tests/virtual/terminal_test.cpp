@@ -521,6 +521,18 @@ private Q_SLOTS:
         startTerminal();
     }
 
+    void itTellsItsOptionsWithoutADisplay()
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.remove("DISPLAY");
+        QProcess help;
+        help.setProcessEnvironment(environment);
+        help.start(program, {"--help"});
+        QVERIFY(help.waitForFinished(60000));
+        QVERIFY(help.readAllStandardOutput().contains("--control-port"));
+        QCOMPARE(help.exitCode(), 0);
+    }
+
     void itEndsInOrderAndLeavesNothingRunning()
     {
         const qint64 service = m_player->state()["service"].toObject()["processId"].toInt();

@@ -38,9 +38,11 @@ int fail(const QString& what)
     return 1;
 }
 
-// Prints the help or a complaint, and ends the program, when the command line asks for it.
-Options readOptions(const QCoreApplication& application)
+// Prints the help or a complaint, and ends the program, when the command line asks for it: before
+// there is a connection to a display, which the help does not need.
+Options readOptions(int argc, char* argv[])
 {
+    const QCoreApplication application(argc, argv);
     const QString beside = QCoreApplication::applicationDirPath();
     const QCommandLineOption controlPort(QStringLiteral("control-port"),
                                          QStringLiteral("TCP port for playing the desk."),
@@ -126,8 +128,8 @@ int run(const Options& options, const QString& directory)
 int main(int argc, char* argv[])
 {
     Testbed::restartUnderPreload(argv);
-    QGuiApplication application(argc, argv);
-    const Options options = readOptions(application);
+    const Options options = readOptions(argc, argv);
+    const QGuiApplication application(argc, argv);
     if (options.controlPort == servicePort)
         return fail(QStringLiteral("the service has port %1 itself; take another for playing the "
                                    "desk.")
