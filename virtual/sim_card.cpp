@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr std::chrono::seconds insertTimeout{5};
+constexpr std::chrono::seconds daemonTimeout{5};
 
 /// The daemon looks every 0.4 s whether a card is there.
 constexpr std::chrono::milliseconds noticeTime{500};
@@ -91,6 +91,18 @@ bool daemonShowsCard(quint16 port)
            state.cbAtr > 0;
 }
 
+/// \return false when the daemon did not show the slot so in time
+bool awaitDaemon(quint16 port, bool withCard)
+{
+    const auto deadline = std::chrono::steady_clock::now() + daemonTimeout;
+    while (daemonShowsCard(port) != withCard) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(pollTime);
+    }
+    return true;
+}
+
 } // namespace
 
 VirtualSimCard::VirtualSimCard(quint16 port)
@@ -127,16 +139,10 @@ bool VirtualSimCard::insert()
     const int before = m_powerOns;
     m_pulling = false;
     m_thread = std::thread(&VirtualSimCard::serve, this);
-    if (!m_changed.wait_for(lock, insertTimeout, [&] { return m_powerOns > before; }))
+    if (!m_changed.wait_for(lock, daemonTimeout, [&] { return m_powerOns > before; }))
         return false;
     lock.unlock();
-    const auto deadline = std::chrono::steady_clock::now() + insertTimeout;
-    while (!daemonShowsCard(m_port)) {
-        if (std::chrono::steady_clock::now() > deadline)
-            return false;
-        std::this_thread::sleep_for(pollTime);
-    }
-    return true;
+    return awaitDaemon(m_port, true);
 }
 
 void VirtualSimCard::pull()
@@ -154,6 +160,11 @@ void VirtualSimCard::pull()
     m_socket = -1;
     m_pulledAt = std::chrono::steady_clock::now();
     setPowered(false);
+}
+
+void VirtualSimCard::awaitRemoval() const
+{
+    awaitDaemon(m_port, false);
 }
 
 bool VirtualSimCard::isPowered() const

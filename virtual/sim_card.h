@@ -54,6 +54,9 @@ public:
 
     /// Takes the card out.
     void pull();
+    /// Waits, after a pull, until the daemon tells its clients that the slot is empty, for up to
+    /// five seconds. Not with a daemon that is frozen.
+    void awaitRemoval() const;
 
     /// Whether the reader has the card powered, and how often it has powered it on.
     bool isPowered() const;

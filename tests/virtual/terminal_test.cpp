@@ -278,6 +278,12 @@ private Q_SLOTS:
         QCOMPARE(m_player->error({{"command", "pullSim"}}), QString());
         QCOMPARE(m_player->device("simReader")["iccid"], QJsonValue());
         QCOMPARE(m_page->ask("ZCSIMCard")["success"].toInt(9), 0);
+        QString code; // the service's line with the library's code: no card, not a silent one
+        for (QJsonObject event{{"line", ""}}; !event.isEmpty() && !code.contains("t_nRe");) {
+            event = m_player->client().reply();
+            code = event["line"].toString();
+        }
+        QVERIFY2(code.endsWith("t_nRe = 8010000C"), qPrintable(code));
         QCOMPARE(
             m_player->error({{"command", "break"}, {"device", "simReader"}, {"fault", "frozen"}}),
             QString());

@@ -50,6 +50,8 @@ void SimReaderDevice::pullSim()
 {
     m_sim.pull();
     m_iccid.clear();
+    if (!isBroken()) // a broken daemon notices nothing, and a frozen one does not even answer
+        m_sim.awaitRemoval();
 }
 
 bool SimReaderDevice::startDaemon()

@@ -11,7 +11,7 @@ namespace virtual_desk {
 
 /// \brief The smart-card reader with its daemon, and the SIM in it.
 ///
-/// Plugging, repairing and inserting wait for the daemon, which takes up to a second.
+/// Plugging, repairing, inserting and pulling wait for the daemon, which takes up to a second.
 class SimReaderDevice : public DeskDevice
 {
 public:
