@@ -6,6 +6,7 @@
 #include <QDebug>
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
@@ -107,6 +108,27 @@ private Q_SLOTS:
         QCOMPARE(lines.size(), 200);
         for (const QString& line : lines)
             QVERIFY2(line.endsWith(QStringLiteral("] Warning: pen")), qPrintable(line));
+    }
+
+    void theLogOfARepetitiveProgramIsLimited()
+    {
+        const QString program = QStringLiteral(
+            "echo $$; for i in 1 2 3 14; do echo x = $i, y = -$i >&2; done; echo other >&2;"
+            "sleep 1.1; for i in 5 6 7; do echo x = $i, y = -$i >&2; done; kill -KILL $$");
+        QProcess limited;
+        limited.setStandardErrorFile(QStringLiteral("log.txt"));
+        limited.start(QStringLiteral(DESK_BIN_DIR "/limit-log"), {"2", "1", "sh", "-c", program});
+        const QString number = QString::number(limited.processId());
+        QVERIFY(limited.waitForFinished(60000));
+        QCOMPARE(QString(limited.readAllStandardOutput()), number + '\n');
+        const QStringList lines{"x = 1, y = -1",
+                                "x = 2, y = -2",
+                                "other",
+                                "left out 2 more like: x = #, y = -#",
+                                "x = 5, y = -5",
+                                "x = 6, y = -6",
+                                "left out 1 more like: x = #, y = -#"};
+        QTRY_COMPARE_WITH_TIMEOUT(logLines(), lines, 60000); // the filter ends after the program
     }
 
 private:
