@@ -27,6 +27,7 @@ void applyCaptureSettings()
     // Built-in back-ends start at 1000 and go down by ten; 0 takes one out.
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_V4L2", "2000");
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0");
+    setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GSTREAMER", "0");
     if (!qEnvironmentVariableIsSet("OPENCV_LOG_LEVEL")) {
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
     }

@@ -11,8 +11,12 @@
 ///   choice, whose reads may wait.
 /// - The back-end for photo cameras and telephones (gPhoto2) is out of the choice: its search takes
 ///   a tenth of a second and leaves memory behind each time that no camera can be opened.
+/// - GStreamer is out of the choice: asked for a camera that is in use, which the kernel's
+///   interface has refused before, it leaves a thread behind, and descriptors where its plug-ins
+///   are installed.
 /// - The library's warnings are silent (its errors are not): "no frame yet" is one of them.
 ///
 /// A setting that is already in the environment (OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT,
-/// OPENCV_VIDEOIO_PRIORITY_V4L2, OPENCV_VIDEOIO_PRIORITY_GPHOTO2, OPENCV_LOG_LEVEL) wins.
+/// OPENCV_VIDEOIO_PRIORITY_V4L2, OPENCV_VIDEOIO_PRIORITY_GPHOTO2,
+/// OPENCV_VIDEOIO_PRIORITY_GSTREAMER, OPENCV_LOG_LEVEL) wins.
 void applyCaptureSettings();
