@@ -13,12 +13,16 @@
 #include <QBuffer>
 #include <QDebug>
 #include <QFileInfo>
+#include <QFont>
+#include <QFontInfo>
 #include <QTimer>
 
 #include <opencv2/imgcodecs.hpp>
 
+#include <cerrno>
 #include <exception>
 #include <iterator>
+#include <system_error>
 
 namespace {
 
@@ -40,6 +44,34 @@ QByteArray encodedPicture()
     return encoded;
 }
 
+/// Writes the picture file, and logs when that fails. A file that could not be opened keeps its
+/// earlier picture; one that could not be finished (a full disk) is removed by the library.
+void writePicture(const cv::Mat& frame)
+{
+    QByteArray reason;
+    try {
+        errno = 0;
+        if (cv::imwrite(pictureFile, frame)) {
+            return;
+        }
+        reason = errno != 0 ? std::generic_category().message(errno).c_str() : "no reason given";
+    } catch (const std::exception& failure) {
+        reason = failure.what();
+    }
+    qWarning("cannot write %s: %s", pictureFile, reason.constData());
+}
+
+// The form's places are fixed and its labels 60 by 22 pixels: larger letters would be cut.
+constexpr int largestFont = 18; // pixels
+
+QFont fittingFont(QFont font)
+{
+    if (QFontInfo(font).pixelSize() > largestFont) {
+        font.setPixelSize(largestFont);
+    }
+    return font;
+}
+
 } // namespace
 
 CameraUser::CameraUser(QWidget* parent)
@@ -49,6 +81,7 @@ CameraUser::CameraUser(QWidget* parent)
     applyCaptureSettings();
     qWarning("CameraUser()++");
     ui->setupUi(this);
+    setFont(fittingFont(font()));
     setWindowFlags(Qt::Tool | Qt::WindowStaysOnTopHint);
     initCamera();
 
@@ -108,15 +141,12 @@ void CameraUser::readFrameSlot()
 void CameraUser::takingPicturesSlot()
 {
     if (m_frame.data == nullptr) {
+        qWarning("cannot write %s: the camera has sent no frame yet", pictureFile);
         return;
     }
     m_shown = m_shown.scaled(ui->grabPic->size(), Qt::IgnoreAspectRatio, Qt::FastTransformation);
     ui->grabPic->setPixmap(QPixmap::fromImage(m_shown));
-    try {
-        cv::imwrite(pictureFile, m_frame);
-    } catch (const std::exception&) {
-        // The previous picture stays; the library has logged why.
-    }
+    writePicture(m_frame);
 }
 
 void CameraUser::closeCamaraSlot()
@@ -175,6 +205,8 @@ void CameraUser::showEvent(QShowEvent* event)
 
 bool CameraUser::openCamera(int index, int width, int height)
 {
+    // A picture taken before the first frame arrives must not be one of the device before.
+    m_frame.release();
     try {
         m_capture.open(index, cv::CAP_ANY);
         m_capture.set(cv::CAP_PROP_FRAME_WIDTH, width);

@@ -23,7 +23,8 @@ class CameraUser;
 /// never waits for one, so that a slow or silent camera does not hold up the service's other work.
 ///
 /// The picture goes through "/tmp/kvo_cv.jpg", which every picture overwrites and nothing deletes:
-/// a window in which no picture is taken hands over the one of an earlier window.
+/// a window in which no picture is taken, or none could be written, hands over the one of an
+/// earlier window.
 class CameraUser : public CaptureDialog
 {
     Q_OBJECT
@@ -60,7 +61,9 @@ public Q_SLOTS:
     void readFrameSlot();
     /// Closes the window and hands over the picture file as Base64 text.
     void closeCamaraSlot();
-    /// Writes the last frame to the picture file and shows it.
+    /// Shows the last frame and writes it to the picture file; does nothing before a newly opened
+    /// camera's first frame. A failure to write is logged and the window goes on: closing it hands
+    /// over what the file then holds.
     void takingPicturesSlot();
     /// Closes the window without handing over a picture.
     void closeSlot();

@@ -131,6 +131,25 @@ private Q_SLOTS:
         QCOMPARE(type.superClass(), &QDialog::staticMetaObject);
     }
 
+    void itsTextsFitItsFormInLargeLetters()
+    {
+        const QFont usual = QApplication::font();
+        QFont large = usual;
+        large.setPixelSize(24); // the usual 9 points at 192 dots per inch
+        QApplication::setFont(large);
+        open();
+        QApplication::setFont(usual);
+        const QPair<const char*, const char*> labels[] = {{"label_2", "comboBox_2"},
+                                                          {"label_3", "comboBox"}};
+        for (const auto& [name, neighbour] : labels) {
+            const QLabel& label = child<QLabel>(name);
+            const QRect text = label.fontMetrics().tightBoundingRect(label.text());
+            QVERIFY(label.x() + text.width() < child<QComboBox>(neighbour).x());
+            QVERIFY(text.height() <= label.height());
+            QVERIFY2(text.height() > 12, "letters as large as there is room for");
+        }
+    }
+
     void showsWhatTheCameraSees()
     {
         open();
@@ -226,8 +245,8 @@ private Q_SLOTS:
     void handsOverNothing_data()
     {
         QTest::addColumn<QString>("way");
-        for (const char* way : {"no file", "a directory", "no picture in the file", "Escape",
-                                "window manager", "closeSlot"}) {
+        for (const char* way : {"no file", "a directory", "a full disk", "no picture in the file",
+                                "Escape", "window manager", "closeSlot"}) {
             QTest::newRow(way) << QString(way);
         }
     }
@@ -236,6 +255,11 @@ private Q_SLOTS:
         QFETCH(QString, way);
         if (way == "a directory") {
             QVERIFY(QDir().mkdir(pictureFile));
+            QTest::ignoreMessage(QtWarningMsg, "cannot write /tmp/kvo_cv.jpg: Is a directory");
+        } else if (way == "a full disk") {
+            QVERIFY(QFile::link("/dev/full", pictureFile));
+            QTest::ignoreMessage(QtWarningMsg,
+                                 "cannot write /tmp/kvo_cv.jpg: No space left on device");
         }
         open();
         QTRY_VERIFY(shows(shown(preview()), Scene::Document));
@@ -267,11 +291,27 @@ private Q_SLOTS:
         QVERIFY(shows(QImage(pictureFile), Scene::Document));
     }
 
+    void keepsTheEarlierPictureWhileThereIsNoFrame_data()
+    {
+        QTest::addColumn<QString>("selector"); // that opens a camera anew
+        QTest::newRow("at the start") << QString();
+        QTest::newRow("another camera") << "comboBox_2";
+        QTest::newRow("another resolution") << "comboBox";
+    }
     void keepsTheEarlierPictureWhileThereIsNoFrame()
     {
-        m_document->setStalled(true);
+        QFETCH(QString, selector);
+        m_document->setStalled(selector.isEmpty());
         open();
+        if (!selector.isEmpty()) {
+            QTRY_VERIFY(shows(shown(preview()), Scene::Document));
+            m_document->setStalled(true);
+            m_portrait->setStalled(true);
+            m_window->findChild<QComboBox*>(selector)->setCurrentIndex(1);
+        }
         QTest::qWait(200);
+        QTest::ignoreMessage(QtWarningMsg,
+                             "cannot write /tmp/kvo_cv.jpg: the camera has sent no frame yet");
         click("photoBtn");
         QVERIFY(!QFile::exists(pictureFile));
         QVERIFY(shown(picture()).isNull());
