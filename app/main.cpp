@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
+#include "app/desktop_environment.h"
 #include "server/echo_server.h"
-#include "toolkit/qt_versions.h"
 
 #include <QApplication>
 #include <QDebug>
@@ -34,22 +34,12 @@ void prepareStandardOutput()
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-// The windows are painted without OpenGL. Its drivers, which the first window would load, hold 50
-// MB for as long as the service runs.
-void leaveOpenGlOut()
-{
-    const char* integration = "QT_XCB_GL_INTEGRATION";
-    if (!qEnvironmentVariableIsSet(integration))
-        qputenv(integration, "none");
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
 {
     prepareStandardOutput();
-    leaveOpenGlOut();
-    qt_versions::countInDevicePixels();
+    prepareDesktopEnvironment();
     writeStartUpDiagnostics();
     QApplication application(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);

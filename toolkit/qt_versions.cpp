@@ -3,6 +3,7 @@
 
 #include "toolkit/qt_versions.h"
 
+#include <QCoreApplication>
 #include <QFont>
 
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
@@ -31,7 +32,10 @@ void dependOnParent()
 
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
 
-void countInDevicePixels() {}
+void ignoreMonitorResolution()
+{
+    QCoreApplication::setAttribute(Qt::AA_DisableHighDpiScaling);
+}
 
 void setLocaleCodecToGb2312()
 {
@@ -67,7 +71,7 @@ void writeInGb2312(QtMsgType type, const QMessageLogContext& context, const QStr
 
 } // namespace
 
-void countInDevicePixels()
+void ignoreMonitorResolution()
 {
     qputenv("QT_ENABLE_HIGHDPI_SCALING", "0");
 }

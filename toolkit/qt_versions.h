@@ -10,9 +10,9 @@ class QFont;
 /// \brief The places where Qt 5 and Qt 6 differ; the rest of the source is the same for both.
 namespace qt_versions {
 
-/// Lets windows count in the pixels of the display, whatever scale the desktop asks for. To be
-/// called before the application object exists.
-void countInDevicePixels();
+/// Keeps the toolkit from scaling its windows by the monitors' resolution. To be called before the
+/// application object exists.
+void ignoreMonitorResolution();
 
 /// Makes GB2312 the character set in which this process's diagnostics leave from now on.
 ///
