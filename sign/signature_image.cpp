@@ -16,7 +16,8 @@ QPixmap Base64_To_Image(const QByteArray& base64, const QString& path)
     pixmap.loadFromData(QByteArray::fromBase64(base64));
     if (!path.isEmpty()) {
         qDebug("save");
-        pixmap.save(path);
+        if (!pixmap.save(path) && !pixmap.isNull())
+            qWarning("cannot write %s", qUtf8Printable(path));
     }
     return pixmap;
 }

@@ -11,6 +11,7 @@
 
 #include <QBuffer>
 #include <QCloseEvent>
+#include <QWindow>
 #include <QtDebug>
 
 #include <algorithm>
@@ -23,6 +24,7 @@ constexpr int padRangeX = 21692;
 constexpr int padRangeY = 13564;
 
 constexpr int pngQuality = 20;
+constexpr int buttonFontSize = 24; // pixels, on buttons of 60
 
 // X11 counts window coordinates in 16 bits.
 constexpr int coordinateLimit = 32767;
@@ -54,6 +56,11 @@ QPointF onDesktop(const QPoint& inWindow)
            QPointF(g_SignData.x, g_SignData.y);
 }
 
+QRectF onDesktop(const QWidget& widget)
+{
+    return {onDesktop(widget.pos()), widget.size()};
+}
+
 /// Whether the pixel nearest to `point` is one of the rectangle's.
 bool containsPixel(const QRectF& rectangle, const QPointF& point)
 {
@@ -71,11 +78,13 @@ MainWindow::MainWindow(QWidget* parent)
     ui->setupUi(this);
     setWindowFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     placeOnPad();
+    layOutUnseen();
+    leaveWindowManagerOut();
     ui->labelTitle->setText(g_SignData.titleText);
     ui->btnCancel->setText(g_SignData.cancelText);
     ui->btnResign->setText(g_SignData.resignText);
     ui->btnOK->setText(g_SignData.okText);
-    layOutUnseen();
+    makeButtonsReadable();
     canvas = new QPixmap(ui->wgtHandwriting->size());
     canvas->fill(QColor::fromRgb(g_SignData.backgroundColor));
     ui->wgtHandwriting->setPixmap(*canvas);
@@ -105,6 +114,37 @@ void MainWindow::layOutUnseen()
     setAttribute(Qt::WA_DontShowOnScreen, false);
 }
 
+/// The clerk's page keeps the keyboard, and a page in full screen on the pad's display does not
+/// cover the window: window managers activate modal windows and put full screens above those that
+/// "stay on top". The widget's own flags are not changed, only those of its window on the display.
+void MainWindow::leaveWindowManagerOut()
+{
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    windowHandle()->setFlag(Qt::X11BypassWindowManagerHint);
+}
+
+/// Black on the form's white whatever the desktop's theme, and of a size for a display that is
+/// written on by hand.
+void MainWindow::makeButtonsReadable()
+{
+    for (QPushButton* button : {ui->btnCancel, ui->btnResign, ui->btnOK}) {
+        QPalette palette = button->palette();
+        palette.setColor(QPalette::ButtonText, Qt::black);
+        button->setPalette(palette);
+        QFont font = button->font();
+        font.setPixelSize(buttonFontSize);
+        button->setFont(font);
+    }
+}
+
+int MainWindow::exec()
+{
+    // Shown by exec() itself, the window would be marked as modal before it is mapped, and modal
+    // windows are activated.
+    show();
+    return QDialog::exec();
+}
+
 void MainWindow::on_getDataOk(int x, int y, int p)
 {
     static PenSample last{};
@@ -113,15 +153,23 @@ void MainWindow::on_getDataOk(int x, int y, int p)
     const QPointF touch = QPointF(lx, ly) + QPointF(g_SignData.screenX, g_SignData.screenY);
     const QPointF local = touch - onDesktop(ui->wgtHandwriting->pos());
     DrawWgtHandWriting(saturatedInt(local.x()), saturatedInt(local.y()), p);
+    showPressed(touch, p != 0);
     if (p == 0 && last.pressure != 0)
         clickButtonAt(touch);
     last = {x, y, p, 0};
 }
 
+/// The button under the pen looks pressed as long as the pen is down: the pad shows no pointer.
+void MainWindow::showPressed(const QPointF& touch, bool penIsDown)
+{
+    for (QPushButton* button : {ui->btnCancel, ui->btnResign, ui->btnOK})
+        button->setDown(penIsDown && containsPixel(onDesktop(*button), touch));
+}
+
 void MainWindow::clickButtonAt(const QPointF& touch)
 {
     for (QPushButton* button : {ui->btnCancel, ui->btnResign, ui->btnOK}) {
-        const QRectF rectangle(onDesktop(button->pos()), button->size());
+        const QRectF rectangle = onDesktop(*button);
         const bool hit = containsPixel(rectangle, touch);
         if (button == ui->btnCancel) {
             qDebug("btnCancel_GloablRct x:%d,y:%d, w:%d,h:%d\r\n", saturatedInt(rectangle.x()),

@@ -35,6 +35,10 @@ public:
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
+    /// Shows the window above all others of its display, leaving the keyboard where it is, and
+    /// returns when it has been closed.
+    int exec() override;
+
     /// Draws from the last sample to this one, in canvas pixels. Pressure 0 lifts the pen and draws
     /// nothing.
     void DrawWgtHandWriting(int cx, int cy, int p);
@@ -53,8 +57,8 @@ public Q_SLOTS:
     void on_btnOK_clicked();
     void on_btnCancel_clicked();
     void on_btnResign_clicked();
-    /// Takes one pen sample in device units: draws it, and clicks the button under the pen when it
-    /// lifts.
+    /// Takes one pen sample in device units: draws it, shows the button under the pen as pressed,
+    /// and clicks it when the pen lifts.
     void on_getDataOk(int x, int y, int p);
     void onsEndSign();
     void on_findDeviceErro();
@@ -70,6 +74,9 @@ protected:
 private:
     void placeOnPad();
     void layOutUnseen();
+    void leaveWindowManagerOut();
+    void makeButtonsReadable();
+    void showPressed(const QPointF& touch, bool penIsDown);
     void clickButtonAt(const QPointF& touch);
     void showCanvas(const QRect& changed);
     void closeWith(int outcome);

@@ -111,6 +111,10 @@ private Q_SLOTS:
             QCOMPARE(window.findChild<QPushButton*>("btnCancel")->text(), QString("取消"));
             QCOMPARE(window.findChild<QPushButton*>("btnResign")->text(), QString("重签"));
             QCOMPARE(window.findChild<QPushButton*>("btnOK")->text(), QString("确定"));
+            for (QPushButton* button : window.findChildren<QPushButton*>()) {
+                const QRect text = button->fontMetrics().boundingRect(button->text());
+                QVERIFY(text.height() > 24 && text.width() < button->width() - 10);
+            }
             const QLabel* label = window.findChild<QLabel*>("wgtHandwriting");
             QCOMPARE(label->size(), window.canvas->size());
             QCOMPARE(label->width(), 400);
@@ -140,6 +144,14 @@ private Q_SLOTS:
         QCOMPARE(window.geometry(), QRect(110, 70, 640, 480));
         QCOMPARE(window.windowOpacity(), 1.0);
         QCOMPARE(canvasOf(window).pixel(5, 5), qRgb(0x11, 0x22, 0x33));
+    }
+
+    void theCanvasDoesNotDependOnTheTexts()
+    {
+        const QSize usual = MainWindow().canvas->size();
+        g_SignData.titleText = QStringLiteral("手写\n签字");
+        MainWindow window;
+        QCOMPARE(window.canvas->size(), usual);
     }
 
     void nothingButItsSlotsClosesIt_data()
@@ -304,11 +316,18 @@ private Q_SLOTS:
     void onlyALiftPresses()
     {
         MainWindow window;
-        const QRect place = window.findChild<QPushButton*>("btnOK")->geometry();
-        const QPointF target = QPointF(g_SignData.x, g_SignData.y) + QRectF(place).center();
+        QPushButton* button = window.findChild<QPushButton*>("btnOK");
+        const QPointF target =
+            QPointF(g_SignData.x, g_SignData.y) + QRectF(button->geometry()).center();
         const PadGeometry pad;
         feed(window, pad.at(target, 0)); // hovering
+        const QImage released = button->grab().toImage();
         feed(window, pad.at(target, 500));
+        QVERIFY(button->grab().toImage() != released);
+        feed(window, pad.at(target - QPointF(0, 100), 500));
+        QCOMPARE(button->grab().toImage(), released);
+        feed(window, pad.at(target, 500));
+        QVERIFY(button->isDown());
         QVERIFY(!window.closeAllowed);
         CapturedDiagnostics diagnostics;
         feed(window, pad.at(target, 0));
@@ -355,6 +374,9 @@ private Q_SLOTS:
         QCOMPARE(Base64_To_Image(window.imageBase64, file).size(), written.size());
         QCOMPARE(QImage(file).convertToFormat(QImage::Format_RGB32), written);
         QVERIFY(!Base64_To_Image(window.imageBase64, QString()).isNull());
+        QTest::ignoreMessage(QtWarningMsg, "cannot write none/signature.png");
+        QVERIFY(
+            !Base64_To_Image(window.imageBase64, QStringLiteral("none/signature.png")).isNull());
         QVERIFY(Base64_To_Image("no picture", QStringLiteral("none.png")).isNull());
         QVERIFY(!QFile::exists(QStringLiteral("none.png")));
     }
