@@ -104,7 +104,7 @@ IdentityCard residentSample()
     card.nation = QStringLiteral("01");
     card.birthday = QStringLiteral("19870615");
     card.address = QStringLiteral("北京市海淀区中关村大街甲1号院2号楼301室");
-    card.idNum = QStringLiteral("110108198706151234");
+    card.idNum = QStringLiteral("11010819870615123X");
     card.issueOrg = QStringLiteral("北京市公安局海淀分局");
     card.effectDate = QStringLiteral("20150301");
     card.expireDate = QStringLiteral("20350301");
@@ -117,7 +117,7 @@ IdentityCard permanentResidenceSample()
     card.type = CardType::PermanentResidence;
     card.englishName = QStringLiteral("MARTIN,ANNA MARIA");
     card.gender = QStringLiteral("2");
-    card.idNum = QStringLiteral("FRA310078041512");
+    card.idNum = QStringLiteral("FRA310078041510");
     card.nationCode = QStringLiteral("FRA");
     card.name = QStringLiteral("马安娜");
     card.effectDate = QStringLiteral("20180920");
@@ -136,7 +136,7 @@ IdentityCard residencePermitSample()
     card.gender = QStringLiteral("2");
     card.birthday = QStringLiteral("19921103");
     card.address = QStringLiteral("广东省深圳市福田区深南大道1006号");
-    card.idNum = QStringLiteral("810000199211030024");
+    card.idNum = QStringLiteral("810000199211030026");
     card.issueOrg = QStringLiteral("深圳市公安局");
     card.effectDate = QStringLiteral("20190101");
     card.expireDate = QStringLiteral("20240101");

@@ -108,7 +108,7 @@ bool awaitDaemon(quint16 port, bool withCard)
 VirtualSimCard::VirtualSimCard(quint16 port)
     : m_port(port)
 {
-    setIccid(QByteArray::fromHex("98681031547698103254"));
+    setIccid(QByteArray::fromHex("98681031547698103204"));
 }
 
 VirtualSimCard::~VirtualSimCard()

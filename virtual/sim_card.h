@@ -39,8 +39,8 @@ public:
     VirtualSimCard(const VirtualSimCard&) = delete;
     VirtualSimCard& operator=(const VirtualSimCard&) = delete;
 
-    /// The file 2FE2: 10 bytes with swapped nibbles. At first 98681031547698103254, ICCID
-    /// 89860113456789012345.
+    /// The file 2FE2: 10 bytes with swapped nibbles. At first 98681031547698103204, ICCID
+    /// 89860113456789012340.
     void setIccid(const QByteArray& bytes);
 
     /// Sets what the card does at commands that begin with these bytes, until the next call for

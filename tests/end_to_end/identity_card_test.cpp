@@ -66,7 +66,7 @@ IdentityCard residentCard()
     card.nation = QStringLiteral("03");
     card.birthday = QStringLiteral("19900105");
     card.address = QStringLiteral("某某省某某市幸福路一百二十三号四单元");
-    card.idNum = QStringLiteral("110101199001050011");
+    card.idNum = QStringLiteral("110101199001050017");
     card.issueOrg = QStringLiteral("某某市公安局");
     card.effectDate = QStringLiteral("20200101");
     card.expireDate = QStringLiteral("20300101");
@@ -81,7 +81,7 @@ IdentityCard foreignersCard()
     card.name = QStringLiteral("安娜");
     card.englishName = QStringLiteral("ANNA MARIA");
     card.gender = QStringLiteral("2");
-    card.idNum = QStringLiteral("DEU110080010101");
+    card.idNum = QStringLiteral("DEU110080010107");
     card.nationCode = QStringLiteral("DEU");
     card.effectDate = QStringLiteral("20210203");
     card.expireDate = QStringLiteral("20310203");
@@ -100,7 +100,7 @@ IdentityCard permitCard()
     card.gender = QStringLiteral("2");
     card.birthday = QStringLiteral("19921103");
     card.address = QStringLiteral("深圳市福田区");
-    card.idNum = QStringLiteral("810000199211030024");
+    card.idNum = QStringLiteral("810000199211030026");
     card.issueOrg = QStringLiteral("深圳市公安局");
     card.effectDate = QStringLiteral("20190101");
     card.expireDate = QStringLiteral("20240101");
@@ -129,7 +129,7 @@ const QJsonObject residentRecord = record({{"CardType", "A"},
                                            {"nation", "回"},
                                            {"birthday", "19900105"},
                                            {"address", "某某省某某市幸福路一百二十三号四单元"},
-                                           {"idNum", "110101199001050011"},
+                                           {"idNum", "110101199001050017"},
                                            {"issueOrg", "某某市公安局"},
                                            {"effectDate", "20200101"},
                                            {"expireDate", "20300101"}});
@@ -138,7 +138,7 @@ const QJsonObject foreignersRecord = record({{"CardType", "I"},
                                              {"name", "安娜"},
                                              {"englishName", "ANNA"},
                                              {"birthday", "19800101"},
-                                             {"idNum", "DEU110080010101"},
+                                             {"idNum", "DEU110080010107"},
                                              {"nationCode", "DEU"},
                                              {"issueOrg", "1500"},
                                              {"effectDate", "20210203"},
@@ -150,7 +150,7 @@ const QJsonObject permitRecord = record({{"CardType", "J"},
                                          {"gender", "女"},
                                          {"birthday", "19921103"},
                                          {"address", "深圳市福田区" + QString(29, ' ')},
-                                         {"idNum", "810000199211030024"},
+                                         {"idNum", "810000199211030026"},
                                          {"issueOrg", "深圳市公安局"},
                                          {"effectDate", "20190101"},
                                          {"expireDate", "20240101"},

@@ -12,7 +12,7 @@
 
 namespace {
 
-const QString success = R"({"_tflag":"s","data":"89860113456789012345","functionName":"ZCSIMCard",)"
+const QString success = R"({"_tflag":"s","data":"89860113456789012340","functionName":"ZCSIMCard",)"
                         R"("msg":"获取SIM卡ICCID成功","success":1})";
 
 const QString withoutNumber = R"({"_tflag":"s","functionName":"ZCSIMCard",)"
@@ -34,12 +34,12 @@ const QString closed = "CloseCardReader";
 
 const QString wellBehaved = "CardPowerOn 0 3B9F96\n"
                             "SendApduCommand 0 9F17\nSendApduCommand 0 9F0F\n"
-                            "SendApduCommand 0 986810315476981032549000\n";
+                            "SendApduCommand 0 986810315476981032049000\n";
 const QByteArray opened = "打开设备端口成功";
 const QByteArray poweredOn = "设备上电成功,ATR:3B 9F 96 " + QByteArray("00 ").repeated(29) + "\n";
 const QByteArray firstSent = "发送APDU:A0A40000023F00\nn返回APDU:9F17\n";
 const QByteArray secondSent = "发送APDU:A0A40000022FE2\nn返回APDU:9F0F\n";
-const QByteArray thirdSent = "发送APDU:A0B000000A\nn返回APDU:986810315476981032549000\n";
+const QByteArray thirdSent = "发送APDU:A0B000000A\nn返回APDU:986810315476981032049000\n";
 
 } // namespace
 
@@ -196,9 +196,9 @@ private Q_SLOTS:
             QCOMPARE(client.text(), success);
 
         card.pull();
-        card.setIccid(QByteArray::fromHex("98680000000000000021"));
+        card.setIccid(QByteArray::fromHex("98680000000000000091"));
         QVERIFY(card.insert());
-        QVERIFY(ask().contains(R"("data":"89860000000000000012")"));
+        QVERIFY(ask().contains(R"("data":"89860000000000000019")"));
     }
 
     void finishesTheReadOfAPageThatLeft()

@@ -64,7 +64,7 @@ const Placed frontTexts[] = {
     {"某某省某某市某某区幸福", "SimHei", 27, 0, 50, Qt::black, {172, 319}, {215, 389}},
     {"路一百二十三号四单元五", "SimHei", 27, 0, 50, Qt::black, {172, 379}, {215, 449}},
     {"零二室", "SimHei", 27, 0, 50, Qt::black, {172, 439}, {215, 509}},
-    {"110101199012310011", "SimHei", 37, 4, 50, Qt::black, {305, 491}, {381, 599}},
+    {"110101199012310013", "SimHei", 37, 4, 50, Qt::black, {305, 491}, {381, 599}},
 };
 
 const Placed backTexts[] = {
@@ -95,7 +95,7 @@ std::unique_ptr<IDINFO> record()
     qstrcpy(info->nation, "汉");
     qstrcpy(info->birthday, "19901231");
     qstrcpy(info->address, "某某省某某市某某区幸福路一百二十三号四单元五零二室");
-    qstrcpy(info->idNum, "110101199012310011");
+    qstrcpy(info->idNum, "110101199012310013");
     qstrcpy(info->issueOrg, "某某市公安局");
     qstrcpy(info->effectDate, "20200101");
     qstrcpy(info->expireDate, "20300101");
@@ -246,7 +246,7 @@ private Q_SLOTS:
     void theInkOfAValueBeginsAtItsPlace_data()
     {
         QTest::addColumn<QString>("text");
-        for (const char* text : {"王小明", "男", "汉", "110101199012310011"})
+        for (const char* text : {"王小明", "男", "汉", "110101199012310013"})
             QTest::newRow(text) << QString::fromUtf8(text);
     }
 

@@ -78,7 +78,7 @@ private Q_SLOTS:
     {
         QCOMPARE(m_page.ask("ZCDeviceExist")["success"].toInt(), 1);
         QCOMPARE(m_page.ask("ZCSIMCard")["data"].toString(),
-                 QStringLiteral("89860113456789012345"));
+                 QStringLiteral("89860113456789012340"));
         m_page.reply(); // the same once more
         QCOMPARE(m_page.ask("ZCReadIDCard")["err_code"].toInt(9), 0);
         QCOMPARE(m_page.ask("ZCReadHIDIDCard")["err_code"].toInt(9), 0);

@@ -110,7 +110,7 @@ private Q_SLOTS:
         QCOMPARE(send(selectMasterFile), QString("9F17"));
         QCOMPARE(send("a0c0000006"), QString("0000020C3F009000"));
         QCOMPARE(send(selectIccid), QString("9F0F"));
-        QCOMPARE(send(readIccid), QString("986810315476981032549000"));
+        QCOMPARE(send(readIccid), QString("986810315476981032049000"));
         QCOMPARE(text(CardPowerOff()), QString("00000000"));
         QTRY_VERIFY(!m_card.isPowered());
         QCOMPARE(send(readIccid), QString("<80100067>"));
@@ -325,7 +325,7 @@ private Q_SLOTS:
         QTRY_COMPARE(open().code, QString("00000000"));
         QTRY_COMPARE(powerOn(), QString("00000000"));
         QCOMPARE(send(selectIccid), QString("9F0F"));
-        QCOMPARE(send(readIccid), QString("986810315476981032549000"));
+        QCOMPARE(send(readIccid), QString("986810315476981032049000"));
     }
 
     void theCallsOfOneOpeningShareOneBound()

@@ -24,7 +24,7 @@ private Q_SLOTS:
         const auto row = [](const char* name, const QByteArray& response, const QString& number) {
             QTest::newRow(name) << response << number;
         };
-        row("usual", "986810315476981032549000", "89860113456789012345");
+        row("usual", "986810315476981032049000", "89860113456789012340");
         row("filler digits stay", "98681031547698103F549000", "8986011345678901F345");
         row("any status word", "1234ABCD", "2143");
         row("status word only", "9000", "");

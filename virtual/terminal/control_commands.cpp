@@ -225,7 +225,7 @@ ControlCommands::Outcome ControlCommands::insertSim(CheckedObject& request)
     static const QRegularExpression digits(QStringLiteral("\\A[0-9]{19,20}\\z"));
     const QString key = QStringLiteral("iccid");
     const QString iccid =
-        request.has(key) ? request.text(key) : QStringLiteral("89860113456789012345");
+        request.has(key) ? request.text(key) : QStringLiteral("89860113456789012340");
     if (request.isGood() && !digits.match(iccid).hasMatch())
         request.complain(QStringLiteral("\"iccid\" must be 19 or 20 digits."));
     const QString error = request.error();

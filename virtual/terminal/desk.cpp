@@ -36,7 +36,7 @@ QString Desk::furnish()
     }
     m_usbReader.putCard(invented(CardType::Resident, 0));
     m_hidReader.putCard(invented(CardType::PermanentResidence, 1));
-    return m_simReader.insertSim(QStringLiteral("89860113456789012345"));
+    return m_simReader.insertSim(QStringLiteral("89860113456789012340"));
 }
 
 const QStringList& Desk::deviceNames()

@@ -146,7 +146,7 @@ function makeVirtualParts(device, play) {
 
     function simReader() {
         const iccid = view.make("input", {
-            type: "text", size: 21, value: "89860113456789012345", pattern: "[0-9]{19,20}", inputMode: "numeric",
+            type: "text", size: 21, value: "89860113456789012340", pattern: "[0-9]{19,20}", inputMode: "numeric",
         });
         const inserted = view.make("p", { className: "holds" });
         const pull = plainButton("virtual.pullSim", () => play("pullSim"));

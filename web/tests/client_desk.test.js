@@ -48,6 +48,20 @@ describe("identity cards", () => {
         });
     }
 
+    test("the invented holders' numbers pass the checks of pages", async () => {
+        const weigh = (number, weights) => [...number].reduce((sum, character, at) =>
+            sum + (character === "X" && at === 17 ? 10 : parseInt(character, 36)) * weights(at), 0);
+        const residents = (number) => weigh(number, (at) => 2 ** (17 - at)) % 11 === 1;
+        const foreigners = (number) =>
+            weigh(number.slice(0, 14), (at) => [7, 3, 1][at % 3]) % 10 === Number(number[14]);
+        const checks = { resident: residents, residencePermit: residents, permanentResidence: foreigners };
+        for (const [type, isRight] of Object.entries(checks)) {
+            await terminal.play("putCard", { device: "usbReader", card: { type } });
+            const { idNum } = await desk.readIdCard();
+            assert.ok(isRight(idNum), idNum);
+        }
+    });
+
     test("the security module tells its number", async () => assert.match(await desk.samNumber(), /^[0-9A-Fa-f]{32}$/));
 
     const faults = [
@@ -77,12 +91,20 @@ describe("identity cards", () => {
 
 describe("SIM card", () => {
     test("takes the reply that comes twice for one, also when read twice at once", async () => {
-        await terminal.play("insertSim", { iccid: "89860198765432109876" });
+        await terminal.play("insertSim", { iccid: "89860198765432109875" });
         const [first, second] = await Promise.all([desk.readSim(), desk.request("ZCSIMCard")]);
-        assert.equal(first, "89860198765432109876");
+        assert.equal(first, "89860198765432109875");
         assert.equal(second.success, 1);
         await desk.ping();
         assert.equal(frames.filter((text) => text?.includes("ZCSIMCard")).length, 4);
+    });
+
+    test("the invented card's number ends in its Luhn digit", async () => {
+        await terminal.play("insertSim");
+        const number = await desk.readSim();
+        const sum = [...number].reverse().reduce((total, digit, at) =>
+            total + (at % 2 ? [0, 2, 4, 6, 8, 1, 3, 5, 7, 9][digit] : Number(digit)), 0);
+        assert.equal(sum % 10, 0, number);
     });
 
     test("tells that no card is in the reader", async () => {
