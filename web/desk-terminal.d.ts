@@ -75,7 +75,10 @@ export declare class DeskError extends Error {
     constructor(step: string, code: number | string, text: string, reply?: Reply);
     /** The command that failed, "connect" or "ping". */
     readonly step: string;
-    /** The service's code, or "unreachable", "connection-lost", "closed", "timeout", "busy", "ended", "unknown-command". */
+    /**
+     * The service's code, or "unreachable", "connection-lost", "closed", "timeout", "busy", "ended",
+     * "unknown-command", "card-unreadable".
+     */
     readonly code: number | string;
     /** The service's own words, or the client's. */
     readonly text: string;

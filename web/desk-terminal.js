@@ -608,12 +608,21 @@ export class DeskTerminal extends EventTarget {
 
     /** Reads the identity card on the USB reader. */
     async readIdCard() {
-        return card(await this.#command("ZCReadIDCard"));
+        return this.#readCard("ZCReadIDCard");
     }
 
     /** Reads the identity card on the HID reader. */
     async readHidIdCard() {
-        return card(await this.#command("ZCReadHIDIDCard"));
+        return this.#readCard("ZCReadHIDIDCard");
+    }
+
+    /** A HID reader that is lost in the middle of a read passes for a success, with the fields before the loss. */
+    async #readCard(name) {
+        const reply = await this.#command(name);
+        const field = unreadField(reply.data);
+        if (field)
+            throw new DeskError(name, "card-unreadable", `only a part of the card was read, not ${field}`, reply);
+        return card(reply);
     }
 
     /** Kept for pages that send it; there is nothing to open. */
@@ -630,6 +639,14 @@ export class DeskTerminal extends EventTarget {
     async readSim() {
         return (await this.#command("ZCSIMCard")).data ?? "";
     }
+}
+
+/** The first field that shows that a card was not read to its end, if there is one. */
+function unreadField(data) {
+    const number = data.CardType === "I" ? /^[A-Z]{3}\d{12}$/ : /^\d{17}[\dX]$/;
+    const date = /^\d{8}$/;
+    const rules = { CardType: /./, idNum: number, birthday: date, effectDate: date, expireDate: /^(\d{8}|长期 *)$/ };
+    return Object.keys(rules).find((name) => !rules[name].test(data[name]));
 }
 
 /** The fields of a card, with its photo as a picture (or null). */
