@@ -132,13 +132,16 @@ export interface Options {
     connectTimeout?: number;
     /** Milliseconds between looks whether another page ended the signing session (10000; 0 for never). */
     sessionCheck?: number;
-    /** On each connection, end a signing session that an earlier page left open (true). */
-    endOpenSession?: boolean;
 }
 
 export interface CommandOptions {
     /** Milliseconds. */
     timeout?: number;
+}
+
+export interface SigningOptions extends CommandOptions {
+    /** When a session is open already, perhaps another page's, end it and begin (false). */
+    endOpenSession?: boolean;
 }
 
 /** The connection to the service, and its commands. Each promise rejects with a {@link DeskError}. */
@@ -157,8 +160,8 @@ export declare class DeskTerminal extends EventTarget {
     padPresent(): Promise<boolean>;
     startPad(): Promise<void>;
     stopPad(): Promise<void>;
-    beginSigning(area: Area, options?: CommandOptions): Promise<Picture>;
-    sign(area: Area, options?: CommandOptions): Promise<Picture>;
+    beginSigning(area: Area, options?: SigningOptions): Promise<Picture>;
+    sign(area: Area, options?: SigningOptions): Promise<Picture>;
     endSigning(): Promise<void>;
     clearSignature(): Promise<void>;
     lastSignature(): Promise<Picture>;

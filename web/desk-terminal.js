@@ -160,7 +160,6 @@ const defaults = {
     longestDelay: 10000,
     connectTimeout: 5000,
     sessionCheck: 10000,
-    endOpenSession: true,
 };
 
 /**
@@ -184,6 +183,7 @@ export class DeskTerminal extends EventTarget {
     #active = null; // the ordinary command that was sent and has not been answered
     #windows = new Map(); // the commands that wait for a person, by name
     #sessionTimer = undefined;
+    #leftSession = false; // the connection was lost while this object's signing session was open
     #mode = 0;
     #tagPrefix = Math.random().toString(36).slice(2, 8);
     #tagNumber = 0;
@@ -198,8 +198,6 @@ export class DeskTerminal extends EventTarget {
      * @param {number} [options.connectTimeout] ms (5000)
      * @param {number} [options.sessionCheck] ms between looks whether an open signing session was ended by
      *     another page, which the service does not tell (10000; 0 for never)
-     * @param {boolean} [options.endOpenSession] on each connection, end a signing session that an earlier page
-     *     left open (true)
      */
     constructor(options = {}) {
         super();
@@ -231,9 +229,14 @@ export class DeskTerminal extends EventTarget {
         });
     }
 
-    /** Ends the connection; commands that wait reject. A later command connects again. */
+    /**
+     * Ends the connection, and this page's signing session if it is open; commands that wait reject. A later
+     * command connects again.
+     */
     close() {
         clearTimeout(this.#timer);
+        if (this.isSigning)
+            this.#sendEnd();
         this.#drop(new DeskError("connect", "closed", "the page closed the connection"));
         this.#setState("closed");
     }
@@ -269,8 +272,9 @@ export class DeskTerminal extends EventTarget {
     #opened() {
         clearTimeout(this.#timer);
         this.#attempt = 0;
-        if (this.#options.endOpenSession)
+        if (this.#leftSession)
             this.#queue.unshift(this.#job("ZCEndSignAB", {}, undefined, () => {}, () => {}));
+        this.#leftSession = false;
         this.#setState("open");
         for (const waiter of this.#waiters.splice(0))
             waiter.resolve();
@@ -280,6 +284,7 @@ export class DeskTerminal extends EventTarget {
     async #lost(detail) {
         clearTimeout(this.#timer);
         const wasOpen = this.#state === "open";
+        this.#leftSession ||= this.isSigning;
         const willRetry = this.#options.reconnect;
         const backOff = Math.min(this.#options.longestDelay, this.#options.firstDelay * 2 ** this.#attempt);
         const delay = willRetry ? Math.round(backOff * (0.8 + 0.4 * Math.random())) : undefined;
@@ -307,7 +312,7 @@ export class DeskTerminal extends EventTarget {
         } catch {
             // It never opened.
         }
-        clearInterval(this.#sessionTimer);
+        this.#unwatchSession();
         const jobs = [...this.#windows.values(), ...(this.#active ? [this.#active] : []), ...this.#queue.splice(0)];
         this.#windows.clear();
         this.#active = null;
@@ -470,7 +475,7 @@ export class DeskTerminal extends EventTarget {
         if (this.#windows.get(job.name) === job)
             this.#windows.delete(job.name);
         if (job.name === "ZCBeginSignAB")
-            clearInterval(this.#sessionTimer);
+            this.#unwatchSession();
     }
 
     #timeOut(job) {
@@ -491,7 +496,7 @@ export class DeskTerminal extends EventTarget {
      * effect that is refused while a session is open: setting it again tells.
      */
     #watchSession() {
-        clearInterval(this.#sessionTimer);
+        globalThis.addEventListener?.("pagehide", this.#leavePage);
         if (!this.#options.sessionCheck)
             return;
         this.#sessionTimer = setInterval(async () => {
@@ -503,6 +508,22 @@ export class DeskTerminal extends EventTarget {
                 this.#sessionEnded();
         }, this.#options.sessionCheck);
         this.#sessionTimer.unref?.();
+    }
+
+    #unwatchSession() {
+        globalThis.removeEventListener?.("pagehide", this.#leavePage);
+        clearInterval(this.#sessionTimer);
+    }
+
+    /** Nobody is left to take the signature: the window goes from the pad's display. */
+    #leavePage = () => {
+        this.#sendEnd();
+        this.#sessionEnded();
+    };
+
+    /** Past the queue: there may be no time to wait for the command before. */
+    #sendEnd() {
+        this.#send(encodeRequest({ function: "ZCEndSignAB" }));
     }
 
     // --- Commands ---------------------------------------------------------------------------------------------
@@ -526,7 +547,7 @@ export class DeskTerminal extends EventTarget {
         return (await this.request("ZCDeviceExist")).success === 1;
     }
 
-    /** Opens the signature pad. */
+    /** Opens the signature pad. It is read, and fills the service's log, until {@link stopPad}. */
     async startPad() {
         await this.#command("ZCStartDeviceAB");
     }
@@ -539,11 +560,20 @@ export class DeskTerminal extends EventTarget {
     /**
      * Opens the signing window on a started pad and waits for the signer.
      * @param {{x: number, y: number, width: number, height: number}} area in pixels of the pad's display
-     * @param {{timeout?: number}} [options] ms until the session is ended; else it waits for ever
+     * @param {object} [options]
+     * @param {number} [options.timeout] ms until the session is ended; else it waits for ever
+     * @param {boolean} [options.endOpenSession] when a session is open already, end it and begin: right only
+     *     when that signature, perhaps another page's, is known to be given up (false)
      * @returns the signature, a PNG picture
      */
-    async beginSigning(area, options = {}) {
-        return picture((await this.#command("ZCBeginSignAB", area, options)).Base64);
+    async beginSigning(area, { endOpenSession = false, ...options } = {}) {
+        const begin = async () => picture((await this.#command("ZCBeginSignAB", area, options)).Base64);
+        return begin().catch(async (error) => {
+            if (!endOpenSession || error.reason !== "signing-in-progress")
+                throw error;
+            await this.endSigning();
+            return begin();
+        });
     }
 
     /**

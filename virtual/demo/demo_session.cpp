@@ -102,8 +102,6 @@ DemoSession::Result DemoSession::readSim()
 DemoSession::Result DemoSession::sign()
 {
     Result result{QStringLiteral("Signature"), false, {}, {}};
-    ask(QStringLiteral(
-        "ZCEndSignAB")); // what a page does first: an earlier one may have left a session
     ask(QStringLiteral("ZCStartDeviceAB"));
     send(QStringLiteral("ZCBeginSignAB"), {{QStringLiteral("x"), windowPlace.x()},
                                            {QStringLiteral("y"), windowPlace.y()},

@@ -14,6 +14,14 @@ import { clickWindow, signingTitle, startService, until, windowWithTitle } from 
 const area = { x: 100, y: 100, width: 600, height: 400 };
 const signingWindow = () => windowWithTitle(signingTitle);
 
+class BreakableSocket extends WebSocket {
+    static last;
+    constructor(url) {
+        super(url);
+        BreakableSocket.last = this;
+    }
+}
+
 let service;
 const desks = [];
 
@@ -34,27 +42,31 @@ afterEach(() => { for (const desk of desks.splice(0)) desk.close(); });
 after(() => service.stop());
 
 describe("protocol", () => {
-    test("ends a session that an earlier page left open, before anything else", async () => {
-        const earlier = connect();
-        const lost = assert.rejects(earlier.beginSigning(area), failure("ZCBeginSignAB", "closed", "closed"));
-        await until(signingWindow, "the signing window");
-        earlier.close();
-        await lost;
-        const desk = connect();
-        assert.equal(await desk.padPresent(), false);
-        assert.match(desk.frames[0].text, /"function":"ZCEndSignAB"/);
-        await until(() => !signingWindow(), "the window's end");
-    });
-
-    test("leaves an open session alone if the page says so", async () => {
-        const first = connect();
+    test("connecting leaves another page's session open; it is ended when beginning asks for that", async () => {
+        const first = connect({ sessionCheck: 100 });
         const ended = assert.rejects(first.beginSigning(area), failure("ZCBeginSignAB", "ended", "ended"));
         await until(signingWindow, "the signing window");
-        const second = connect({ endOpenSession: false });
+        const second = connect();
         await assert.rejects(second.setPenWidth(5), failure("ZCSetPenWidth", 0, "signing-in-progress"));
         await assert.rejects(second.beginSigning(area), failure("ZCBeginSignAB", 0, "signing-in-progress"));
-        await first.endSigning();
+        const closed = assert.rejects(second.beginSigning({ ...area, x: 200 }, { endOpenSession: true }),
+            failure("ZCBeginSignAB", "closed", "closed"));
+        const begun = () => second.frames.filter(({ text }) => text?.includes('"function":"ZCBeginSignAB"')).length;
+        await until(() => begun() === 3 && signingWindow(), "the second page's window");
+        second.close();
+        await closed;
         await ended;
+        assert.equal(signingWindow(), "");
+    });
+
+    test("ends the session that a lost connection left open, as soon as there is a new one", async () => {
+        const desk = connect({ WebSocket: BreakableSocket });
+        const lost = assert.rejects(desk.beginSigning(area),
+            failure("ZCBeginSignAB", "connection-lost", "connection-lost"));
+        await until(signingWindow, "the signing window");
+        BreakableSocket.last.terminate();
+        await lost;
+        await until(() => !signingWindow(), "the window's end");
     });
 
     test("keeps each command's reply apart, in whatever order they are asked", async () => {
@@ -141,7 +153,15 @@ describe("signing session", () => {
         await until(signingWindow, "the signing window");
         await pause(300);
         assert.equal(desk.isSigning, true);
-        await connect().padPresent();
+        await connect().endSigning();
+        await ended;
+    });
+
+    test("is over when the pad is stopped", async () => {
+        const desk = connect();
+        const ended = assert.rejects(desk.beginSigning(area), failure("ZCBeginSignAB", "ended", "ended"));
+        await until(signingWindow, "the signing window");
+        await desk.stopPad();
         await ended;
     });
 

@@ -155,7 +155,7 @@ describe("signature pad", () => {
     });
 
     test("signing that is refused leaves the other page's session open", async () => {
-        const other = new DeskTerminal({ WebSocket, endOpenSession: false });
+        const other = new DeskTerminal({ WebSocket });
         const first = assert.rejects(desk.beginSigning(area), failure("ZCBeginSignAB", "ended", "ended"));
         await until(signingWindow, "the signing window");
         await assert.rejects(other.sign(area), failure("ZCBeginSignAB", 0, "signing-in-progress"));

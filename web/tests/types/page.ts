@@ -9,13 +9,13 @@ import {
 import type { Card, LikelyReason, Picture, Reply } from "../../desk-terminal.js";
 
 export async function page(): Promise<string[]> {
-    const desk = new DeskTerminal({ url: defaultUrl, firstDelay: 100, endOpenSession: false });
+    const desk = new DeskTerminal({ url: defaultUrl, firstDelay: 100 });
     desk.addEventListener("state", ({ state, delay }) => state === "waiting" && delay);
     desk.addEventListener("frame", ({ direction, time, text }) => direction + time.toISOString() + text);
     desk.addEventListener("stray", ({ text }) => text.length);
     const card: Card = await desk.readIdCard();
     const photo: Picture | null = card.photo;
-    const signature: Picture = await desk.sign({ x: 0, y: 0, width: 400, height: 300 }, { timeout: 60000 });
+    const signature: Picture = await desk.sign({ x: 0, y: 0, width: 400, height: 300 }, { timeout: 60000, endOpenSession: true });
     const reply: Reply = await desk.request("ZCDeviceExist");
     const reason: LikelyReason = await likelyReason(desk.url);
     // @ts-expect-error: a rectangle needs its size
