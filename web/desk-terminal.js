@@ -46,6 +46,9 @@ export const commands = Object.freeze({
 // Not a command of the service, whose names all begin with ZC.
 const ping = "ping";
 
+// Where a browser tells what the page's policy blocks, in a page and in a worker.
+const policyEvents = globalThis.document ?? globalThis;
+
 // [reason, step, code or pattern of the service's text, for people]
 const reasons = [
     ["pad-absent", "ZCStartDeviceAB", -1, "no signature pad is attached"],
@@ -130,10 +133,10 @@ export function picture(base64) {
  */
 export async function likelyReason(url, page = globalThis.location) {
     const isLocal = (/** @type {string} */ name) => /^(localhost|127\..*|\[::1\]|.*\.localhost)$/.test(name);
+    if (page?.protocol === "https:" && url.startsWith("ws:") && !isLocal(new URL(url).hostname))
+        return "mixed-content";
     if (!page || !/^https?:$/.test(page.protocol) || isLocal(page.hostname))
         return "service-not-running";
-    if (page.protocol === "https:" && url.startsWith("ws:") && !isLocal(new URL(url).hostname))
-        return "mixed-content";
     // Browsers go by the page's network address; all that a page knows of it is its name.
     if (!page.hostname.includes(".") || /^(10|192\.168|172\.(1[6-9]|2\d|3[01])|169\.254)\./.test(page.hostname)
         || /\.(local|lan|intranet|internal)$/.test(page.hostname))
@@ -184,6 +187,7 @@ export class DeskTerminal extends EventTarget {
     #windows = new Map(); // the commands that wait for a person, by name
     #sessionTimer = undefined;
     #leftSession = false; // the connection was lost while this object's signing session was open
+    #isBlocked = false; // by the page's Content-Security-Policy
     #mode = 0;
     #tagPrefix = Math.random().toString(36).slice(2, 8);
     #tagNumber = 0;
@@ -235,6 +239,7 @@ export class DeskTerminal extends EventTarget {
      */
     close() {
         clearTimeout(this.#timer);
+        policyEvents.removeEventListener?.("securitypolicyviolation", this.#policyViolated);
         if (this.isSigning)
             this.#sendEnd();
         this.#drop(new DeskError("connect", "closed", "the page closed the connection"));
@@ -248,13 +253,15 @@ export class DeskTerminal extends EventTarget {
 
     #open() {
         clearTimeout(this.#timer);
+        this.#isBlocked = false;
+        policyEvents.addEventListener?.("securitypolicyviolation", this.#policyViolated);
         this.#setState("connecting");
         let socket;
         try {
             socket = new this.#WebSocket(this.#options.url);
         } catch (error) {
-            // The browser refuses the address, or the page's right to use it.
-            this.#lost(error.message);
+            // The browser refuses the address, or the page's right to use it; Firefox tells of a policy just after.
+            this.#timer = setTimeout(() => this.#lost(error.message));
             return;
         }
         this.#socket = socket;
@@ -271,6 +278,7 @@ export class DeskTerminal extends EventTarget {
 
     #opened() {
         clearTimeout(this.#timer);
+        policyEvents.removeEventListener?.("securitypolicyviolation", this.#policyViolated);
         this.#attempt = 0;
         if (this.#leftSession)
             this.#queue.unshift(this.#job("ZCEndSignAB", {}, undefined, () => {}, () => {}));
@@ -280,6 +288,14 @@ export class DeskTerminal extends EventTarget {
             waiter.resolve();
         this.#next();
     }
+
+    /** A socket that the page's policy blocks does not say why it fails, in Chromium not even that it does. */
+    #policyViolated = (/** @type {any} */ { disposition, effectiveDirective, blockedURI }) => {
+        this.#isBlocked ||= disposition === "enforce" && effectiveDirective === "connect-src"
+            && blockedURI.startsWith(new URL(this.url).origin);
+        if (this.#isBlocked && this.#state === "connecting")
+            this.#lost("blocked by the page's Content-Security-Policy");
+    };
 
     async #lost(detail) {
         clearTimeout(this.#timer);
@@ -297,7 +313,8 @@ export class DeskTerminal extends EventTarget {
         // Looking for the reason takes a moment; the state is right at once.
         this.#state = willRetry ? "waiting" : "closed";
         if (!wasOpen)
-            error.reason = await likelyReason(this.#options.url).catch(() => "service-not-running");
+            error.reason = this.#isBlocked ? "content-security-policy"
+                : await likelyReason(this.#options.url).catch(() => "service-not-running");
         for (const waiter of waiters)
             waiter.reject(error);
         this.dispatchEvent(new DeskEvent("state", { state: this.#state, delay, error }));

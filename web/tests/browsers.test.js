@@ -21,6 +21,8 @@ const types = { ".html": "text/html", ".css": "text/css", ".js": "text/javascrip
 function serve(request, response) {
     const file = new URL(`.${new URL(request.url, "http://any").pathname}`, consolePage);
     response.setHeader("content-type", types[extname(file.pathname)]);
+    if (request.url.endsWith("?policy"))
+        response.setHeader("content-security-policy", "connect-src 'self'");
     response.end(readFileSync(file));
 }
 
@@ -54,6 +56,8 @@ after(async () => {
 const pages = [
     ["from disk", consolePage],
     ["from this machine", `http://localhost:${ports.loopbackHttp}/index.html`],
+    ["from this machine, under a policy", `http://localhost:${ports.loopbackHttp}/index.html?policy`,
+        { refused: "Add the address to connect-src" }],
     ["from the intranet, http", `http://counter.test:${ports.localHttp}/index.html`],
     ["from the intranet, https", `https://counter.test:${ports.localHttps}/index.html`],
     ["public, https, allowed", `https://shop.test:${ports.publicHttps}/index.html`, { permitted: true }],

@@ -257,12 +257,11 @@ describe("connection", () => {
         ["http:", "shop.example.com", "public-http"],
         ["https:", "shop.example.com", "service-not-running"], // of a platform without the permission
         ["https:", "counter.intranet", "service-not-running"],
+        ["https:", "shop.example.com", "mixed-content", "10.0.0.5"],
+        ["https:", "localhost", "mixed-content", "10.0.0.5"],
+        ["https:", "localhost", "service-not-running"],
     ];
-    for (const [protocol, hostname, reason] of pages)
-        test(`the likely reason for a page of ${protocol}//${hostname}`, async () =>
-            assert.equal(await likelyReason("ws://localhost:12343/", { protocol, hostname }), reason));
-
-    test("the likely reason for a secure page and another machine", async () => assert.equal(
-        await likelyReason("ws://10.0.0.5:12343/", { protocol: "https:", hostname: "shop.example.com" }),
-        "mixed-content"));
+    for (const [protocol, hostname, reason, machine = "localhost"] of pages)
+        test(`the likely reason for a page of ${protocol}//${hostname} and ${machine}`, async () =>
+            assert.equal(await likelyReason(`ws://${machine}:12343/`, { protocol, hostname }), reason));
 });
