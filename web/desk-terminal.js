@@ -66,7 +66,8 @@ const reasons = [
     ["reader-absent", "ZCSIMCard", /^打开设备端口失败$/, "no smart-card reader"],
     ["card-absent", "ZCSIMCard", /^设备上电失败$/, "no SIM card in the reader, or it does not start"],
     ["card-unreadable", "ZCSIMCard", /^设备/, "the SIM card stopped answering"],
-    ["no-picture", "ZCCameraPic", 0, "no camera, or its window was closed without a picture"],
+    ["no-picture", "ZCCameraPic", 0,
+        "no camera, or an earlier window still has it, or the window was closed without a picture"],
 ];
 
 /** A failed step of a command. */
@@ -496,7 +497,9 @@ export class DeskTerminal extends EventTarget {
     }
 
     #timeOut(job) {
-        this.#fail(job, new DeskError(job.name, "timeout", `no answer within ${job.timeout / 1000} s`));
+        const stays = job.name === "ZCCameraPic"
+            ? "; the capture window stays open, and until the operator closes it a new one gives no picture" : "";
+        this.#fail(job, new DeskError(job.name, "timeout", `no answer within ${job.timeout / 1000} s${stays}`));
         if (job.name === "ZCBeginSignAB")
             this.request("ZCEndSignAB").catch(() => {}); // nobody waits for the window any more
     }

@@ -95,7 +95,7 @@ const texts = {
         "reason.reader-failed": "读卡器没有正确应答。",
         "reason.card-unreadable": "没有放卡，或读卡失败。",
         "reason.card-absent": "没有插 SIM 卡，或卡不上电。",
-        "reason.no-picture": "没有摄像头，或窗口关闭时没有拍照。",
+        "reason.no-picture": "没有摄像头，或先前的窗口还占用着它，或窗口关闭时没有拍照。",
 
         "log.title": "原始报文",
         "log.raw": "发送任意文本",
@@ -199,7 +199,7 @@ const texts = {
         "reason.reader-failed": "The card reader does not answer properly.",
         "reason.card-unreadable": "No card lies on the reader, or it could not be read.",
         "reason.card-absent": "No SIM card is in the reader, or it does not start.",
-        "reason.no-picture": "There is no camera, or its window was closed without a picture.",
+        "reason.no-picture": "There is no camera, or an earlier window still has it, or the window was closed without a picture.",
 
         "log.title": "Raw frames",
         "log.raw": "Send any text",

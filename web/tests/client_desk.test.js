@@ -176,6 +176,15 @@ describe("camera", () => {
         assert.equal(type, "image/jpeg");
         assert.ok(base64.length > 10000, `a picture of ${base64.length} characters`);
     });
+
+    test("a picture that was given up in time leaves the window open, and both errors say so", async () => {
+        await assert.rejects(desk.takePicture({ timeout: 300 }), { code: "timeout", message: /window stays open/ });
+        await until(() => windowWithTitle(captureTitle), "the capture window");
+        await assert.rejects(desk.takePicture(), { reason: "no-picture", message: /earlier window still has it/ });
+        await operateCaptureWindow();
+        await until(() => strays.length > 0, "the late picture");
+        assert.match(strays.pop(), /ZCCameraPic/);
+    });
 });
 
 describe("service", () => {

@@ -113,7 +113,7 @@ describe("commands", () => {
             ZCGetSAMNum: "The card reader is not attached, or in use.",
             ZCReadHIDOpen: "ZCReadHIDOpen succeeded",
             ZCSIMCard: "The card reader is not attached, or in use.0 打开设备端口失败",
-            ZCCameraPic: "There is no camera, or its window was closed without a picture.",
+            ZCCameraPic: "There is no camera, or an earlier window still has it",
         };
         for (const [name, text] of Object.entries(expected))
             await reads(await runCommand(page, name), text);
