@@ -4,6 +4,7 @@
 // The client on the built service with nothing plugged in: the protocol's own rules, sessions, failures.
 
 import assert from "node:assert/strict";
+import { createServer } from "node:net";
 import { after, afterEach, before, describe, test } from "node:test";
 import { setTimeout as pause } from "node:timers/promises";
 import WebSocket from "ws";
@@ -162,6 +163,7 @@ describe("signing session", () => {
         const ended = assert.rejects(desk.beginSigning(area), failure("ZCBeginSignAB", "ended", "ended"));
         await until(signingWindow, "the signing window");
         await desk.stopPad();
+        assert.equal(desk.isSigning, false);
         await ended;
     });
 
@@ -196,6 +198,9 @@ describe("connection", () => {
     test("says that the service is not running, goes on trying, and comes back", async () => {
         await service.stop();
         const desk = connect();
+        const closed = connect();
+        await assert.rejects(closed.connect(), failure("connect", "unreachable", "service-not-running"));
+        closed.close();
         const states = [];
         desk.addEventListener("state", ({ state, delay }) => states.push([state, delay]));
         await assert.rejects(desk.connect(), failure("connect", "unreachable", "service-not-running"));
@@ -206,6 +211,35 @@ describe("connection", () => {
         service = await startService();
         await until(() => desk.state === "open", "the connection");
         assert.equal(await desk.padPresent(), false);
+        assert.equal(closed.state, "closed");
+    });
+
+    test("gives up a server that does not answer", async () => {
+        const silent = createServer().listen(12399);
+        await assert.rejects(connect({ url: "ws://localhost:12399/", connectTimeout: 100, reconnect: false }).connect(),
+            { code: "unreachable", text: "no answer" });
+        silent.close();
+    });
+
+    test("waits for each command as long as its device may take, and for a person without end", async (context) => {
+        context.mock.timers.enable({ apis: ["setTimeout"] });
+        class DeafSocket {
+            constructor() { queueMicrotask(() => this.onopen()); }
+            send() {}
+            close() {}
+        }
+        const seconds = { ZCDeviceExist: 15, ZCGetSAMNum: 20, ZCReadIDCard: 60, ZCReadHIDIDCard: 60, ZCSIMCard: 30 };
+        for (const name of [...Object.keys(seconds), "ZCCameraPic", "ZCBeginSignAB"]) {
+            const gaveUp = context.mock.fn();
+            connect({ WebSocket: DeafSocket }).request(name).catch(gaveUp);
+            await new Promise(setImmediate);
+            context.mock.timers.tick((seconds[name] ?? 86400) * 1000 - 1);
+            await new Promise(setImmediate);
+            assert.equal(gaveUp.mock.callCount(), 0, name);
+            context.mock.timers.tick(1);
+            await new Promise(setImmediate);
+            assert.equal(gaveUp.mock.callCount(), name in seconds ? 1 : 0, name);
+        }
     });
 
     test("fails what waits when the service dies, and connects to the next one", async () => {

@@ -140,6 +140,7 @@ describe("signature pad", () => {
         await terminal.play("pen", { points: [[...okButton, 500], [...okButton, 500], [...okButton, 0]] });
         const { type, base64 } = await signature;
         assert.equal(type, "image/png");
+        assert.match(frames.at(-1), /ZCStopDeviceAB.*"success":1/, "the pad is not read any longer");
         assert.equal((await desk.lastSignature()).base64, base64);
     });
 
