@@ -8,6 +8,7 @@
 #include "camera/capture_resolutions.h"
 #include "camera/capture_settings.h"
 #include "camera/preview.h"
+#include "files/fixed_file.h"
 #include "ui_capture_window.h"
 
 #include <QBuffer>
@@ -19,10 +20,9 @@
 
 #include <opencv2/imgcodecs.hpp>
 
-#include <cerrno>
 #include <exception>
 #include <iterator>
-#include <system_error>
+#include <vector>
 
 namespace {
 
@@ -36,7 +36,7 @@ constexpr char pictureFile[] = "/tmp/kvo_cv.jpg";
 QByteArray encodedPicture()
 {
     const QString file = QString::fromLatin1(pictureFile);
-    const QImage picture(file);
+    const QImage picture = QImage::fromData(FixedFile::read(file));
     QByteArray encoded;
     QBuffer buffer(&encoded);
     buffer.open(QIODevice::WriteOnly);
@@ -44,21 +44,22 @@ QByteArray encodedPicture()
     return encoded;
 }
 
-/// Writes the picture file, and logs when that fails. A file that could not be opened keeps its
-/// earlier picture; one that could not be finished (a full disk) is removed by the library.
+/// Writes the picture file, and logs when that fails. Not the library's own writing, which would
+/// wait for a reader of a FIFO under the file's name.
 void writePicture(const cv::Mat& frame)
 {
-    QByteArray reason;
     try {
-        errno = 0;
-        if (cv::imwrite(pictureFile, frame)) {
+        std::vector<uchar> jpeg;
+        if (!cv::imencode(".jpg", frame, jpeg)) {
+            qWarning("cannot write %s: the frame could not be encoded", pictureFile);
             return;
         }
-        reason = errno != 0 ? std::generic_category().message(errno).c_str() : "no reason given";
+        FixedFile::write(QString::fromLatin1(pictureFile),
+                         QByteArray::fromRawData(reinterpret_cast<const char*>(jpeg.data()),
+                                                 static_cast<int>(jpeg.size())));
     } catch (const std::exception& failure) {
-        reason = failure.what();
+        qWarning("cannot write %s: %s", pictureFile, failure.what());
     }
-    qWarning("cannot write %s: %s", pictureFile, reason.constData());
 }
 
 // The form's places are fixed and its labels 60 by 22 pixels: larger letters would be cut.

@@ -3,9 +3,9 @@
 
 // The card's faces as files beside the service, and files as Base64 text.
 
+#include "files/fixed_file.h"
 #include "idcard/read_id_card.h"
 #include "idimage/card_faces.h"
-#include "idimage/picture_file.h"
 
 #include <QBuffer>
 #include <QByteArray>
@@ -68,13 +68,14 @@ QPixmap& canvasWith(const QPixmap& face)
 
 void paintFile(Face& face, const QString& source, const QString& target, const IDINFO& info)
 {
-    QPixmap& canvas = canvasWith(withCaptions(face, QPixmap(source)));
+    QPixmap& canvas = canvasWith(
+        withCaptions(face, FixedFile::isSafeToOpen(source) ? QPixmap(source) : QPixmap()));
     face.paintValues(canvas, info);
     QBuffer jpeg;
     jpeg.open(QIODevice::WriteOnly);
     if (!canvas.isNull())
         canvas.save(&jpeg, "JPEG");
-    writePictureFile(target, jpeg.data());
+    FixedFile::write(target, jpeg.data());
 }
 
 } // namespace

@@ -5,19 +5,21 @@
 // badly comes out short or empty, and a photo that cannot be decoded leaves the file of the photo
 // alone.
 
+#include "files/fixed_file.h"
 #include "idcard/id_info.h"
 #include "idcard/nation_table.h"
 #include "idcard/read_id_card.h"
 #include "idimage/photo/libwlt.h"
 
+#include <QByteArray>
 #include <QDebug>
+#include <QFile>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 
 namespace {
@@ -167,13 +169,12 @@ void decodeResidencePermit(CardText card, IDINFO& info)
 
 void writePhotoFile(const unsigned char* photo, int length)
 {
-    const auto close = [](FILE* file) { return fclose(file); };
-    const std::unique_ptr<FILE, decltype(close)> file(fopen(PhotoFile, "wb"), close);
-    if (!file) {
+    const QString path = QString::fromLatin1(PhotoFile);
+    if (!FixedFile::write(path,
+                          QByteArray::fromRawData(reinterpret_cast<const char*>(photo), length))) {
         printf("创建文件失败");
-        return;
+        QFile::remove(path); // another customer's photo must not pass for this one's
     }
-    fwrite(photo, 1, static_cast<size_t>(length), file.get());
 }
 
 void decodePhoto(const unsigned char* text)

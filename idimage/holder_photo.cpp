@@ -3,7 +3,7 @@
 
 #include "idimage/holder_photo.h"
 
-#include "idimage/picture_file.h"
+#include "files/fixed_file.h"
 
 #include <QBuffer>
 #include <QImage>
@@ -37,7 +37,7 @@ void store(const QString& file, const QImage& painted, bool hadAlpha)
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
     if ((hadAlpha ? painted : colours).save(&buffer, "BMP"))
-        writePictureFile(file, buffer.data());
+        FixedFile::write(file, buffer.data());
 }
 
 } // namespace
@@ -45,7 +45,7 @@ void store(const QString& file, const QImage& painted, bool hadAlpha)
 QImage HolderPhoto::prepareForFace()
 {
     const QString file = QString::fromLatin1(path);
-    const QImage loaded(file);
+    const QImage loaded = QImage::fromData(FixedFile::read(file));
     QImage photo = loaded.convertToFormat(QImage::Format_RGBA8888_Premultiplied);
     if (photo.isNull())
         return photo;

@@ -4,6 +4,7 @@
 // Reading identity cards: the security module's number, a card on the USB reader and a card on the
 // HID reader. A card's record takes about a megabyte of the handler's stack frame.
 
+#include "files/fixed_file.h"
 #include "idcard/hid_id_card.h"
 #include "idcard/id_info.h"
 #include "idcard/id_info_text.h"
@@ -42,7 +43,7 @@ QString loadPhoto()
     QByteArray bitmap;
     QBuffer buffer(&bitmap);
     buffer.open(QIODevice::WriteOnly);
-    QImage(photoFile()).save(&buffer, "bmp");
+    QImage::fromData(FixedFile::read(photoFile())).save(&buffer, "bmp");
     return QString::fromLatin1(bitmap.toBase64());
 }
 

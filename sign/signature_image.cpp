@@ -3,6 +3,10 @@
 
 #include "sign/signature_image.h"
 
+#include "files/fixed_file.h"
+
+#include <QBuffer>
+#include <QFileInfo>
 #include <QtDebug>
 
 QString signatureFile()
@@ -16,8 +20,10 @@ QPixmap Base64_To_Image(const QByteArray& base64, const QString& path)
     pixmap.loadFromData(QByteArray::fromBase64(base64));
     if (!path.isEmpty()) {
         qDebug("save");
-        if (!pixmap.save(path) && !pixmap.isNull())
-            qWarning("cannot write %s", qUtf8Printable(path));
+        QBuffer encoded;
+        encoded.open(QIODevice::WriteOnly);
+        if (pixmap.save(&encoded, QFileInfo(path).suffix().toLatin1().constData()))
+            FixedFile::write(path, encoded.data());
     }
     return pixmap;
 }

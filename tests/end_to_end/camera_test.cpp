@@ -184,6 +184,17 @@ private Q_SLOTS:
         QVERIFY(shows(pictureOf(reply), Scene::Document));
     }
 
+    void aFifoInThePlaceOfThePictureHoldsNothingUp()
+    {
+        QCOMPARE(QProcess::execute("mkfifo", {pictureFile}), 0);
+        openWindow();
+        QVERIFY(m_operator.takePicture());
+        QVERIFY(m_service->waitForError("cannot write /tmp/kvo_cv.jpg: "));
+        QVERIFY(m_operator.handOver());
+        QCOMPARE(m_client->reply(), withoutPicture());
+        QVERIFY(m_service->waitForError("cannot read /tmp/kvo_cv.jpg: "));
+    }
+
     void servesOthersWhileTheWindowIsOpen_data()
     {
         QTest::addColumn<QString>("camera");

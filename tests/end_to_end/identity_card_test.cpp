@@ -503,16 +503,27 @@ private Q_SLOTS:
         }
     }
 
+    void aWorkingDirectoryInDisorderDoesNotMatter_data()
+    {
+        QTest::addColumn<QString>("instead");
+        QTest::newRow("folders") << "mkdir -p $0/x";
+        QTest::newRow("FIFOs") << "mkfifo $0";
+    }
+
     void aWorkingDirectoryInDisorderDoesNotMatter()
     {
-        for (const QString& name : {photoFile, frontFile, backFile})
-            QVERIFY(QDir().mkpath(name + "/x"));
+        QFETCH(QString, instead);
         QVERIFY(QFile::rename("front.jpg", "away.jpg"));
-        m_client->command("ZCReadIDCard", {{"_tflag", tag}});
-        QCOMPARE(m_client->text(), cardReply("ZCReadIDCard", residentRecord));
+        const QStringList names{photoFile, frontFile, backFile, "front.jpg"};
+        for (const QString& name : names)
+            QCOMPARE(QProcess::execute("sh", {"-c", instead, name}), 0);
+        for (const QString function : {"ZCReadIDCard", "ZCReadHIDIDCard"}) {
+            m_client->command(function, {{"_tflag", tag}});
+            QCOMPARE(m_client->text(), cardReply(function, residentRecord));
+        }
+        QVERIFY(m_service.waitForError("cannot write ./frontNew.jpg: "));
+        QCOMPARE(QProcess::execute("rm", QStringList("-rf") + names), 0);
         QVERIFY(QFile::rename("away.jpg", "front.jpg"));
-        for (const QString& name : {photoFile, frontFile, backFile})
-            QVERIFY(QDir(name).removeRecursively());
     }
 
     void aDayOfReadsLeavesTheServiceAsItWas()

@@ -164,6 +164,16 @@ private Q_SLOTS:
         QCOMPARE(line(m_page->reply()), QString("ZCOutputImageBase64AB 0 用户已取消"));
     }
 
+    void aFifoInThePlaceOfTheFileHoldsNothingUp()
+    {
+        QCOMPARE(QProcess::execute("mkfifo", {signaturePath}), 0);
+        m_page->ask("ZCStartDeviceAB");
+        QVERIFY(begin());
+        m_pad->pen(PadGeometry().tap(okButton));
+        QCOMPARE(line(m_page->reply()), QString("ZCOutputImageBase64AB 1  image"));
+        QVERIFY(m_service->waitForError("cannot write /tmp/kvo_sign.png: "));
+    }
+
     void resigningClearsWhatWasWritten()
     {
         QCOMPARE(line(m_page->ask("ZCResignAB")), QString("ZCResignAB 1 "));

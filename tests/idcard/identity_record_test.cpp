@@ -4,6 +4,7 @@
 #include "idcard/id_info.h"
 #include "idcard/nation_table.h"
 #include "idcard/read_id_card.h"
+#include "tests/support/full_disk.h"
 #include "tests/support/output_capture.h"
 #include "virtual/identity_card.h"
 #include "virtual/photo_encoder.h"
@@ -191,6 +192,15 @@ private Q_SLOTS:
         const QByteArray printed = decode(cardData(card));
         QVERIFY(QDir().rmdir(photoFile));
         QCOMPARE(printed, QByteArray("创建文件失败"));
+        QCOMPARE(LogCapture::lines().filter("cannot write").size(), 1);
+
+        QVERIFY(drawPortrait(1).save(photoFile)); // of the customer before
+        {
+            const FullDisk disk;
+            QCOMPARE(decode(cardData(card)), QByteArray("创建文件失败"));
+        }
+        QCOMPARE(LogCapture::lines().filter("cannot write").size(), 1);
+        QVERIFY2(!QFile::exists(photoFile), "the photo before would pass for this card's");
         QCOMPARE(QString(m_info->name), card.name);
     }
 

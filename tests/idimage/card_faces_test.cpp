@@ -4,6 +4,7 @@
 #include "idcard/id_info.h"
 #include "idcard/read_id_card.h"
 #include "idimage/holder_photo.h"
+#include "tests/support/full_disk.h"
 #include "tests/support/output_capture.h"
 #include "toolkit/qt_versions.h"
 
@@ -444,7 +445,7 @@ private Q_SLOTS:
         QVERIFY(file.remove());
     }
 
-    void missingTemplatesAndUnwritableTargetsAreSilent()
+    void missingTemplatesAreSilentAndUnwritableTargetsAreNot()
     {
         const LogCapture log;
         ReadIDCard reader;
@@ -454,11 +455,22 @@ private Q_SLOTS:
         reader.addMaskByPathBack(none, target, record().get());
         QCOMPARE(QFile(target).size(), 0);
         QFile::remove(target);
+        QCOMPARE(LogCapture::lines(), QStringList());
         QVERIFY(QDir().mkpath(target));
         QString source = templates + "front.jpg";
         reader.addMaskByPath(source, target, record().get());
-        QVERIFY(QDir(target).exists());
-        QCOMPARE(LogCapture::lines(), QStringList());
+        QVERIFY(QDir().rmdir(target));
+        QCOMPARE(LogCapture::lines(), QStringList({"cannot write ./target.jpg: Is a directory"}));
+        LogCapture::lines().clear();
+        writeFile(target, "the face of the card before");
+        {
+            const FullDisk disk;
+            reader.addMaskByPath(source, target, record().get());
+        }
+        QVERIFY2(QFile(target).size() == 0, "nothing of the card before may be left");
+        QCOMPARE(LogCapture::lines(),
+                 QStringList({"cannot write ./target.jpg: no room for the whole of it"}));
+        QVERIFY(QFile::remove(target));
     }
 
     void filesAreReadAsBase64_data()
