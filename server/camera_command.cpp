@@ -11,6 +11,41 @@
 #include <QPointer>
 #include <QWebSocket>
 
+namespace {
+
+// Each window waits inside the one before, on the same stack.
+constexpr int maxCaptureWindows = 4;
+
+class CountedWindow
+{
+public:
+    CountedWindow() { ++m_count; }
+    ~CountedWindow() { --m_count; }
+    CountedWindow(const CountedWindow&) = delete;
+    CountedWindow& operator=(const CountedWindow&) = delete;
+
+    static bool isOneTooMany() { return m_count > maxCaptureWindows; }
+
+private:
+    static inline int m_count = 0;
+};
+
+QString takePicture()
+{
+    const CountedWindow counted;
+    if (CountedWindow::isOneTooMany()) {
+        qWarning("no more than %d capture windows at a time", maxCaptureWindows);
+        return {};
+    }
+    const std::unique_ptr<CaptureDialog> window = createCaptureWindow();
+    if (!window)
+        return {};
+    window->exec();
+    return window->getBase64();
+}
+
+} // namespace
+
 void CTextMessageProcessor::ZCCameraPic(QString functionName, QWebSocket* client,
                                         QString /*request*/)
 {
@@ -19,10 +54,6 @@ void CTextMessageProcessor::ZCCameraPic(QString functionName, QWebSocket* client
 
     // The client may go while the window is open, and its socket with it.
     const QPointer<QWebSocket> asker(client);
-    QString picture;
-    if (const std::unique_ptr<CaptureDialog> window = createCaptureWindow()) {
-        window->exec();
-        picture = window->getBase64();
-    }
+    const QString picture = takePicture();
     send(asker, CreateJson(functionName, picture.isEmpty() ? 0 : 1, QString(), QString(), picture));
 }

@@ -3,10 +3,11 @@
 
 #include "server/echo_server.h"
 
+#include "server/accept_gate.h"
 #include "server/text_message_processor.h"
+#include "server/unread_replies.h"
 
 #include <QDebug>
-#include <QTimer>
 #include <QWebSocket>
 #include <QWebSocketServer>
 
@@ -16,11 +17,9 @@
 
 namespace {
 
-// Far above every command, low enough that a runaway page cannot take the terminal's memory.
-constexpr quint64 maxMessageBytes = 64ULL * 1024 * 1024;
-
-// How long accepting rests when the process has run out of descriptors.
-constexpr int acceptRetryMs = 100;
+// Far above every command, low enough that a message that is sent back costs the other clients no
+// noticeable time (60 MiB cost them five seconds).
+constexpr quint64 maxMessageBytes = 4ULL * 1024 * 1024;
 
 // Options of the listening socket that the toolkit has no setters for.
 void tuneListeningSocket(int descriptor)
@@ -55,6 +54,9 @@ EchoServer::EchoServer(quint16 port, bool debug, QObject* parent)
 EchoServer::~EchoServer()
 {
     m_pWebSocketServer->close();
+    // A socket that is deleted says that it is disconnected, which would change the list.
+    for (QWebSocket* client : qAsConst(m_clients))
+        client->disconnect(this);
     qDeleteAll(m_clients);
 }
 
@@ -63,10 +65,7 @@ bool EchoServer::listen(quint16 port)
     if (!m_pWebSocketServer->listen(QHostAddress::Any, port))
         return false;
     tuneListeningSocket(static_cast<int>(m_pWebSocketServer->nativeDescriptor()));
-    // The toolkit stops accepting for good when descriptors run out; clients leave again.
-    connect(m_pWebSocketServer, &QWebSocketServer::acceptError, this, [this] {
-        QTimer::singleShot(acceptRetryMs, m_pWebSocketServer, &QWebSocketServer::resumeAccepting);
-    });
+    new AcceptGate(m_pWebSocketServer);
     return true;
 }
 
@@ -100,7 +99,7 @@ void EchoServer::processBinaryMessage(QByteArray message)
     auto* client = qobject_cast<QWebSocket*>(sender());
     if (m_debug)
         qDebug() << "Binary Message received:" << message;
-    if (!client)
+    if (!canBeAnswered(client))
         return;
     client->sendBinaryMessage(message);
     client->flush();

@@ -3,6 +3,8 @@
 
 #include "server/text_message_processor.h"
 
+#include "server/unread_replies.h"
+
 #include <QDebug>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -105,7 +107,7 @@ QString CTextMessageProcessor::CreateJson(QString functionName, int success, QSt
 
 void CTextMessageProcessor::send(QWebSocket* client, const QString& reply)
 {
-    if (!client)
+    if (!canBeAnswered(client))
         return;
     client->sendTextMessage(reply);
     client->flush(); // saves a turn of the event loop, or the rest of a handler that goes on

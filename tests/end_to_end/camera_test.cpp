@@ -258,6 +258,23 @@ private Q_SLOTS:
         QVERIFY(shows(pictureOf(reply), Scene::Document));
     }
 
+    void requestsWithoutNumberOpenFewWindows()
+    {
+        openWindow();
+        m_service->forgetOutput();
+        DeskClient other;
+        QVERIFY(other.open());
+        constexpr int burst = 20;
+        for (int i = 0; i < burst; ++i)
+            other.command(command);
+        for (int i = 0; i < burst; ++i)
+            QCOMPARE(other.reply(60000), withoutPicture());
+        QVERIFY(m_service->waitForError("no more than 4 capture windows at a time"));
+        QVERIFY(m_service->standardError().count("CameraUser()++") < burst);
+        QVERIFY(m_operator.press({"Escape"}));
+        QCOMPARE(m_client->reply(), withoutPicture());
+    }
+
     void twoWindowsShowACameraEach()
     {
         openWindow();

@@ -1,9 +1,31 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
+#include "server/echo_server.h"
 #include "server/text_message_processor.h"
+#include "tests/support/desk_client.h"
 
 #include <QTest>
+
+#include <array>
+#include <memory>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
+namespace {
+
+// The server's processor lives to the end of the process, which a leak check would report.
+std::unique_ptr<EchoServer> makeServer()
+{
+#ifdef __SANITIZE_ADDRESS__
+    const __lsan::ScopedDisabler processorStays;
+#endif
+    return std::make_unique<EchoServer>(servicePort, false);
+}
+
+} // namespace
 
 class CommandProtocolTest : public QObject
 {
@@ -93,6 +115,20 @@ private Q_SLOTS:
         QCOMPARE(tagged(), QString(R"({"_tflag":"a1","functionName":"f","msg":"","success":1})"));
         processor.Process(nullptr, R"({"function":"nothing"})");
         QCOMPARE(tagged(), QString(R"({"_tflag":"","functionName":"f","msg":"","success":1})"));
+    }
+
+    void aServerThatGoesDismissesItsClients()
+    {
+        std::unique_ptr<EchoServer> server = makeServer();
+        std::array<DeskClient, 3> clients;
+        for (DeskClient& client : clients) {
+            QVERIFY(client.open());
+            client.send("served");
+            QCOMPARE(client.text(), QString("served"));
+        }
+        server.reset();
+        for (DeskClient& client : clients)
+            QVERIFY(client.waitForClosed());
     }
 };
 

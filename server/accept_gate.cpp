@@ -1,0 +1,77 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "server/accept_gate.h"
+
+#include <QTcpServer>
+#include <QWebSocketServer>
+
+#include <algorithm>
+#include <array>
+#include <poll.h>
+#include <sys/resource.h>
+#include <sys/select.h>
+
+namespace {
+
+constexpr int reservedDescriptors = 64; // a camera window with its libraries opens some thirty
+constexpr int retryMs = 100;
+
+/// How many descriptors the process can still open, none above those that `select` can take:
+/// OpenCV waits for cameras with it. Asked of the kernel without opening anything.
+int freeDescriptors()
+{
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    std::array<pollfd, FD_SETSIZE> all{};
+    const auto count = static_cast<std::size_t>(std::min<rlim_t>(limit.rlim_cur, all.size()));
+    for (std::size_t i = 0; i < count; ++i)
+        all[i].fd = static_cast<int>(i);
+    if (::poll(all.data(), count, 0) < 0)
+        return 0;
+    return static_cast<int>(std::count_if(all.begin(), all.begin() + count, [](const pollfd& one) {
+        return (one.revents & POLLNVAL) != 0;
+    }));
+}
+
+} // namespace
+
+AcceptGate::AcceptGate(QWebSocketServer* server)
+    : QObject(server)
+    , m_server(server)
+    , m_acceptor(server->findChild<QTcpServer*>())
+{
+    m_retry.setInterval(retryMs);
+    connect(&m_retry, &QTimer::timeout, this, &AcceptGate::openWhenEnough);
+    connect(server, &QWebSocketServer::acceptError, this, &AcceptGate::close);
+    if (!m_acceptor)
+        return;
+    m_pendingLimit = m_acceptor->maxPendingConnections();
+    connect(m_acceptor, &QTcpServer::newConnection, this, &AcceptGate::closeWhenFew);
+}
+
+void AcceptGate::closeWhenFew()
+{
+    if (freeDescriptors() <= reservedDescriptors)
+        close();
+}
+
+void AcceptGate::close()
+{
+    // Pausing alone takes effect at the next turn of the event loop, and the acceptor empties the
+    // whole queue in one; without room for pending connections it stops at once.
+    if (m_acceptor)
+        m_acceptor->setMaxPendingConnections(0);
+    m_server->pauseAccepting();
+    m_retry.start();
+}
+
+void AcceptGate::openWhenEnough()
+{
+    if (freeDescriptors() <= reservedDescriptors)
+        return;
+    m_retry.stop();
+    if (m_acceptor)
+        m_acceptor->setMaxPendingConnections(m_pendingLimit);
+    m_server->resumeAccepting();
+}
