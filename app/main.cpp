@@ -2,6 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "app/desktop_environment.h"
+#include "app/missing_display.h"
+#include "app/orderly_end.h"
 #include "server/echo_server.h"
 
 #include <QApplication>
@@ -9,6 +11,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <optional>
 
 namespace {
 
@@ -41,10 +44,15 @@ int main(int argc, char* argv[])
     prepareStandardOutput();
     prepareDesktopEnvironment();
     writeStartUpDiagnostics();
-    QApplication application(argc, argv);
+    std::optional<MissingDisplayReport> missingDisplay(std::in_place);
+    const QApplication application(argc, argv);
+    missingDisplay.reset();
     QApplication::setQuitOnLastWindowClosed(false);
     // Lives to process exit: clients may still be served while the event loop winds down.
-    auto* server = new EchoServer(servicePort, false);
+    static auto* const server = new EchoServer(servicePort, false);
     QObject::connect(server, &EchoServer::closed, &application, &QCoreApplication::quit);
-    return QApplication::exec();
+    const OrderlyEnd orderlyEnd(*server);
+    const int code = QApplication::exec();
+    server->dismissClients();
+    return code;
 }

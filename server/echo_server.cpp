@@ -7,6 +7,7 @@
 #include "server/text_message_processor.h"
 #include "server/unread_replies.h"
 
+#include <QApplication>
 #include <QDebug>
 #include <QWebSocket>
 #include <QWebSocketServer>
@@ -67,6 +68,25 @@ bool EchoServer::listen(quint16 port)
     tuneListeningSocket(static_cast<int>(m_pWebSocketServer->nativeDescriptor()));
     new AcceptGate(m_pWebSocketServer);
     return true;
+}
+
+void EchoServer::endSessions()
+{
+    m_pWebSocketServer->pauseAccepting();
+    for (QWebSocket* client : qAsConst(m_clients)) {
+        disconnect(client, &QWebSocket::textMessageReceived, this, nullptr);
+        disconnect(client, &QWebSocket::binaryMessageReceived, this, nullptr);
+    }
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall); // the frames that wait
+    Q_EMIT m_processor->sEndSign();
+    QApplication::closeAllWindows();
+}
+
+void EchoServer::dismissClients()
+{
+    const QList<QWebSocket*> clients = m_clients; // closing takes them off the list
+    for (QWebSocket* client : clients)
+        client->close(QWebSocketProtocol::CloseCodeGoingAway);
 }
 
 void EchoServer::onNewConnection()

@@ -27,6 +27,13 @@ public:
     EchoServer(quint16 port, bool debug, QObject* parent = nullptr);
     ~EchoServer() override;
 
+    /// Begins the end of the process: takes no further frames, ends the open signing session and
+    /// closes the capture windows. Commands that wait for them answer when the event loops end.
+    void endSessions();
+
+    /// Sends every client a close frame that says that the service goes away.
+    void dismissClients();
+
 Q_SIGNALS:
     /// The listening server has closed; never emitted when listening failed.
     void closed();

@@ -66,8 +66,10 @@ int QHandWritingDevForLibUsb::openDevice()
     }
     int result = libusb_claim_interface(handle, padInterface);
     if (result < 0) {
-        if (libusb_detach_kernel_driver(handle, padInterface) == 0)
+        if (libusb_detach_kernel_driver(handle, padInterface) == 0) {
+            detachedKernelDriver = true;
             qDebug("Kernel Driver Detached!\n");
+        }
         result = libusb_claim_interface(handle, padInterface);
     }
     if (result < 0) {
@@ -112,6 +114,19 @@ int QHandWritingDevForLibUsb::closeDevice()
     }
     handle = nullptr;
     return 1;
+}
+
+void QHandWritingDevForLibUsb::giveBack()
+{
+    closeDevice();
+    if (!detachedKernelDriver)
+        return;
+    detachedKernelDriver = false;
+    // A pad that was replugged has its driver already and refuses another.
+    if (libusb_device_handle* pad = openHandle()) {
+        libusb_attach_kernel_driver(pad, padInterface);
+        libusb_close(pad);
+    }
 }
 
 libusb_device_handle* QHandWritingDevForLibUsb::openHandle() const

@@ -24,7 +24,7 @@ public:
     int findDevice() override;
 
     /// Opens the pad and claims its interface, after detaching the kernel's driver where that is
-    /// needed. The kernel's driver is not attached again.
+    /// needed. The kernel's driver is not attached again before `giveBack`.
     int openDevice() override;
 
     /// Waits up to 300 ms. A failed read never returns sooner than that, so that a pulled pad,
@@ -34,6 +34,10 @@ public:
 
     int closeDevice() override;
 
+    /// Closes the pad and, if its kernel driver was ever detached here, attaches it again: without
+    /// it the pad would be dead to the desktop until it is replugged.
+    void giveBack();
+
 private:
     libusb_device_handle* openHandle() const;
     int transfer(struct PenReport& report, int& received) const;
@@ -41,4 +45,5 @@ private:
     int claimed = 0; ///< 1 while interface 0 is claimed
     libusb_device_handle* handle = nullptr;
     libusb_context* context = nullptr; ///< owned; null when libusb could not be initialised
+    bool detachedKernelDriver = false;
 };

@@ -17,17 +17,19 @@ CGlobalObject::CGlobalObject()
 CGlobalObject* g_globalObj = new CGlobalObject();
 struct_GLOBALSSIGNDATA g_SignData;
 
+void releasePad()
+{
+    g_globalObj->readThread->stopReading();
+    if (auto* pad = dynamic_cast<QHandWritingDevForLibUsb*>(g_globalObj->handWritingDev))
+        pad->giveBack();
+}
+
 namespace {
 
 // The thread uses Qt's and libusb's static data: it must not run on while the process takes them
 // down.
-void stopReaderAtTheEnd()
-{
-    g_globalObj->readThread->stopReading();
-}
-
-const bool readerStopsAtTheEnd = [] {
-    qAddPostRoutine(stopReaderAtTheEnd);
+const bool padIsReleasedAtTheEnd = [] {
+    qAddPostRoutine(releasePad);
     return true;
 }();
 

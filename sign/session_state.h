@@ -54,3 +54,8 @@ struct struct_GLOBALSSIGNDATA
 /// Made before `main`, never deleted.
 extern CGlobalObject* g_globalObj;
 extern struct_GLOBALSSIGNDATA g_SignData;
+
+/// Ends the reader thread and gives the pad back to the desktop; see
+/// `QHandWritingDevForLibUsb::giveBack`. Also runs when the application object goes. Any thread but
+/// the reader.
+void releasePad();

@@ -275,6 +275,16 @@ private Q_SLOTS:
         QCOMPARE(m_client->reply(), withoutPicture());
     }
 
+    void endsWithItsWindowOpen()
+    {
+        openWindow();
+        m_service->sendSignal(SIGTERM);
+        QCOMPARE(m_service->waitForEnd(), 0);
+        QCOMPARE(m_client->reply(), withoutPicture());
+        QVERIFY(m_client->waitForClosed());
+        QVERIFY(m_service->start());
+    }
+
     void twoWindowsShowACameraEach()
     {
         openWindow();

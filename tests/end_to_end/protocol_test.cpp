@@ -284,6 +284,19 @@ private Q_SLOTS:
         QCOMPARE(neighbour.text(), QString("unaffected"));
     }
 
+    void withoutADisplayItSaysSoAndEnds()
+    {
+        QProcessEnvironment environment;
+        environment.insert("DISPLAY", ":4711");
+        ServiceProcess blind;
+        QVERIFY(blind.launch(environment));
+        QCOMPARE(blind.waitForEnd(), 5);
+        const QByteArray text = blind.standardError();
+        QVERIFY2(text.endsWith("\n20220711\ndesk-terminal-service needs a display for its windows: "
+                               "could not connect to display :4711\n"),
+                 text.constData());
+    }
+
     void aThousandClientsAreServedAndForgotten()
     {
         liftOwnDescriptorLimit();

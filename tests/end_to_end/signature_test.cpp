@@ -3,6 +3,7 @@
 
 #include "tests/support/desk_client.h"
 #include "tests/support/service_process.h"
+#include "virtual/identity_reader_usb.h"
 #include "virtual/signature_pad.h"
 
 #include <QFile>
@@ -10,6 +11,7 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <csignal>
 #include <memory>
 
 using namespace virtual_desk;
@@ -71,6 +73,17 @@ int darkPixels(const QImage& image)
             count += qGray(image.pixel(x, y)) < 128;
     }
     return count;
+}
+
+/// Whether a process has a handler for a signal.
+bool handlesSignal(qint64 process, int number)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(process));
+    if (!status.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray all = status.readAll();
+    const int at = all.indexOf("SigCgt:");
+    return (all.mid(at + 7, 17).trimmed().toULongLong(nullptr, 16) >> (number - 1) & 1) != 0;
 }
 
 } // namespace
@@ -400,6 +413,60 @@ private Q_SLOTS:
         QVERIFY(later.open());
         QCOMPARE(line(later.ask("ZCEndSignAB")), QString("ZCEndSignAB 1 "));
         QTRY_COMPARE(line(later.ask("ZCSetModeAB")), QString("ZCSetModeAB 1 "));
+    }
+
+    void endsInOrderWhenAsked_data()
+    {
+        QTest::addColumn<int>("number");
+        QTest::addColumn<bool>("inSession");
+        QTest::newRow("SIGTERM") << SIGTERM << false;
+        QTest::newRow("SIGTERM, in a session") << SIGTERM << true;
+        QTest::newRow("SIGINT") << SIGINT << true;
+        QTest::newRow("SIGHUP") << SIGHUP << true;
+    }
+
+    void endsInOrderWhenAsked()
+    {
+        QFETCH(int, number);
+        QFETCH(bool, inSession);
+        m_page->ask("ZCStartDeviceAB");
+        if (inSession)
+            QVERIFY(begin());
+        m_service->sendSignal(number);
+        QCOMPARE(m_service->waitForEnd(), 0);
+        QVERIFY(m_page->waitForClosed());
+        QCOMPARE(m_page->closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
+        QVERIFY2(m_page->silentFor(0), "nobody cancelled the session");
+        QCOMPARE(ownership().mid(3), QStringList({"release 0", "attach 0"}));
+        QVERIFY(m_service->start());
+    }
+
+    void endsThoughACommandWaitsForItsDevice_data()
+    {
+        QTest::addColumn<bool>("askedTwice");
+        QTest::newRow("asked once") << false;
+        QTest::newRow("asked twice") << true;
+    }
+
+    void endsThoughACommandWaitsForItsDevice()
+    {
+        QFETCH(bool, askedTwice);
+        IdentityReaderUsb silent(*m_testbed, IdentityReaderUsb::Module0503);
+        silent.plug();
+        silent.replaceTransfersFrom(0, UsbAnswer::never());
+        m_page->ask("ZCStartDeviceAB");
+        m_page->command("ZCReadIDCard");
+        QTRY_VERIFY(!silent.log().isEmpty());
+        m_service->sendSignal(SIGTERM);
+        if (askedTwice) {
+            QTRY_VERIFY(!handlesSignal(m_service->processId(), SIGTERM));
+            m_service->sendSignal(SIGTERM);
+            QCOMPARE(m_service->waitForEnd(), -SIGTERM);
+        } else {
+            QCOMPARE(m_service->waitForEnd(), 0);
+            QCOMPARE(ownership().mid(3), QStringList({"release 0", "attach 0"}));
+        }
+        QVERIFY(m_service->start());
     }
 
     void aSessionWithoutTheDeviceTakesNoPen()

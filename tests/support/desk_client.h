@@ -28,6 +28,7 @@ public:
     bool waitForClosed(int timeoutMs = 5000);
     void close() { m_socket.close(); }
     void abort() { m_socket.abort(); }
+    QWebSocketProtocol::CloseCode closeCode() const { return m_socket.closeCode(); }
 
     void send(const QString& text);
     void sendBinary(const QByteArray& bytes);

@@ -9,6 +9,8 @@
 #include <QHostAddress>
 #include <QTcpSocket>
 
+#include <csignal>
+
 namespace {
 
 constexpr int startTimeoutMs = 10000;
@@ -72,6 +74,19 @@ void ServiceProcess::stop()
         m_process.kill();
         m_process.waitForFinished();
     }
+}
+
+void ServiceProcess::sendSignal(int number) const
+{
+    ::kill(static_cast<pid_t>(processId()), number);
+}
+
+int ServiceProcess::waitForEnd(int timeoutMs)
+{
+    if (isRunning() && !m_process.waitForFinished(timeoutMs))
+        return -999;
+    return m_process.exitStatus() == QProcess::CrashExit ? -m_process.exitCode()
+                                                         : m_process.exitCode();
 }
 
 void ServiceProcess::collect()

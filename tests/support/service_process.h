@@ -25,6 +25,9 @@ public:
 
     /// Ends the process with SIGTERM.
     void stop();
+    void sendSignal(int number) const;
+    /// \return the exit code, or minus the number of the signal that ended it; -999 when it runs on
+    int waitForEnd(int timeoutMs = 60000);
 
     bool isRunning() const { return m_process.state() == QProcess::Running; }
     qint64 processId() const { return m_process.processId(); }

@@ -4,11 +4,11 @@
 //
 // A desk with nothing plugged in: the service on emulated devices, and a port to play the desk.
 
+#include "app/termination_signals.h"
 #include "virtual/terminal/control_commands.h"
 #include "virtual/terminal/control_server.h"
 #include "virtual/terminal/desk.h"
 #include "virtual/terminal/service_runner.h"
-#include "virtual/terminal/termination_signals.h"
 
 #include <QCommandLineParser>
 #include <QDir>

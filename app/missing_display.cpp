@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "app/missing_display.h"
+
+#include <QStringList>
+#include <QtDebug>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+QtMessageHandler otherwise = nullptr;
+
+// What the platform plugin says. It says so before the fatal message, which names no display.
+QStringList& platformMessages()
+{
+    static QStringList messages;
+    return messages;
+}
+
+void report(QtMsgType type, const QMessageLogContext& context, const QString& message)
+{
+    constexpr char platform[] = "qt.qpa.";
+    if (type == QtFatalMsg) {
+        const QString reason = platformMessages().value(0, message);
+        std::fprintf(stderr, "desk-terminal-service needs a display for its windows: %s\n",
+                     qPrintable(reason.simplified()));
+        std::_Exit(exitWithoutDisplay);
+    }
+    if (context.category && std::strncmp(context.category, platform, std::strlen(platform)) == 0) {
+        platformMessages() << message;
+    } else {
+        otherwise(type, context, message);
+    }
+}
+
+} // namespace
+
+MissingDisplayReport::MissingDisplayReport()
+{
+    otherwise = qInstallMessageHandler(report);
+}
+
+MissingDisplayReport::~MissingDisplayReport()
+{
+    qInstallMessageHandler(otherwise);
+    for (const QString& message : qAsConst(platformMessages()))
+        qWarning("%s", qUtf8Printable(message));
+    platformMessages().clear();
+}

@@ -1,0 +1,58 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "app/orderly_end.h"
+
+#include "app/termination_signals.h"
+#include "server/echo_server.h"
+#include "sign/session_state.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+#include <QtDebug>
+
+#include <cstdlib>
+
+namespace {
+
+// Below the five seconds after which an upgrade, or who else asks, kills the process.
+constexpr int patienceMs = 3000;
+
+void endWithoutTheGuiThread()
+{
+    qWarning("ended while a command waited for its device");
+    releasePad();
+    std::_Exit(EXIT_SUCCESS);
+}
+
+} // namespace
+
+OrderlyEnd::OrderlyEnd(EchoServer& server)
+    : m_server(server)
+{
+    // Both live on the watching thread and are deleted when it ends.
+    auto* termination = new TerminationSignals;
+    auto* patience = new QTimer;
+    patience->setSingleShot(true);
+    patience->setInterval(patienceMs);
+    for (QObject* object : {static_cast<QObject*>(termination), static_cast<QObject*>(patience)}) {
+        object->moveToThread(&m_watch);
+        connect(&m_watch, &QThread::finished, object, &QObject::deleteLater);
+    }
+    connect(termination, &TerminationSignals::arrived, patience, QOverload<>::of(&QTimer::start));
+    connect(termination, &TerminationSignals::arrived, this, &OrderlyEnd::begin);
+    connect(patience, &QTimer::timeout, patience, &endWithoutTheGuiThread);
+    m_watch.start();
+}
+
+OrderlyEnd::~OrderlyEnd()
+{
+    m_watch.quit();
+    m_watch.wait();
+}
+
+void OrderlyEnd::begin()
+{
+    m_server.endSessions();
+    QCoreApplication::quit();
+}
