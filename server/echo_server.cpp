@@ -20,7 +20,7 @@ namespace {
 
 // Far above every command, low enough that a message that is sent back costs the other clients no
 // noticeable time (60 MiB cost them five seconds).
-constexpr quint64 maxMessageBytes = 4ULL * 1024 * 1024;
+constexpr quint64 maxMessageBytes = 8ULL * 1024 * 1024;
 
 // Options of the listening socket that the toolkit has no setters for.
 void tuneListeningSocket(int descriptor)
