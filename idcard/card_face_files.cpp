@@ -23,20 +23,20 @@ struct Face
 {
     void (*const paintCaptions)(QPixmap& face);
     void (*const paintValues)(QPixmap& face, const IDINFO& info);
-    qint64 templateKey = 0;
-    QPixmap captioned{};
+    qint64 templateKey;
+    QPixmap captioned;
 };
 
 // Never deleted, because a pixmap must not outlive the application.
 Face& front()
 {
-    static auto* face = new Face{CardFaces::paintFrontCaptions, CardFaces::paintFrontValues};
+    static auto* face = new Face{CardFaces::paintFrontCaptions, CardFaces::paintFrontValues, 0, {}};
     return *face;
 }
 
 Face& back()
 {
-    static auto* face = new Face{CardFaces::paintBackCaptions, CardFaces::paintBackValues};
+    static auto* face = new Face{CardFaces::paintBackCaptions, CardFaces::paintBackValues, 0, {}};
     return *face;
 }
 

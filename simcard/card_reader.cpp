@@ -31,11 +31,12 @@ using Bytes = std::vector<std::uint8_t>;
 template <typename Body>
 int guarded(Body&& body)
 {
-    LONG code = SCARD_E_NO_MEMORY;
+    LONG code = SCARD_S_SUCCESS;
     try {
         code = body();
     } catch (const std::exception&) {
         // Nothing may leave a C function; all that is thrown below is the want of memory.
+        code = SCARD_E_NO_MEMORY;
     }
     return static_cast<int>(static_cast<std::uint32_t>(code));
 }

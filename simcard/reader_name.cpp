@@ -29,8 +29,9 @@ std::optional<NumberedName> splitNumber(std::string_view name)
     }
     const std::string_view digits = name.substr(space + 1);
     NumberedName split{name.substr(0, space)};
-    const char* const end = digits.data() + digits.size();
-    const auto [stop, error] = std::from_chars(digits.data(), end, split.number);
+    const char* const begin = digits.data();
+    const char* const end = begin + digits.size();
+    const auto [stop, error] = std::from_chars(begin, end, split.number);
     if (digits.empty() || error != std::errc() || stop != end) {
         return std::nullopt;
     }

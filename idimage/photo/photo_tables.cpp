@@ -44,7 +44,7 @@ int bandAt(int row, int column)
         const bool right = column >= PlaneColumns >> level;
         const bool lower = row >= PlaneRows >> level;
         if (right || lower) {
-            const int orientation = right ? (lower ? 3 : 1) : 2;
+            const int orientation = (right ? 1 : 0) + (lower ? 2 : 0);
             return 3 * (Levels - level) + orientation;
         }
     }
