@@ -32,7 +32,9 @@ The package starts the service with the desktop session, gives the devices
 to whoever sits at the desk, and contains the client library, the console
 page and the documents for developers and administrators.")
 # What the program's libraries do not show: the launcher's tools and the fonts of windows and card faces.
-set(CPACK_DEBIAN_SERVICE_PACKAGE_DEPENDS "fontconfig, fonts-liberation, fonts-noto-cjk, iproute2, passwd, udev")
+# "Liberation Sans Narrow" has moved to a package of its own with Debian 13.
+set(CPACK_DEBIAN_SERVICE_PACKAGE_DEPENDS
+    "fontconfig, fonts-liberation-sans-narrow | fonts-liberation (<< 1:2), fonts-noto-cjk, iproute2, passwd, udev")
 set(CPACK_DEBIAN_SERVICE_PACKAGE_RECOMMENDS "pcscd, pcsc-tools, x11-xserver-utils")
 set(CPACK_DEBIAN_SERVICE_PACKAGE_CONTROL_EXTRA
     "${packaging}/debian/conffiles;${packaging}/debian/postinst;${packaging}/debian/prerm;${packaging}/debian/postrm")
