@@ -308,7 +308,7 @@ private Q_SLOTS:
 
     void convertsColoursByTheFormula_data()
     {
-        QTest::addColumn<int>("y");
+        QTest::addColumn<int>("luma");
         QTest::addColumn<int>("cb");
         QTest::addColumn<int>("cr");
         QTest::addColumn<QString>("rgb");
@@ -321,10 +321,10 @@ private Q_SLOTS:
 
     void convertsColoursByTheFormula()
     {
-        QFETCH(int, y);
+        QFETCH(int, luma);
         QFETCH(int, cb);
         QFETCH(int, cr);
-        const auto rgb = toRgb(y, cb, cr);
+        const auto rgb = toRgb(luma, cb, cr);
         QTEST(QString("%1 %2 %3").arg(rgb[0]).arg(rgb[1]).arg(rgb[2]), "rgb");
     }
 
