@@ -15,6 +15,7 @@
 
 namespace {
 
+constexpr char program[] = "/usr/sbin/pcscd";
 constexpr int startTimeoutMs = 5000;
 constexpr int endTimeoutMs = 5000;
 constexpr int pollMs = 5;
@@ -37,6 +38,16 @@ LONG askForReaders()
     return code;
 }
 
+// Debian 13's daemon asks polkit for every client, and refuses all where there is no system bus.
+bool asksPolkit(const QProcessEnvironment& environment)
+{
+    QProcess daemon;
+    daemon.setProcessEnvironment(environment);
+    daemon.start(QString::fromLatin1(program), {QStringLiteral("--version")});
+    daemon.waitForFinished();
+    return daemon.readAllStandardOutput().contains("polkit");
+}
+
 } // namespace
 
 const char PcscDaemon::readerName[] = "Generic EMV Smartcard Reader";
@@ -57,9 +68,13 @@ bool PcscDaemon::start(Reader reader)
     m_process.setProcessEnvironment(environment);
     m_process.setProcessChannelMode(QProcess::MergedChannels);
     m_process.setStandardOutputFile(m_directory.filePath(QStringLiteral("pcscd.log")));
-    m_process.start(QStringLiteral("/usr/sbin/pcscd"),
-                    {QStringLiteral("--foreground"), QStringLiteral("--info"),
-                     QStringLiteral("--config"), m_directory.filePath(QStringLiteral("readers"))});
+    static const bool withoutPolkit = asksPolkit(environment);
+    QStringList options{QStringLiteral("--foreground"), QStringLiteral("--info"),
+                        QStringLiteral("--config"),
+                        m_directory.filePath(QStringLiteral("readers"))};
+    if (withoutPolkit)
+        options += QStringLiteral("--disable-polkit");
+    m_process.start(QString::fromLatin1(program), options);
     const LONG ready = reader == Reader::none ? SCARD_E_NO_READERS_AVAILABLE : SCARD_S_SUCCESS;
     QElapsedTimer timer;
     timer.start();
