@@ -10,6 +10,8 @@
 #include <QDir>
 #include <QFile>
 #include <QJsonObject>
+#include <QLocalServer>
+#include <QLocalSocket>
 #include <QProcess>
 #include <QtTest>
 
@@ -147,6 +149,21 @@ private Q_SLOTS:
         QCOMPARE(look.code, 1);
         QVERIFY2(look.words.contains("MISSING  signature pad"), qPrintable(look.words));
         play(R"({"command": "plug", "device": "pad"})");
+    }
+
+    void theDoctorTellsARefusalBySmartCardsApart()
+    {
+        // What a client sees of a daemon whose polkit refuses it: the connection ends at once.
+        QLocalServer daemon;
+        QVERIFY(daemon.listen("/tmp/refusing.comm"));
+        connect(&daemon, &QLocalServer::newConnection, this,
+                [&daemon] { delete daemon.nextPendingConnection(); });
+        QProcess doctor;
+        doctor.setProcessEnvironment(withVariable("PCSCLITE_CSOCK_NAME", daemon.fullServerName()));
+        doctor.start("desk-terminal-doctor", QStringList());
+        QTRY_COMPARE_WITH_TIMEOUT(doctor.state(), QProcess::NotRunning, 60000);
+        const QByteArray words = doctor.readAllStandardOutput();
+        QVERIFY2(words.contains("MISSING  access denied by the PC/SC daemon"), words.constData());
     }
 
 private:
