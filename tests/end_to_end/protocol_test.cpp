@@ -319,7 +319,7 @@ private Q_SLOTS:
     {
         DeskClient client;
         QVERIFY(client.open());
-        const QByteArray bytes(4 << 20, 'x');
+        const QByteArray bytes(8 << 20, 'x'); // the largest message
         const auto echo = [&] {
             client.sendBinary(bytes);
             return client.binary(20000) == bytes;
