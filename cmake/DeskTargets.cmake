@@ -31,8 +31,7 @@ target_compile_options(
               -Wold-style-cast
               -Wcast-align
               -Wformat=2
-              -Wundef
-              -Werror)
+              -Wundef)
 target_include_directories(desk_options INTERFACE "${CMAKE_SOURCE_DIR}")
 # What a distribution builds its packages with; the fortified functions need optimisation.
 target_compile_options(
