@@ -5,10 +5,12 @@
 
 #include "sign/saturated_cast.h"
 
+#include <QLineF>
 #include <QPainter>
 #include <QPen>
 
 #include <algorithm>
+#include <cmath>
 
 namespace {
 
@@ -19,6 +21,34 @@ constexpr double pressureScale = 1.0 / 1024;
 constexpr int widestPen = 32767;
 // Antialiasing and the rounding of the rasteriser reach a little beyond the geometry.
 constexpr double margin = 2;
+// Qt 5 cuts lines there itself; Qt 6 goes through every row of them, on the canvas or not.
+constexpr double farthest = 32767;
+
+bool isFar(const QPointF& point)
+{
+    return std::abs(point.x()) > farthest || std::abs(point.y()) > farthest;
+}
+
+/// Cuts a line to what lies in a rectangle. \return whether anything does.
+bool cutTo(const QRectF& rectangle, QLineF& line)
+{
+    double begin = 0;
+    double end = 1;
+    const auto cut = [&](double start, double length, double low, double high) {
+        if (length == 0)
+            return start >= low && start <= high;
+        const double atLow = (low - start) / length;
+        const double atHigh = (high - start) / length;
+        begin = std::max(begin, std::min(atLow, atHigh));
+        end = std::min(end, std::max(atLow, atHigh));
+        return begin <= end;
+    };
+    if (!cut(line.x1(), line.dx(), rectangle.left(), rectangle.right()) ||
+        !cut(line.y1(), line.dy(), rectangle.top(), rectangle.bottom()))
+        return false;
+    line = QLineF(line.pointAt(begin), line.pointAt(end));
+    return true;
+}
 
 } // namespace
 
@@ -48,11 +78,16 @@ QRect Stroke::bounds(const QSize& canvas) const
 
 void Stroke::paint(QPixmap& canvas) const
 {
+    QLineF line(m_from, m_to);
+    const double reach = m_width / 2.0 + margin;
+    const QRectF reached = QRectF(canvas.rect()).adjusted(-reach, -reach, reach, reach);
+    if ((isFar(m_from) || isFar(m_to)) && !cutTo(reached, line))
+        return;
     QPainter painter(&canvas);
     painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
     painter.setPen(QPen(m_color, m_width, Qt::SolidLine, Qt::RoundCap));
     if (m_isPoint)
         painter.drawPoint(m_to);
     else
-        painter.drawLine(m_from, m_to);
+        painter.drawLine(line);
 }
