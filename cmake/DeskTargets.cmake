@@ -32,6 +32,7 @@ target_compile_options(
               -Wcast-align
               -Wformat=2
               -Wundef)
+target_compile_definitions(desk_options INTERFACE _FILE_OFFSET_BITS=64) # of 32-bit systems
 target_include_directories(desk_options INTERFACE "${CMAKE_SOURCE_DIR}")
 # What a distribution builds its packages with; the fortified functions need optimisation.
 target_compile_options(

@@ -69,7 +69,7 @@ long HidIDCard::ICC_Reader_Open(char* /*port*/)
     result = claim();
     if (result < 0)
         return result;
-    const long handle = reinterpret_cast<long>(m_handle);
+    const long handle = openHandle();
     std::printf("ReaderHandle:%ld %d\n", handle, 66);
     return handle;
 }

@@ -82,6 +82,7 @@ private:
     int claim();
     bool addressCard(long handle, unsigned char command, unsigned char& result);
     bool isOpen(long handle) const;
+    long openHandle() const;
     void release();
 
     libusb_context* m_context = nullptr;

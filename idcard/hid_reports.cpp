@@ -9,6 +9,8 @@
 #include <libusb.h>
 
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 
 namespace {
 
@@ -48,7 +50,14 @@ int HidIDCard::HidD_GetFeature(long handle, unsigned char* report, int /*length*
 // A handle that the object has not given out, or has closed, must not reach libusb as a pointer.
 bool HidIDCard::isOpen(long handle) const
 {
-    return m_handle && handle == reinterpret_cast<long>(m_handle);
+    return m_handle && handle == openHandle();
+}
+
+long HidIDCard::openHandle() const
+{
+    // A negative handle is an error: in 32 bits the upper half of the addresses must not be one.
+    constexpr std::uintptr_t positive = std::numeric_limits<long>::max();
+    return static_cast<long>(reinterpret_cast<std::uintptr_t>(m_handle) & positive);
 }
 
 int HidIDCard::SetUsbMsg(long handle, unsigned char* data, int length)

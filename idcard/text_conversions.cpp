@@ -70,7 +70,7 @@ long FindUnicode(long gbCode)
         const std::int64_t* block = lGb2312 + start;
         const int count = std::min(SearchBlock, Gb2312Searched - start);
         if (blockHolds(block, count, gbCode)) {
-            return lUnicode[std::find(block, block + count, gbCode) - lGb2312];
+            return static_cast<long>(lUnicode[std::find(block, block + count, gbCode) - lGb2312]);
         }
     }
     return 0;
@@ -185,7 +185,7 @@ int ReadIDCard::UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*un
         const unsigned character = characterAt(i);
         char bytes[3] = {Space, Space, static_cast<char>(character)};
         if (!isDigit(character)) {
-            ::TurnAscii(character, bytes);
+            ::TurnAscii(static_cast<long>(character), bytes);
         }
         target = std::copy(std::begin(bytes), std::end(bytes), target);
     }

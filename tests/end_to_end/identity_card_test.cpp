@@ -409,7 +409,7 @@ private Q_SLOTS:
         m_usb->clearLog();
         m_client->send(R"({"act":"readIntegratedCard","_tflag":"t1"})");
         QCOMPARE(m_client->text(), commonReply("", result, "读卡失败"));
-        QTEST(m_usb->log().count(claim), "claims");
+        QTEST(static_cast<int>(m_usb->log().count(claim)), "claims");
         QVERIFY(!QFile::exists(frontFile));
         QVERIFY(m_service.waitForError("ZCReadIDCard2\n"));
         QVERIFY(!m_service.standardError().contains("ZCReadIDCard1"));

@@ -228,7 +228,7 @@ private Q_SLOTS:
         QCOMPARE(m_card->SetUsbMsg(m_handle, command, sizeof(command)), 0);
         QCOMPARE(m_card->GetUsbMsg(m_handle, m_data.data(), &stated), 0);
         QCOMPARE(stated, static_cast<unsigned>(length));
-        QTEST(m_reader->log().size() - 1, "reports");
+        QTEST(static_cast<int>(m_reader->log().size()) - 1, "reports");
         const QByteArray kept = message.left(recordBytes);
         QCOMPARE(QByteArray(reinterpret_cast<char*>(m_data.data()), kept.size()), kept);
         QCOMPARE(m_data[static_cast<std::size_t>(kept.size())], untouched);
@@ -264,7 +264,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, written);
         m_reader->setRawReply(reports);
         QCOMPARE(m_card->PICC_Reader_ID_Read(m_handle, m_data.data()), long{result});
-        QTEST(m_reader->log().size() - 1, "reads");
+        QTEST(static_cast<int>(m_reader->log().size()) - 1, "reads");
         QCOMPARE(QByteArray(reinterpret_cast<char*>(m_data.data()), written.size()), written);
         QCOMPARE(m_data[static_cast<std::size_t>(written.size())], untouched);
     }
