@@ -20,7 +20,7 @@ public:
     explicit FacePainter(QPixmap& face);
 
     /// \param spacing pixels between two letters, in addition to their own advance
-    /// \param weight  0 to 99, 50 is normal
+    /// \param weight  from 0, thin, to 50, normal
     void setFont(const QString& family, int pointSize, int spacing, int weight = 50);
     void setColour(const QColor& colour);
     void drawText(double x, double y, int offset, const QString& text);

@@ -86,7 +86,8 @@ void setLocaleCodecToGb2312()
 
 void setFontWeight(QFont& font, int weight)
 {
-    font.setLegacyWeight(weight);
+    const int thin = QFont::Thin;
+    font.setWeight(static_cast<QFont::Weight>(thin + weight * (QFont::Normal - thin) / 50));
 }
 
 DependentProcess::DependentProcess()

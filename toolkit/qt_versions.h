@@ -20,7 +20,7 @@ void ignoreMonitorResolution();
 /// output of diagnostics is replaced; a message handler that someone else installed stays.
 void setLocaleCodecToGb2312();
 
-/// \param weight 0 to 99, 50 is normal: the scale of Qt 5
+/// \param weight from 0, thin, to 50, normal: the lighter half of the scale of Qt 5
 void setFontWeight(QFont& font, int weight);
 
 /// \brief A child process that is killed when the thread that started it ends, and in a process
