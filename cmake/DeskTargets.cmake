@@ -31,7 +31,13 @@ target_compile_options(
               -Wold-style-cast
               -Wcast-align
               -Wformat=2
-              -Wundef)
+              -Wundef
+              # Not fused: arm64 would otherwise round other pixels than amd64.
+              -ffp-contract=off)
+if(DESK_QT EQUAL 6)
+    # Later versions deprecate what Qt 5 has no other name for.
+    target_compile_definitions(desk_options INTERFACE QT_WARN_DEPRECATED_UP_TO=0x060100)
+endif()
 target_compile_definitions(desk_options INTERFACE _FILE_OFFSET_BITS=64) # of 32-bit systems
 target_include_directories(desk_options INTERFACE "${CMAKE_SOURCE_DIR}")
 # What a distribution builds its packages with; the fortified functions need optimisation.
@@ -70,6 +76,9 @@ function(desk_add_test name)
     cmake_parse_arguments(arg "DEVICES" "TIMEOUT" "SOURCES;LIBRARIES;LOCKS;LABELS" ${ARGN})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
+    endif()
+    if(CMAKE_CROSSCOMPILING)
+        math(EXPR arg_TIMEOUT "5 * ${arg_TIMEOUT}") # emulated
     endif()
     add_executable(${name} ${arg_SOURCES})
     set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON)
