@@ -15,7 +15,7 @@ namespace {
 class CoefficientEncoder
 {
 public:
-    CoefficientEncoder(QmEncoder& encoder, const PhotoCoefficients& coefficients,
+    CoefficientEncoder(QmEncoder& encoder, const photo::PlaneCoefficients& coefficients,
                        const photo::Plane& coded, int fetchable)
         : m_encoder(encoder)
         , m_coefficients(coefficients)
@@ -25,7 +25,7 @@ public:
     }
 
     void encodePlane(size_t c, int bit);
-    const PhotoCoefficients& known() const { return m_known; }
+    const photo::PlaneCoefficients& known() const { return m_known; }
 
 private:
     bool code(photo::State& model, int context, bool value);
@@ -35,14 +35,14 @@ private:
     bool encodeRefinement(size_t c, size_t i, int bit);
 
     QmEncoder& m_encoder;
-    const PhotoCoefficients& m_coefficients;
+    const photo::PlaneCoefficients& m_coefficients;
     const photo::Plane& m_coded;
     int m_fetchable;
     photo::CoefficientModels m_models;
     std::array<photo::CoefficientContexts, Components> m_contexts{photo::CoefficientContexts(0),
                                                                   photo::CoefficientContexts(1),
                                                                   photo::CoefficientContexts(2)};
-    PhotoCoefficients m_known;
+    photo::PlaneCoefficients m_known;
 };
 
 // Returns false when there is no room for the decision.
@@ -130,9 +130,10 @@ bool CoefficientEncoder::encodeRefinement(size_t c, size_t i, int bit)
 
 } // namespace
 
-PhotoCoefficients encodeCoefficients(QmEncoder& encoder, const PhotoCoefficients& coefficients,
-                                     const photo::Plane& coded, const photo::StreamSetup& setup,
-                                     int fetchable)
+photo::PlaneCoefficients encodeCoefficients(QmEncoder& encoder,
+                                            const photo::PlaneCoefficients& coefficients,
+                                            const photo::Plane& coded,
+                                            const photo::StreamSetup& setup, int fetchable)
 {
     CoefficientEncoder coefficientEncoder(encoder, coefficients, coded, fetchable);
     const int planes = *std::max_element(setup.bitPlanes.begin(), setup.bitPlanes.end());

@@ -6,16 +6,13 @@
 #include "idimage/photo/photo_coefficients.h"
 #include "virtual/qm_encoder.h"
 
-#include <array>
-
-using PhotoCoefficients = std::array<photo::Coefficients, photo::Components>;
-
 /// Codes quantised coefficients in the order in which `photo::decodeCoefficients` decodes them,
 /// until a decoder would have fetched \p fetchable bytes (counted without stuffing) or every bit
 /// plane is done.
 ///
 /// \param coded 1 where a coefficient stands (`photo::decomposeMask`)
 /// \return what a decoder knows of the coefficients at that point
-PhotoCoefficients encodeCoefficients(QmEncoder& encoder, const PhotoCoefficients& coefficients,
-                                     const photo::Plane& coded, const photo::StreamSetup& setup,
-                                     int fetchable);
+photo::PlaneCoefficients encodeCoefficients(QmEncoder& encoder,
+                                            const photo::PlaneCoefficients& coefficients,
+                                            const photo::Plane& coded,
+                                            const photo::StreamSetup& setup, int fetchable);

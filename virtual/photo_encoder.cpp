@@ -83,9 +83,9 @@ Samples transformed(const Samples& samples, const std::array<int, Components>& m
     return coefficients;
 }
 
-PhotoCoefficients quantised(const Samples& coefficients, photo::StreamSetup& setup)
+photo::PlaneCoefficients quantised(const Samples& coefficients, photo::StreamSetup& setup)
 {
-    PhotoCoefficients result;
+    photo::PlaneCoefficients result;
     for (size_t c = 0; c < Components; ++c) {
         int largest = 0;
         for (size_t i = 0; i < photo::PlaneSize; ++i) {
@@ -161,11 +161,12 @@ Encoded encodeAtScale(const Samples& samples, const Samples& coefficients, photo
                       int payloadBytes)
 {
     const photo::Plane coded = photo::decomposeMask(photo::objectMask(), photo::Levels);
-    const PhotoCoefficients exact = quantised(coefficients, setup);
+    const photo::PlaneCoefficients exact = quantised(coefficients, setup);
     for (int fetchable = payloadBytes;; --fetchable) {
         QmEncoder encoder;
         codeSetup(encoder, setup);
-        const PhotoCoefficients known = encodeCoefficients(encoder, exact, coded, setup, fetchable);
+        const photo::PlaneCoefficients known =
+            encodeCoefficients(encoder, exact, coded, setup, fetchable);
         const int needed = std::min(fetchable, encoder.bytesFetched() + 1);
         const auto payload = stuffed(encoder.finish(), needed, payloadBytes);
         if (payload) {

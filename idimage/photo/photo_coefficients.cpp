@@ -22,7 +22,7 @@ public:
     {
     }
 
-    std::array<Coefficients, Components> decode();
+    PlaneCoefficients decode();
 
 private:
     bool decision(State& model, int context, int& value);
@@ -37,10 +37,10 @@ private:
     const StreamSetup& m_setup;
     CoefficientModels m_models;
     std::array<CoefficientContexts, Components> m_contexts;
-    std::array<Coefficients, Components> m_coefficients;
+    PlaneCoefficients m_coefficients;
 };
 
-std::array<Coefficients, Components> CoefficientDecoder::decode()
+PlaneCoefficients CoefficientDecoder::decode()
 {
     const int planes = *std::max_element(m_setup.bitPlanes.begin(), m_setup.bitPlanes.end());
     for (int bit = planes - 1; bit >= 0; --bit) {
@@ -128,8 +128,8 @@ bool CoefficientDecoder::refine(size_t c, size_t i, int bit)
 
 } // namespace
 
-std::array<Coefficients, Components>
-decodeCoefficients(ArithmeticDecoder& decoder, const Plane& coded, const StreamSetup& setup)
+PlaneCoefficients decodeCoefficients(ArithmeticDecoder& decoder, const Plane& coded,
+                                     const StreamSetup& setup)
 {
     return CoefficientDecoder(decoder, coded, setup).decode();
 }

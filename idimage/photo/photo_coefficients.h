@@ -35,6 +35,8 @@ struct Coefficients
     std::vector<std::uint8_t> unknownBits = std::vector<std::uint8_t>(PlaneSize); ///< not coded
 };
 
+using PlaneCoefficients = std::array<Coefficients, Components>;
+
 /// \brief Decodes the coefficient stage of this project's streams, an embedded coding of wavelet
 /// coefficients.
 ///

@@ -66,7 +66,7 @@ Result decodeSetup(ArithmeticDecoder& decoder, State& model, StreamSetup& setup)
     return inRange ? Success : BadSetup;
 }
 
-std::array<Plane, Components> reconstruct(const std::array<Coefficients, Components>& coefficients,
+std::array<Plane, Components> reconstruct(const PlaneCoefficients& coefficients,
                                           const StreamSetup& setup, const Plane& decomposedMask)
 {
     std::array<Plane, Components> planes;
@@ -79,7 +79,8 @@ std::array<Plane, Components> reconstruct(const std::array<Coefficients, Compone
     return planes;
 }
 
-Result decodePayload(const NR& payload, std::uint16_t checkSum, Image& image)
+Result decodeStream(const NR& payload, std::uint16_t checkSum, const Plane& decomposedMask,
+                    StreamSetup& setup, PlaneCoefficients& coefficients)
 {
     ArithmeticDecoder decoder(payload);
     State headerModel;
@@ -87,18 +88,23 @@ Result decodePayload(const NR& payload, std::uint16_t checkSum, Image& image)
     Result result = decodeHeaderFields(decoder, headerModel);
     if (result != Success)
         return result;
-    StreamSetup setup;
     result = decodeSetup(decoder, headerModel, setup);
     if (result != Success)
         return result;
     if (checkSum != payloadCheckSum(payload))
         return InconsistentStream;
+    coefficients = decodeCoefficients(decoder, decomposedMask, setup);
+    return decoder.hasSurplus() ? InconsistentStream : Success;
+}
 
+Result decodePayload(const NR& payload, std::uint16_t checkSum, Image& image)
+{
     const Plane coded = decomposeMask(objectMask(), Levels);
-    const auto coefficients = decodeCoefficients(decoder, coded, setup);
-    if (decoder.hasSurplus())
-        return InconsistentStream;
-
+    StreamSetup setup;
+    PlaneCoefficients coefficients;
+    const Result result = decodeStream(payload, checkSum, coded, setup, coefficients);
+    if (result != Success)
+        return result;
     image = convertColours(reconstruct(coefficients, setup, coded));
     fillBackground(image);
     smoothEdges(image);

@@ -33,8 +33,25 @@ Result decodeHeaderFields(ArithmeticDecoder& decoder, State& model);
 /// Decodes the set-up values, in the same model. \return `Success`, `UnknownStream` or `BadSetup`.
 Result decodeSetup(ArithmeticDecoder& decoder, State& model, StreamSetup& setup);
 
+/// The first stage of `decodePayload`: a payload to the coefficients that it codes.
+///
+/// \param checkSum       as of `decodePayload`.
+/// \param decomposedMask 1 where a coefficient stands (`decomposeMask`).
+/// \param setup, coefficients filled; the coefficients start empty.
+/// \return `Success`, or one of the codes from `BadFlag` on.
+Result decodeCoefficients(const NR& payload, std::uint16_t checkSum, const Plane& decomposedMask,
+                          StreamSetup& setup, Coefficients& coefficients);
+
+/// The first stage of `decodePayload`: a payload to the coefficients that it codes.
+///
+/// \param checkSum       as of `decodePayload`.
+/// \param decomposedMask 1 where a coefficient stands (`decomposeMask`).
+/// \return `Success`, or one of the codes from `BadFlag` on.
+Result decodeStream(const NR& payload, std::uint16_t checkSum, const Plane& decomposedMask,
+                    StreamSetup& setup, PlaneCoefficients& coefficients);
+
 /// Component planes of values 0 to 255 from quantised coefficients.
-std::array<Plane, Components> reconstruct(const std::array<Coefficients, Components>& coefficients,
+std::array<Plane, Components> reconstruct(const PlaneCoefficients& coefficients,
                                           const StreamSetup& setup, const Plane& decomposedMask);
 
 /// Everything behind the framing: a payload to an image. `InitData` has been called.
