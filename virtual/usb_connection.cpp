@@ -77,11 +77,30 @@ UsbEvent interfaceEvent(UsbEvent::Kind kind, int interface, int error)
 
 } // namespace
 
+UsbAddress UsbAddress::ofPlug(int plug)
+{
+    constexpr int lastDevice = 127;
+    const int full = (plug - 1) / lastDevice;
+    return {full == 0 ? 1 : full + 2, 1 + (plug - 1) % lastDevice}; // the cameras are on bus 2
+}
+
+QByteArray UsbAddress::path() const
+{
+    const QByteArray number = QByteArray::number(bus);
+    return "/devices/usb" + number + "/" + number + "-" + QByteArray::number(device);
+}
+
+QByteArray UsbAddress::node() const
+{
+    return "bus/usb/" + QByteArray::number(bus).rightJustified(3, '0') + "/" +
+           QByteArray::number(device).rightJustified(3, '0');
+}
+
 UsbConnection::UsbConnection(Testbed& testbed, std::shared_ptr<UsbDevice::Shared> shared,
-                             int deviceNumber)
+                             UsbAddress address)
     : m_testbed(testbed)
     , m_shared(std::move(shared))
-    , m_deviceNumber(deviceNumber)
+    , m_address(address)
 {
     for (const UsbInterface& interface : m_shared->description.interfaces) {
         if (!interface.kernelDriver.isEmpty()) {
@@ -96,8 +115,9 @@ bool UsbConnection::plug()
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_alive = true;
     }
-    const QByteArray number = QByteArray::number(m_deviceNumber);
-    const QByteArray node = "bus/usb/001/" + number.rightJustified(3, '0');
+    const QByteArray bus = QByteArray::number(m_address.bus);
+    const QByteArray number = QByteArray::number(m_address.device);
+    const QByteArray node = m_address.node();
     m_testbed.attachIoctl("/dev/" + node, [self = shared_from_this()](const IoctlClient& client) {
         return self->handle(client);
     });
@@ -105,10 +125,11 @@ bool UsbConnection::plug()
     const QByteArray product = QByteArray::number(usb.product, 16).rightJustified(4, '0');
     const QByteArray vendor = QByteArray::number(usb.vendor, 16).rightJustified(4, '0');
     return m_testbed.addDevices(
-        "P: /devices/usb1/1-" + number + "\nN: " + node +
-        "=00\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nE: DRIVER=usb\nE: BUSNUM=001\nE: DEVNUM=" +
-        number.rightJustified(3, '0') + "\nE: DEVNAME=/dev/" + node + "\nE: ID_VENDOR_ID=" +
-        vendor + "\nE: ID_MODEL_ID=" + product + "\nA: busnum=1\\n\nA: devnum=" + number +
+        "P: " + m_address.path() + "\nN: " + node +
+        "=00\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nE: DRIVER=usb\nE: BUSNUM=" +
+        bus.rightJustified(3, '0') + "\nE: DEVNUM=" + number.rightJustified(3, '0') +
+        "\nE: DEVNAME=/dev/" + node + "\nE: ID_VENDOR_ID=" + vendor +
+        "\nE: ID_MODEL_ID=" + product + "\nA: busnum=" + bus + "\\n\nA: devnum=" + number +
         "\\n\nA: bConfigurationValue=1\\n\nA: speed=12\\n\nA: idVendor=" + vendor +
         "\\n\nA: idProduct=" + product +
         "\\n\nH: descriptors=" + usbDescriptors(usb).toHex().toUpper() + "\n");
@@ -133,9 +154,7 @@ void UsbConnection::pullPlug()
         const std::lock_guard<std::mutex> lock(self->m_mutex);
         self->finishAll();
     });
-    const QByteArray number = QByteArray::number(m_deviceNumber);
-    m_testbed.removeDevice("/sys/devices/usb1/1-" + number,
-                           "/dev/bus/usb/001/" + number.rightJustified(3, '0'));
+    m_testbed.removeDevice("/sys" + m_address.path(), "/dev/" + m_address.node());
 }
 
 bool UsbConnection::isAlive() const

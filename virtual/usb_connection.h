@@ -11,13 +11,27 @@
 
 namespace virtual_desk {
 
+/// \brief Where a plugged device is. Libusb holds each number in a byte.
+struct UsbAddress
+{
+    int bus;
+    int device;
+
+    /// The address of the \p plug-th plug, from 1, which no other has: the next bus follows a full
+    /// one.
+    static UsbAddress ofPlug(int plug);
+
+    QByteArray path() const; ///< below /sys
+    QByteArray node() const; ///< below /dev
+};
+
 /// \brief The device from one plug to the next unplug, as programs see it through its usbfs node.
 ///
 /// Lives until the testbed ends, because programs may keep a node open after the unplug.
 class UsbConnection : public std::enable_shared_from_this<UsbConnection>
 {
 public:
-    UsbConnection(Testbed& testbed, std::shared_ptr<UsbDevice::Shared> shared, int deviceNumber);
+    UsbConnection(Testbed& testbed, std::shared_ptr<UsbDevice::Shared> shared, UsbAddress address);
 
     bool plug();
     void unplug();
@@ -66,7 +80,7 @@ private:
 
     Testbed& m_testbed;
     std::shared_ptr<UsbDevice::Shared> m_shared;
-    const int m_deviceNumber;
+    const UsbAddress m_address;
     mutable std::mutex m_mutex;
     bool m_alive = false;
     unsigned long m_nextSerial = 1;

@@ -90,12 +90,13 @@ UsbDevice::~UsbDevice()
 
 void UsbDevice::plug()
 {
-    static std::atomic<int> lastDeviceNumber{1};
+    static std::atomic<int> plugs{1}; // as if a hub were the first
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_connection && m_connection->isAlive()) {
         return;
     }
-    m_connection = std::make_shared<UsbConnection>(m_testbed, m_shared, ++lastDeviceNumber);
+    m_connection =
+        std::make_shared<UsbConnection>(m_testbed, m_shared, UsbAddress::ofPlug(++plugs));
     m_connection->plug();
 }
 

@@ -122,7 +122,7 @@ public:
     UsbDevice(const UsbDevice&) = delete;
     UsbDevice& operator=(const UsbDevice&) = delete;
 
-    /// Plugs the device in, under a new device number each time, with the kernel drivers of the
+    /// Plugs the device in, under a new address each time, with the kernel drivers of the
     /// description.
     void plug();
     /// Pulls the plug: open transfers end with "no device", later ones fail at once, for ever, even
