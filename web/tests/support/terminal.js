@@ -21,8 +21,9 @@ export async function startTerminal() {
     const child = spawn(join(programs, "virtual-terminal"), ["--templates", templates],
         { stdio: ["ignore", "pipe", "inherit"] });
     const exited = once(child, "exit");
-    await Promise.race([once(createInterface(child.stdout), "line"),
-        exited.then(([code]) => { throw new Error(`virtual-terminal ended with ${code}`); })]);
+    const ended = exited.then(([code]) => { throw new Error(`virtual-terminal ended with ${code}`); });
+    ended.catch(() => {}); // whoever waits for the terminal hears of it
+    await Promise.race([once(createInterface(child.stdout), "line"), ended]);
     const socket = new WebSocket("ws://localhost:12345");
     const waiting = new Map();
     let lastId = 0;
@@ -39,7 +40,8 @@ export async function startTerminal() {
         async play(command, keys = {}) {
             const id = ++lastId;
             socket.send(JSON.stringify({ id, command, ...keys }));
-            const { ok, result, error } = await new Promise((resolve) => waiting.set(id, resolve));
+            const { ok, result, error } = await Promise.race(
+                [new Promise((resolve) => waiting.set(id, resolve)), ended]);
             if (!ok)
                 throw new Error(error);
             return result;
