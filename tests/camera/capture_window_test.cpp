@@ -17,6 +17,7 @@
 #include <QLineEdit>
 #include <QMetaMethod>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTest>
 #include <QTimer>
 
@@ -137,8 +138,8 @@ private Q_SLOTS:
         QFont large = usual;
         large.setPixelSize(24); // the usual 9 points at 192 dots per inch
         QApplication::setFont(large);
+        const auto restore = qScopeGuard([&usual] { QApplication::setFont(usual); });
         open();
-        QApplication::setFont(usual);
         const QPair<const char*, const char*> labels[] = {{"label_2", "comboBox_2"},
                                                           {"label_3", "comboBox"}};
         for (const auto& [name, neighbour] : labels) {
