@@ -33,7 +33,7 @@ constexpr double pixelLimit = 4096.0 * 4096.0;
 
 QSize withinLimits(int width, int height)
 {
-    QSize size(qBound(0, width, coordinateLimit), qBound(0, height, coordinateLimit));
+    const QSize size(qBound(0, width, coordinateLimit), qBound(0, height, coordinateLimit));
     const double pixels = static_cast<double>(size.width()) * size.height();
     return pixels <= pixelLimit ? size : size * std::sqrt(pixelLimit / pixels);
 }

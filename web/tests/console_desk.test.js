@@ -246,7 +246,7 @@ test("the service is killed, started and stopped from the page, which says so", 
     await until(async () => await page.locator("#state").getAttribute("data-state") === "open", "the connection");
     await reads(await runCommand(page, "ZCReadIDCard"), "ZCReadIDCard succeeded");
     await press("service", "Stop");
-    await reads(box("service"), "Ended last as asked, by signal 15");
+    await reads(box("service"), "Ended last as asked, with code 0");
     await press("service", "Start");
     await until(async () => await page.locator("#state").getAttribute("data-state") === "open", "the connection");
 });
