@@ -7,11 +7,20 @@
 #include "virtual/terminal/desk.h"
 #include "virtual/terminal/service_runner.h"
 
+#include <QBuffer>
+#include <QGuiApplication>
 #include <QJsonDocument>
+#include <QPixmap>
+#include <QRect>
 #include <QRegularExpression>
+#include <QScreen>
 
 namespace virtual_desk {
 namespace {
+
+// Where the service expects the two displays.
+constexpr QRect mainDisplay(0, 0, 1920, 1080);
+constexpr QRect padDisplay(1921, 0, 1280, 800);
 
 const QString commandKey = QStringLiteral("command");
 const QString deviceKey = QStringLiteral("device");
@@ -74,6 +83,7 @@ const ControlCommands::Command* ControlCommands::find(const QString& name)
         {"pen", &ControlCommands::pen},
         {"setPicture", &ControlCommands::setPicture},
         {"log", &ControlCommands::log},
+        {"screenshot", &ControlCommands::screenshot},
         {"startService", &ControlCommands::startService},
         {"stopService", &ControlCommands::stopService},
         {"killService", &ControlCommands::killService},
@@ -280,6 +290,24 @@ ControlCommands::Outcome ControlCommands::log(CheckedObject& request)
         return {error, {}};
     const QStringList lines = m_desk.takeLog(name, clear);
     return {{}, {{QStringLiteral("lines"), QJsonArray::fromStringList(lines)}}};
+}
+
+ControlCommands::Outcome ControlCommands::screenshot(CheckedObject& request)
+{
+    const QString main = QStringLiteral("main");
+    const QString display =
+        request.choice(QStringLiteral("display"), {main, QStringLiteral("pad")});
+    const QString error = request.error();
+    if (!error.isEmpty())
+        return {error, {}};
+    const QRect place = display == main ? mainDisplay : padDisplay;
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    QGuiApplication::primaryScreen()
+        ->grabWindow(0, place.x(), place.y(), place.width(), place.height())
+        .save(&buffer, "PNG");
+    return {{}, {{QStringLiteral("png"), QString::fromLatin1(png.toBase64())}}};
 }
 
 ControlCommands::Outcome ControlCommands::startService(CheckedObject& request)

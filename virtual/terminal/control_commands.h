@@ -58,6 +58,7 @@ private:
     Outcome pen(CheckedObject& request);
     Outcome setPicture(CheckedObject& request);
     Outcome log(CheckedObject& request);
+    Outcome screenshot(CheckedObject& request);
     Outcome startService(CheckedObject& request);
     Outcome stopService(CheckedObject& request);
     Outcome killService(CheckedObject& request);
