@@ -6,11 +6,11 @@
 // OpenCV program's time to its first frame.
 
 #include "camera/preview.h"
-#include "tests/support/desk_client.h"
-#include "tests/support/service_process.h"
-#include "tests/support/window_operator.h"
-#include "virtual/camera.h"
-#include "virtual/testbed.h"
+#include "virtual/camera/camera.h"
+#include "virtual/kernel/testbed.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/service_process.h"
+#include "virtual/support/window_operator.h"
 
 #include <QApplication>
 #include <QLabel>

@@ -6,8 +6,8 @@
 
 #include "simcard/card_reader.h"
 #include "simcard/iccid.h"
-#include "virtual/pcsc_daemon.h"
-#include "virtual/sim_card.h"
+#include "virtual/sim/pcsc_daemon.h"
+#include "virtual/sim/sim_card.h"
 
 #include <winscard.h>
 
@@ -17,6 +17,8 @@
 #include <cstdio>
 #include <cstring>
 #include <vector>
+
+using namespace virtual_desk;
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include "idcard/id_info.h"
 #include "idcard/read_id_card.h"
 #include "server/text_message_processor.h"
-#include "virtual/identity_card.h"
-#include "virtual/photo_encoder.h"
-#include "virtual/portrait.h"
+#include "virtual/cards/identity_card.h"
+#include "virtual/cards/photo_encoder.h"
+#include "virtual/cards/portrait.h"
 
 #include <QApplication>
 #include <QBuffer>
@@ -24,6 +24,8 @@
 #include <cstdlib>
 #include <memory>
 #include <vector>
+
+using namespace virtual_desk;
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "sign/pen_reader_thread.h"
 #include "sign/session_state.h"
 #include "sign/signing_window.h"
-#include "virtual/signature_pad.h"
+#include "virtual/pad/signature_pad.h"
 
 #include <QApplication>
 #include <QPainter>

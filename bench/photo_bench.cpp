@@ -6,9 +6,9 @@
 #include "idcard/id_info.h"
 #include "idcard/read_id_card.h"
 #include "idimage/photo/libwlt.h"
-#include "virtual/identity_card.h"
-#include "virtual/photo_encoder.h"
-#include "virtual/portrait.h"
+#include "virtual/cards/identity_card.h"
+#include "virtual/cards/photo_encoder.h"
+#include "virtual/cards/portrait.h"
 
 #include <QLoggingCategory>
 
@@ -18,6 +18,8 @@
 #include <cstring>
 #include <memory>
 #include <vector>
+
+using namespace virtual_desk;
 
 namespace {
 

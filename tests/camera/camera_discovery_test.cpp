@@ -6,8 +6,8 @@
 
 #include "camera/capture_window.h"
 #include "tests/camera/printed_text.h"
-#include "virtual/camera.h"
-#include "virtual/testbed.h"
+#include "virtual/camera/camera.h"
+#include "virtual/kernel/testbed.h"
 
 #include <QComboBox>
 #include <QTest>

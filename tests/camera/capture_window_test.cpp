@@ -5,8 +5,8 @@
 
 #include "camera/capture_window.h"
 #include "camera/preview.h"
-#include "virtual/camera.h"
-#include "virtual/testbed.h"
+#include "virtual/camera/camera.h"
+#include "virtual/kernel/testbed.h"
 
 #include <QBuffer>
 #include <QComboBox>

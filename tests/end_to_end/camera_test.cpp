@@ -4,11 +4,11 @@
 // The camera command of the built service, on virtual cameras, with an operator who uses the real
 // pointer and keyboard of the display.
 
-#include "tests/support/desk_client.h"
-#include "tests/support/service_process.h"
-#include "tests/support/window_operator.h"
-#include "virtual/camera.h"
-#include "virtual/testbed.h"
+#include "virtual/camera/camera.h"
+#include "virtual/kernel/testbed.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/service_process.h"
+#include "virtual/support/window_operator.h"
 
 #include <QDir>
 #include <QElapsedTimer>

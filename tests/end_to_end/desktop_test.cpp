@@ -4,11 +4,11 @@
 // The built service's windows on a desktop: a window manager, two monitors with a page in full
 // screen on each, and what desktops put into the environment of their applications.
 
-#include "tests/support/desk_client.h"
-#include "tests/support/service_process.h"
-#include "tests/support/window_operator.h"
-#include "virtual/camera.h"
-#include "virtual/testbed.h"
+#include "virtual/camera/camera.h"
+#include "virtual/kernel/testbed.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/service_process.h"
+#include "virtual/support/window_operator.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "tests/support/desk_client.h"
-#include "tests/support/service_process.h"
-#include "virtual/camera.h"
-#include "virtual/identity_card.h"
-#include "virtual/identity_reader_hid.h"
-#include "virtual/identity_reader_usb.h"
-#include "virtual/photo_encoder.h"
-#include "virtual/portrait.h"
+#include "virtual/camera/camera.h"
+#include "virtual/cards/identity_card.h"
+#include "virtual/cards/photo_encoder.h"
+#include "virtual/cards/portrait.h"
+#include "virtual/readers/identity_reader_hid.h"
+#include "virtual/readers/identity_reader_usb.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/service_process.h"
 
 #include <QBuffer>
 #include <QDir>

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "tests/support/desk_client.h"
-#include "tests/support/service_process.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/service_process.h"
 
 #include <QHostAddress>
 #include <QTcpSocket>
@@ -12,6 +12,8 @@
 
 #include <memory>
 #include <vector>
+
+using namespace virtual_desk;
 
 namespace {
 

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "tests/support/desk_client.h"
-#include "tests/support/service_process.h"
-#include "virtual/identity_reader_usb.h"
-#include "virtual/signature_pad.h"
+#include "virtual/pad/signature_pad.h"
+#include "virtual/readers/identity_reader_usb.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/service_process.h"
 
 #include <QFile>
 #include <QImage>

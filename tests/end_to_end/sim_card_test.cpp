@@ -1,14 +1,16 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "tests/support/desk_client.h"
-#include "tests/support/service_process.h"
-#include "virtual/pcsc_daemon.h"
-#include "virtual/sim_card.h"
+#include "virtual/sim/pcsc_daemon.h"
+#include "virtual/sim/sim_card.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/service_process.h"
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
+
+using namespace virtual_desk;
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "idcard/hid_id_card.h"
 #include "tests/support/output_capture.h"
-#include "virtual/identity_reader_hid.h"
+#include "virtual/readers/identity_reader_hid.h"
 
 #include <QElapsedTimer>
 #include <QtTest>

@@ -6,9 +6,9 @@
 #include "idcard/read_id_card.h"
 #include "tests/support/full_disk.h"
 #include "tests/support/output_capture.h"
-#include "virtual/identity_card.h"
-#include "virtual/photo_encoder.h"
-#include "virtual/portrait.h"
+#include "virtual/cards/identity_card.h"
+#include "virtual/cards/photo_encoder.h"
+#include "virtual/cards/portrait.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,6 +17,8 @@
 
 #include <cstring>
 #include <memory>
+
+using namespace virtual_desk;
 
 Q_DECLARE_METATYPE(IdentityCard)
 

@@ -7,8 +7,8 @@
 #include "idcard/sam_number.h"
 #include "tests/support/output_capture.h"
 #include "tests/support/process_resources.h"
-#include "virtual/identity_reader_hid.h"
-#include "virtual/identity_reader_usb.h"
+#include "virtual/readers/identity_reader_hid.h"
+#include "virtual/readers/identity_reader_usb.h"
 
 #include <QtTest>
 

@@ -5,7 +5,7 @@
 #include "idcard/read_id_card.h"
 #include "idcard/usb_reader.h"
 #include "tests/support/output_capture.h"
-#include "virtual/identity_reader_usb.h"
+#include "virtual/readers/identity_reader_usb.h"
 
 #include <QElapsedTimer>
 #include <QtTest>

@@ -6,10 +6,10 @@
 #include "idimage/photo/photo_frame.h"
 #include "idimage/photo/photo_mask.h"
 #include "idimage/photo/photo_transform.h"
-#include "virtual/photo_analysis.h"
-#include "virtual/photo_encoder.h"
-#include "virtual/portrait.h"
-#include "virtual/qm_encoder.h"
+#include "virtual/cards/photo_encoder.h"
+#include "virtual/cards/photo_forward_transform.h"
+#include "virtual/cards/portrait.h"
+#include "virtual/cards/qm_encoder.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -17,6 +17,8 @@
 #include <QTest>
 
 #include <cmath>
+
+using namespace virtual_desk;
 
 using namespace photo;
 

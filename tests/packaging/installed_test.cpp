@@ -4,7 +4,7 @@
 // The installed packages as an ordinary account meets them: the launcher starts the service on the
 // virtual desk, pages talk to it, and the doctor looks at the desk. Run by check_packages.
 
-#include "tests/support/desk_client.h"
+#include "virtual/support/desk_client.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -14,6 +14,8 @@
 #include <QLocalSocket>
 #include <QProcess>
 #include <QtTest>
+
+using namespace virtual_desk;
 
 namespace {
 

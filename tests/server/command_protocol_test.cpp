@@ -3,7 +3,7 @@
 
 #include "server/echo_server.h"
 #include "server/text_message_processor.h"
-#include "tests/support/desk_client.h"
+#include "virtual/support/desk_client.h"
 
 #include <QTest>
 
@@ -13,6 +13,8 @@
 #ifdef __SANITIZE_ADDRESS__
 #include <sanitizer/lsan_interface.h>
 #endif
+
+using namespace virtual_desk;
 
 namespace {
 

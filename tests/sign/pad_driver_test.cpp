@@ -6,8 +6,8 @@
 #include "sign/libusb_writing_device.h"
 #include "tests/sign/captured_output.h"
 #include "tests/sign/process_on_desk.h"
-#include "virtual/hidraw_node.h"
-#include "virtual/signature_pad.h"
+#include "virtual/kernel/hidraw_node.h"
+#include "virtual/pad/signature_pad.h"
 
 #include <QtTest>
 

@@ -4,7 +4,7 @@
 #include "sign/pen_reader_thread.h"
 #include "tests/sign/captured_output.h"
 #include "tests/sign/process_on_desk.h"
-#include "virtual/signature_pad.h"
+#include "virtual/pad/signature_pad.h"
 
 #include <QVector>
 #include <QtTest>

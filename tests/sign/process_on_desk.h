@@ -5,7 +5,7 @@
 
 #include "sign/libusb_writing_device.h"
 #include "sign/session_state.h"
-#include "virtual/testbed.h"
+#include "virtual/kernel/testbed.h"
 
 #include <memory>
 

@@ -6,7 +6,7 @@
 #include "sign/signing_window.h"
 #include "sign/stroke.h"
 #include "tests/sign/captured_output.h"
-#include "virtual/pen_path.h"
+#include "virtual/pad/pen_path.h"
 
 #include <QLabel>
 #include <QPaintEvent>

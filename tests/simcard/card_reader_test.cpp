@@ -3,8 +3,8 @@
 
 #include "simcard/card_reader.h"
 
-#include "virtual/pcsc_daemon.h"
-#include "virtual/sim_card.h"
+#include "virtual/sim/pcsc_daemon.h"
+#include "virtual/sim/sim_card.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -13,6 +13,8 @@
 #include <array>
 #include <cstring>
 #include <thread>
+
+using namespace virtual_desk;
 
 namespace {
 

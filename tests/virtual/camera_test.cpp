@@ -3,8 +3,8 @@
 
 // What unmodified OpenCV sees of the virtual cameras.
 
-#include "virtual/camera.h"
-#include "virtual/testbed.h"
+#include "virtual/camera/camera.h"
+#include "virtual/kernel/testbed.h"
 
 #include <QElapsedTimer>
 #include <QTest>

@@ -4,11 +4,11 @@
 // The virtual terminal as a page and its developer use it: the program itself, its control port,
 // and what the service then answers.
 
-#include "tests/support/desk_client.h"
-#include "tests/support/window_operator.h"
-#include "virtual/camera_picture.h"
-#include "virtual/identity_card.h"
-#include "virtual/portrait.h"
+#include "virtual/camera/camera_picture.h"
+#include "virtual/cards/identity_card.h"
+#include "virtual/cards/portrait.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/window_operator.h"
 
 #include <QBuffer>
 #include <QGuiApplication>
@@ -25,6 +25,8 @@
 #include <memory>
 
 #include <signal.h>
+
+using namespace virtual_desk;
 
 namespace {
 
@@ -389,6 +391,7 @@ private Q_SLOTS:
         row(R"({"command": "pen", "points": [], "display": [0, 10]})", "[width, height]");
         row(R"({"command": "setPicture", "device": "documentCamera"})", "Either");
         row(R"({"command": "log", "device": "simReader"})", "no value of \"device\"");
+        row(R"({"command": "screenshot", "display": "left"})", "no value of \"display\"");
         row(R"({"command": "startService"})", "running already");
     }
     void nonsenseIsRefusedAndChangesNothing()

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "virtual/usb_device.h"
+#include "virtual/kernel/usb_device.h"
 
 #include <QProcess>
 #include <QtTest>

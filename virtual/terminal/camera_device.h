@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "virtual/camera.h"
+#include "virtual/camera/camera.h"
 #include "virtual/terminal/desk_device.h"
 
 namespace virtual_desk {

@@ -3,9 +3,9 @@
 
 #pragma once
 
-#include "virtual/identity_card.h"
-#include "virtual/identity_reader_hid.h"
-#include "virtual/identity_reader_usb.h"
+#include "virtual/cards/identity_card.h"
+#include "virtual/readers/identity_reader_hid.h"
+#include "virtual/readers/identity_reader_usb.h"
 #include "virtual/terminal/desk_device.h"
 
 #include <optional>

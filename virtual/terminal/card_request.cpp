@@ -3,8 +3,8 @@
 
 #include "virtual/terminal/card_request.h"
 
-#include "virtual/photo_encoder.h"
-#include "virtual/portrait.h"
+#include "virtual/cards/photo_encoder.h"
+#include "virtual/cards/portrait.h"
 
 #include <QStringList>
 

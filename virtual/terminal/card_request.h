@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "virtual/identity_card.h"
+#include "virtual/cards/identity_card.h"
 #include "virtual/terminal/checked_object.h"
 
 #include <QJsonObject>

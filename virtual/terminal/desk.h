@@ -3,11 +3,11 @@
 
 #pragma once
 
+#include "virtual/kernel/testbed.h"
 #include "virtual/terminal/camera_device.h"
 #include "virtual/terminal/card_reader_device.h"
 #include "virtual/terminal/pad_device.h"
 #include "virtual/terminal/sim_reader_device.h"
-#include "virtual/testbed.h"
 
 #include <QJsonObject>
 #include <QStringList>

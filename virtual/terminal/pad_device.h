@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "virtual/signature_pad.h"
+#include "virtual/pad/signature_pad.h"
 #include "virtual/terminal/desk_device.h"
 
 #include <QTimer>

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "virtual/pcsc_daemon.h"
-#include "virtual/sim_card.h"
+#include "virtual/sim/pcsc_daemon.h"
+#include "virtual/sim/sim_card.h"
 #include "virtual/terminal/desk_device.h"
 
 namespace virtual_desk {

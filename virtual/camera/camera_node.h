@@ -1,0 +1,97 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "virtual/camera/camera_description.h"
+#include "virtual/camera/camera_stream.h"
+#include "virtual/kernel/testbed.h"
+
+#include <linux/videodev2.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace virtual_desk {
+
+/// \brief How a camera misbehaves, and how long its driver waits for a frame.
+struct CameraFaults
+{
+    bool busy = false;
+    bool stalled = false;
+    bool garbage = false;
+    int patience = 1000; // ms
+};
+
+/// \brief The kernel's side of /dev/videoN: answers what programs ask of the node (Video4Linux 2,
+/// capture, memory-mapped streaming) and shows the camera in udev.
+class CameraNode : public std::enable_shared_from_this<CameraNode>
+{
+public:
+    CameraNode(Testbed& testbed, CameraDescription description);
+
+    /// Starts to serve the node. Once, before plugIn().
+    void attach();
+    void plugIn();
+    void unplug();
+    void change(const std::function<void(CameraFaults&)>& edit);
+    void show(CameraStream::Subject subject);
+
+    struct Report
+    {
+        bool streaming = false;
+        QSize size;
+        int framesSent = 0;
+        int streamsStarted = 0;
+        int timesOpened = 0;
+    };
+    Report report() const;
+
+private:
+    using Clock = CameraStream::Clock;
+    static constexpr int busyAttempts = 3;
+
+    /// What a request is answered with: 0 or an error number.
+    using Answer = int;
+
+    QByteArray sysPath() const;
+    QByteArray devicesText() const;
+    bool handle(const IoctlClient& client);
+    bool isCutOff(const IoctlClient& client);
+    bool isOwnedByAnother(const IoctlClient& client);
+    bool isAlive(const IoctlClient& client, UMockdevIoctlData* argument);
+
+    template <typename Argument>
+    bool answer(const IoctlClient& client,
+                Answer (CameraNode::*request)(const IoctlClient&, Argument&),
+                int attempts = busyAttempts);
+
+    Answer queryCapabilities(const IoctlClient& client, v4l2_capability& argument);
+    Answer describeFormat(const IoctlClient& client, v4l2_fmtdesc& argument);
+    Answer describeSize(const IoctlClient& client, v4l2_frmsizeenum& argument);
+    Answer getFormat(const IoctlClient& client, v4l2_format& argument);
+    Answer setFormat(const IoctlClient& client, v4l2_format& argument);
+    Answer getRate(const IoctlClient& client, v4l2_streamparm& argument);
+    Answer requestBuffers(const IoctlClient& client, v4l2_requestbuffers& argument);
+    Answer queryBuffer(const IoctlClient& client, v4l2_buffer& argument);
+    Answer queueBuffer(const IoctlClient& client, v4l2_buffer& argument);
+    Answer startStream(const IoctlClient& client, int& argument);
+    Answer stopStream(const IoctlClient& client, int& argument);
+    void dequeueBuffer(const IoctlClient& client, Clock::time_point asked);
+
+    Testbed& m_testbed;
+    const CameraDescription m_description;
+    mutable std::mutex m_mutex;
+    CameraStream m_stream;
+    CameraFaults m_faults;
+    bool m_plugged = false;
+    std::vector<IoctlClient> m_clients; // have the node open since it was plugged in
+    std::vector<IoctlClient> m_cutOff;  // had it open when it was unplugged
+    IoctlClient m_owner;                // has the buffers
+    int m_framesSent = 0;
+    int m_streamsStarted = 0;
+    int m_timesOpened = 0;
+};
+
+} // namespace virtual_desk

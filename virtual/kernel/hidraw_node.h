@@ -1,0 +1,46 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "virtual/kernel/testbed.h"
+
+#include <deque>
+#include <map>
+
+namespace virtual_desk {
+
+/// \brief What a hidraw node says of its device, and which of its requests fail.
+struct HidrawDescription
+{
+    quint16 vendor = 0;
+    quint16 product = 0;
+    QByteArray reportDescriptor;
+    bool infoFails = false;       ///< HIDIOCGRAWINFO
+    bool sizeFails = false;       ///< HIDIOCGRDESCSIZE
+    bool descriptorFails = false; ///< HIDIOCGRDESC
+};
+
+/// \brief A node /dev/hidrawN. Reads block until a report is queued. Any thread.
+class HidrawNode
+{
+public:
+    HidrawNode(Testbed& testbed, int number, const HidrawDescription& description);
+    ~HidrawNode();
+    HidrawNode(const HidrawNode&) = delete;
+    HidrawNode& operator=(const HidrawNode&) = delete;
+
+    QByteArray path() const;
+
+    /// Queues what one read returns, of any length.
+    void queueReport(const QByteArray& bytes);
+
+private:
+    struct State;
+
+    Testbed& m_testbed;
+    int m_number;
+    std::shared_ptr<State> m_state;
+};
+
+} // namespace virtual_desk

@@ -1,0 +1,106 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include "virtual/kernel/usb_device.h"
+
+#include <deque>
+#include <map>
+#include <set>
+
+namespace virtual_desk {
+
+/// \brief Where a plugged device is. Libusb holds each number in a byte.
+struct UsbAddress
+{
+    int bus;
+    int device;
+
+    /// The address of the \p plug-th plug, from 1, which no other has: the next bus follows a full
+    /// one.
+    static UsbAddress ofPlug(int plug);
+
+    QByteArray path() const; ///< below /sys
+    QByteArray node() const; ///< below /dev
+};
+
+/// \brief The device from one plug to the next unplug, as programs see it through its usbfs node.
+///
+/// Lives until the testbed ends, because programs may keep a node open after the unplug.
+class UsbConnection : public std::enable_shared_from_this<UsbConnection>
+{
+public:
+    UsbConnection(Testbed& testbed, std::shared_ptr<UsbDevice::Shared> shared, UsbAddress address);
+
+    bool plug();
+    void unplug();
+    bool isAlive() const;
+    void retry(quint8 endpoint);
+
+private:
+    /// One submitted transfer, until the program has collected it.
+    struct Urb
+    {
+        IoctlClient client;
+        IoctlData block;  ///< the program's request block, written back when it is collected
+        IoctlData buffer; ///< the program's buffer; null when its length is 0
+        UsbRequest request;
+        std::shared_ptr<UsbEvent> event;
+        unsigned long serial = 0;
+        bool answered = false; ///< an answer is on its way, with a delay
+        bool done = false;
+    };
+    using Urbs = std::deque<std::unique_ptr<Urb>>;
+
+    bool handle(const IoctlClient& client);
+    bool dispatch(const IoctlClient& client);
+    void claim(const IoctlClient& client, int interface, int attempt);
+    int release(const IoctlClient& client, int interface);
+    int driverName(const IoctlClient& client);
+    int driverControl(const IoctlClient& client);
+    int submit(const IoctlClient& client);
+    int discard(const IoctlClient& client);
+    void reap(const IoctlClient& client);
+    bool deliver(const IoctlClient& client, Urbs& urbs);
+    int namedRequest(const char* name);
+
+    bool readRequest(Urb& urb, int& error);
+    void ask(Urb& urb);
+    void apply(unsigned long serial, const UsbAnswer& answer);
+    void complete(Urb& urb, const UsbAnswer& answer);
+    void finish(Urb& urb, int status, int actual);
+    void finishAll();
+    bool askIfAlive(const IoctlClient& client);
+    bool isGone(const IoctlClient& client) const;
+    void forgetVanishedClients();
+    void pullPlug();
+    int findInterface(quint8 endpoint) const;
+    std::shared_ptr<UsbEvent> record(UsbEvent event);
+
+    Testbed& m_testbed;
+    std::shared_ptr<UsbDevice::Shared> m_shared;
+    const UsbAddress m_address;
+    mutable std::mutex m_mutex;
+    bool m_alive = false;
+    unsigned long m_nextSerial = 1;
+    std::map<int, QByteArray> m_drivers;
+    std::map<int, IoctlClient> m_claims;
+    Urbs m_urbs;
+    std::map<IoctlClient, unsigned long> m_heldReaps;
+    std::set<IoctlClient> m_dead;
+    std::set<IoctlClient> m_delivered; ///< whose last collection brought a transfer
+};
+
+/// What outlives the connections: the description, the handler and the log.
+struct UsbDevice::Shared
+{
+    UsbDescription description;
+    std::mutex handlerMutex;
+    Handler handler;
+    std::mutex logMutex;
+    std::deque<std::shared_ptr<UsbEvent>> events; ///< the latest `UsbDevice::MostEvents`
+    bool heldElsewhere = false;                   ///< under logMutex
+};
+
+} // namespace virtual_desk

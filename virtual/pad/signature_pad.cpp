@@ -1,0 +1,117 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "virtual/pad/signature_pad.h"
+
+#include <QtEndian>
+
+#include <chrono>
+#include <thread>
+
+namespace virtual_desk {
+namespace {
+
+const quint8 PenEndpoint = 0x81;
+const quint8 HidClass = 0x03;
+const std::chrono::seconds ReadPause{1};
+
+UsbDescription padDescription()
+{
+    UsbDescription description;
+    description.vendor = PadVendor;
+    description.product = PadProduct;
+    description.interfaces = {
+        {0, HidClass, {{PenEndpoint, UsbEndpoint::Interrupt, 16, 4}}, "usbhid"}};
+    return description;
+}
+
+} // namespace
+
+QByteArray penReport(const PenPoint& point)
+{
+    QByteArray report(16, '\0');
+    report[0] = 2;
+    char* bytes = report.data();
+    qToLittleEndian(static_cast<quint16>(point.x), bytes + 2);
+    qToLittleEndian(static_cast<quint16>(point.y), bytes + 4);
+    qToLittleEndian(static_cast<quint16>(point.pressure), bytes + 6);
+    return report;
+}
+
+SignaturePad::SignaturePad(Testbed& testbed)
+    : m_device(testbed, padDescription(), [this](const UsbRequest&) { return next(); })
+{
+}
+
+void SignaturePad::pen(const PenPoint& point)
+{
+    queue(UsbAnswer::data(penReport(point)));
+}
+
+void SignaturePad::pen(const std::vector<PenPoint>& points)
+{
+    for (const PenPoint& point : points)
+        pen(point);
+}
+
+void SignaturePad::queue(const UsbAnswer& answer)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_queue.push_back(answer);
+    }
+    m_device.retry(PenEndpoint);
+}
+
+void SignaturePad::setForcedAnswer(const std::optional<UsbAnswer>& answer)
+{
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_forced = answer;
+    }
+    m_device.retry(PenEndpoint);
+}
+
+bool SignaturePad::isRead() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_lastRead && std::chrono::steady_clock::now() - *m_lastRead < ReadPause;
+}
+
+int SignaturePad::queued() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return static_cast<int>(m_queue.size());
+}
+
+void SignaturePad::clearQueue()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_queue.clear();
+}
+
+void SignaturePad::play(const std::vector<PenPoint>& points, int reportsPerSecond)
+{
+    const auto pace = std::chrono::nanoseconds(std::chrono::seconds(1)) / reportsPerSecond;
+    auto due = std::chrono::steady_clock::now();
+    for (const PenPoint& point : points) {
+        std::this_thread::sleep_until(due);
+        pen(point);
+        due += pace;
+    }
+}
+
+UsbAnswer SignaturePad::next()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_lastRead = std::chrono::steady_clock::now();
+    if (m_forced)
+        return *m_forced;
+    if (m_queue.empty())
+        return UsbAnswer::never();
+    UsbAnswer answer = m_queue.front();
+    m_queue.pop_front();
+    return answer;
+}
+
+} // namespace virtual_desk

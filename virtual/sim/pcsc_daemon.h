@@ -1,0 +1,53 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "toolkit/qt_versions.h"
+
+#include <QString>
+#include <QTemporaryDir>
+
+namespace virtual_desk {
+
+/// \brief The real PC/SC daemon with a virtual reader of two slots, as a child process.
+///
+/// The daemon's socket has a fixed place, /run/pcscd/pcscd.comm, so this belongs into a mount
+/// namespace of its own (see tests/sandbox); a cardless reader waits for its card on TCP. Waits
+/// block the calling thread. The daemon dies with this object, and with the thread that started it.
+class PcscDaemon
+{
+public:
+    /// The name that the virtual reader is configured with; PC/SC appends " 00 00" and " 00 01" for
+    /// its slots.
+    static const char readerName[];
+    /// The TCP port on which the first slot waits for its card. The second slot has the next one.
+    static constexpr quint16 slotPort = 0x8C7B;
+
+    enum class Reader { none, twoSlots };
+
+    ~PcscDaemon();
+
+    /// Starts the daemon and waits until it lists its readers.
+    /// \return false when it did not within five seconds; see log()
+    bool start(Reader reader = Reader::twoSlots);
+
+    /// Ends the daemon in order, or as a crash would, and removes its socket.
+    void stop();
+    void kill();
+
+    /// Suspends the daemon: it keeps its connections and answers nothing.
+    void freeze();
+    void thaw();
+
+    /// What the daemon reported.
+    QString log() const;
+
+private:
+    bool writeConfiguration(Reader reader) const;
+    void awaitEnd();
+
+    QTemporaryDir m_directory;
+    qt_versions::DependentProcess m_process;
+};
+
+} // namespace virtual_desk

@@ -1,0 +1,96 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "virtual/sim/pcsc_daemon.h"
+#include "virtual/sim/sim_files.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QMap>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+namespace virtual_desk {
+
+/// \brief A SIM card for a slot of the virtual reader, with a thread of its own.
+///
+/// The reader's driver is the TCP server and the card its client: connecting inserts the card,
+/// disconnecting pulls it. The daemon notices either after up to 0.4 s. All functions may be called
+/// from any thread.
+class VirtualSimCard
+{
+public:
+    /// What the card does at a command, in the place of what its files say.
+    struct Behaviour
+    {
+        enum class Kind { files, bytes, pulled };
+        Kind kind = Kind::files;
+        /// The response with its status word, for Kind::bytes.
+        QByteArray bytes = {};
+        /// How long the card takes.
+        int delayMs = 0;
+    };
+
+    /// \param port  the slot's, see PcscDaemon
+    explicit VirtualSimCard(quint16 port = PcscDaemon::slotPort);
+    ~VirtualSimCard();
+    VirtualSimCard(const VirtualSimCard&) = delete;
+    VirtualSimCard& operator=(const VirtualSimCard&) = delete;
+
+    /// The file 2FE2: 10 bytes with swapped nibbles. At first 98681031547698103204, ICCID
+    /// 89860113456789012340.
+    void setIccid(const QByteArray& bytes);
+
+    /// Sets what the card does at commands that begin with these bytes, until the next call for
+    /// them.
+    void setBehaviour(const QByteArray& commandStart, const Behaviour& behaviour);
+
+    /// Puts the card into the slot and waits until the daemon shows it to its clients. After a pull
+    /// it waits half a second first, or the daemon would not see the card change.
+    /// \return false when that did not happen within five seconds
+    bool insert();
+
+    /// Takes the card out.
+    void pull();
+    /// Waits, after a pull, until the daemon tells its clients that the slot is empty, for up to
+    /// five seconds. Not with a daemon that is frozen.
+    void awaitRemoval() const;
+
+    /// Whether the reader has the card powered, and how often it has powered it on.
+    bool isPowered() const;
+    int powerOns() const;
+
+    /// Every command that the card received, the oldest first.
+    QList<QByteArray> commands() const;
+
+    /// The card's answer to reset: T=0.
+    static QByteArray answerToReset();
+
+private:
+    void serve();
+    void control(quint8 code);
+    void serveCommand(const QByteArray& command);
+    QByteArray response(const QByteArray& command, const Behaviour& behaviour);
+    Behaviour behaviour(const QByteArray& command) const;
+    void setPowered(bool powered);
+
+    const quint16 m_port;
+    int m_socket = -1;
+    std::thread m_thread;
+    std::chrono::steady_clock::time_point m_pulledAt;
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    SimFiles m_files;
+    QMap<QByteArray, Behaviour> m_behaviours;
+    QList<QByteArray> m_commands;
+    bool m_powered = false;
+    int m_powerOns = 0;
+    bool m_pulling = false;
+};
+
+} // namespace virtual_desk

@@ -1,0 +1,113 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#include "virtual/support/window_operator.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QThread>
+
+namespace virtual_desk {
+
+namespace {
+
+// Centres of the capture window's widgets.
+constexpr QPoint photoButton(670, 438);
+constexpr QPoint closeButton(910, 438);
+constexpr QPoint resolutionSelector(450, 438);
+constexpr QPoint cameraSelector(170, 438);
+
+constexpr int pollMs = 20;
+constexpr int popupMs = 200; // an opened list is ready for keys after that time
+
+bool xdotool(const QStringList& arguments, QString* output = nullptr)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("LD_PRELOAD")); // sees the real devices, not virtual ones
+    environment.remove(QStringLiteral("UMOCKDEV_DIR"));
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(QStringLiteral("xdotool"), arguments);
+    const bool ended = process.waitForFinished() && process.exitStatus() == QProcess::NormalExit;
+    if (output)
+        *output = QString::fromUtf8(process.readAllStandardOutput());
+    return ended && process.exitCode() == 0;
+}
+
+} // namespace
+
+WindowOperator::WindowOperator(const QString& title)
+    : m_title(title)
+{
+}
+
+QStringList WindowOperator::windows() const
+{
+    QString output;
+    const QString pattern = "^" + QRegularExpression::escape(m_title) + "$";
+    xdotool({"search", "--onlyvisible", "--name", pattern}, &output);
+    return output.split('\n', Qt::SkipEmptyParts);
+}
+
+bool WindowOperator::waitForWindows(int count, int timeoutMs) const
+{
+    QElapsedTimer timer;
+    for (timer.start(); windows().size() != count; QThread::msleep(pollMs)) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+    }
+    return true;
+}
+
+bool WindowOperator::click(QPoint position) const
+{
+    const QStringList found = windows();
+    return !found.isEmpty() &&
+           xdotool({"mousemove", "--window", found.last(), QString::number(position.x()),
+                    QString::number(position.y()), "click", "1"});
+}
+
+bool WindowOperator::press(const QStringList& keys) const
+{
+    return xdotool(QStringList{"key", "--delay", "20"} + keys);
+}
+
+CaptureOperator::CaptureOperator()
+    : WindowOperator(QStringLiteral("Tarvex高拍"))
+{
+}
+
+bool CaptureOperator::takePicture() const
+{
+    return click(photoButton);
+}
+
+bool CaptureOperator::handOver() const
+{
+    return click(closeButton);
+}
+
+bool CaptureOperator::chooseResolution(int item) const
+{
+    return choose(resolutionSelector, item);
+}
+
+bool CaptureOperator::chooseCamera(int item) const
+{
+    return choose(cameraSelector, item);
+}
+
+bool CaptureOperator::choose(QPoint selector, int item) const
+{
+    if (!click(selector))
+        return false;
+    QThread::msleep(popupMs);
+    QStringList keys{"Home"};
+    for (int step = 0; step < item; ++step)
+        keys << "Down";
+    return press(keys << "Return");
+}
+
+} // namespace virtual_desk

@@ -1,0 +1,52 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+#pragma once
+
+#include <QPoint>
+#include <QString>
+#include <QStringList>
+
+namespace virtual_desk {
+
+/// \brief A person at the terminal: finds the service's windows on the X display and uses the real
+/// pointer and keyboard (XTEST, through xdotool).
+class WindowOperator
+{
+public:
+    /// \param title the whole title of the windows to work with
+    explicit WindowOperator(const QString& title);
+
+    /// The X identifiers of the visible windows with the title, the topmost last.
+    QStringList windows() const;
+    /// Whether `count` such windows are visible, now or within `timeoutMs`.
+    bool waitForWindows(int count, int timeoutMs = 10000) const;
+
+    /// Clicks a point of the topmost window, in its own coordinates.
+    bool click(QPoint position) const;
+    /// Presses keys one after the other, by X name ("Return", "Escape", "Down").
+    bool press(const QStringList& keys) const;
+
+private:
+    QString m_title;
+};
+
+/// \brief The operator of the capture window.
+class CaptureOperator : public WindowOperator
+{
+public:
+    CaptureOperator();
+
+    bool takePicture() const;
+    /// Closes the window with its own button, which hands the picture over.
+    bool handOver() const;
+    /// \param item 0 for 640 x 480 to 8 for 2592 x 1944
+    bool chooseResolution(int item) const;
+    /// \param item 0 for the first camera of the selector, 1 for the second
+    bool chooseCamera(int item) const;
+
+private:
+    bool choose(QPoint selector, int item) const;
+};
+
+} // namespace virtual_desk
