@@ -172,3 +172,9 @@ QString CTextMessageProcessor::CreateJsonIDCard(QString functionName, int /*succ
     };
     return QString::fromUtf8(QJsonDocument(reply).toJson(QJsonDocument::Compact));
 }
+
+// Accepted and logged for pages that still send it; there is nothing to open and nothing to answer.
+void CTextMessageProcessor::ZCReadHIDOpen(QString /*functionName*/, QWebSocket* /*client*/,
+                                          QString /*request*/)
+{
+}

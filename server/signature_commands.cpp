@@ -144,9 +144,3 @@ void CTextMessageProcessor::ZCOutputImageBase64AB(QString functionName, QWebSock
     }
     Base64_To_Image(image, signatureFile());
 }
-
-// Accepted and logged for pages that still send it; there is nothing to open and nothing to answer.
-void CTextMessageProcessor::ZCReadHIDOpen(QString /*functionName*/, QWebSocket* /*client*/,
-                                          QString /*request*/)
-{
-}

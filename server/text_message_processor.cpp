@@ -12,6 +12,22 @@
 
 #include <cstdio>
 
+namespace {
+
+/// The request's object; empty when the text is no JSON object.
+QJsonObject parsedObject(const QString& text)
+{
+    return QJsonDocument::fromJson(text.toUtf8()).object();
+}
+
+/// A member's value as text; empty when it is missing, null, an array or an object.
+QString textOf(const QJsonObject& object, const QString& key)
+{
+    return object.value(key).toVariant().toString();
+}
+
+} // namespace
+
 struct CTextMessageProcessor::Command
 {
     const char* function;
@@ -33,9 +49,10 @@ void CTextMessageProcessor::Process(QWebSocket* client, QString request)
 
 void CTextMessageProcessor::dispatch(QWebSocket* client, const QString& request)
 {
-    const QString function = ParseJson(request, QStringLiteral("function"));
-    const QString act = ParseJson(request, QStringLiteral("act"));
-    m_tflag = ParseJson(request, QStringLiteral("_tflag"));
+    const QJsonObject keys = parsedObject(request);
+    const QString function = textOf(keys, QStringLiteral("function"));
+    const QString act = textOf(keys, QStringLiteral("act"));
+    m_tflag = textOf(keys, QStringLiteral("_tflag"));
 
     if (act == QLatin1String("test")) {
         ZCGetSAMNum(function, client, request);
@@ -82,11 +99,7 @@ const CTextMessageProcessor::Command* CTextMessageProcessor::findCommand(const Q
 
 QString CTextMessageProcessor::ParseJson(QString text, QString key)
 {
-    QJsonParseError error{};
-    const QJsonDocument document = QJsonDocument::fromJson(text.toUtf8(), &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        return {};
-    return document.object().value(key).toVariant().toString();
+    return textOf(parsedObject(text), key);
 }
 
 QString CTextMessageProcessor::CreateJson(QString functionName, int success, QString msg,
