@@ -71,10 +71,3 @@ bool FixedFile::write(const QString& path, const QByteArray& bytes)
     file.resize(0);
     return false;
 }
-
-bool FixedFile::isSafeToOpen(const QString& path)
-{
-    struct stat status = {};
-    return ::stat(QFile::encodeName(path).constData(), &status) != 0 ||
-           isRegular(status, path, "open");
-}

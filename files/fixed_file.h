@@ -26,9 +26,4 @@ QByteArray read(const QString& path);
 /// \return false, after a warning, when the file cannot be opened or written
 bool write(const QString& path, const QByteArray& bytes);
 
-/// Whether a library may be left to open \p path itself. A file that is missing is none of the
-/// reasons against it.
-/// \return false, after a warning, when something other than a regular file has the name
-bool isSafeToOpen(const QString& path);
-
 } // namespace FixedFile

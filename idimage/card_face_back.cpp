@@ -3,8 +3,6 @@
 
 // The face with the heading, the issuing authority and the validity period.
 
-#include "idcard/id_info.h"
-#include "idcard/id_info_text.h"
 #include "idimage/card_faces.h"
 #include "idimage/face_painter.h"
 #include "toolkit/qt_versions.h"
@@ -47,33 +45,25 @@ void paintCaptions(FacePainter& painter)
     painter.drawText(captionX, validityY, rowOffset, QStringLiteral("有效期限"));
 }
 
-void paintValues(FacePainter& painter, const IDINFO& info)
+void paintValues(FacePainter& painter, const CardFaces::BackTexts& texts)
 {
     painter.setFont(plainFamily(), 26, 2, normalWeight);
-    painter.drawText(valueX, authorityY, rowOffset, fieldText(info.issueOrg));
+    painter.drawText(valueX, authorityY, rowOffset, texts.issueOrg);
     painter.setFont(plainFamily(), 26, 1, veryLightWeight);
     painter.drawText(valueX, validityY, rowOffset,
-                     fieldText(info.effectDate) + QLatin1Char('-') + fieldText(info.expireDate));
+                     texts.effectDate + QLatin1Char('-') + texts.expireDate);
 }
 
 } // namespace
 
-void CardFaces::paintBackCaptions(QPixmap& face)
-{
-    if (face.isNull())
-        return;
-    FacePainter painter(face);
-    painter.setColour(Qt::black);
-    paintHeading(painter);
-    paintCaptions(painter);
-}
-
-void CardFaces::paintBackValues(QPixmap& face, const IDINFO& info)
+void CardFaces::paintBack(QPixmap& face, const BackTexts& texts)
 {
     qt_versions::setLocaleCodecToGb2312();
     if (face.isNull())
         return;
     FacePainter painter(face);
     painter.setColour(Qt::black);
-    paintValues(painter, info);
+    paintHeading(painter);
+    paintCaptions(painter);
+    paintValues(painter, texts);
 }

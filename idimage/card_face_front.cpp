@@ -3,8 +3,6 @@
 
 // The face with the photo, the name and the number.
 
-#include "idcard/id_info.h"
-#include "idcard/id_info_text.h"
 #include "idimage/card_faces.h"
 #include "idimage/face_painter.h"
 #include "idimage/holder_photo.h"
@@ -112,45 +110,38 @@ std::array<QString, 3> addressLines(const QString& address)
     return {part(0, perLine), part(perLine, perLine), part(perLine * 2, std::u32string::npos)};
 }
 
-void paintValues(FacePainter& painter, const IDINFO& info)
+void paintValues(FacePainter& painter, const CardFaces::FrontTexts& texts)
 {
     constexpr int lineHeight = 60;
     painter.setColour(Qt::black);
     painter.setFont(plainFamily(), 31, 0);
-    painter.drawText(valueX, nameY, nameOffset, fieldText(info.name));
+    painter.drawText(valueX, nameY, nameOffset, texts.name);
     painter.setFont(plainFamily(), 27, 0);
-    painter.drawText(valueX, genderY, nameOffset, fieldText(info.gender));
-    painter.drawText(0.39719626168224303, genderY, nameOffset, fieldText(info.nation));
+    painter.drawText(valueX, genderY, nameOffset, texts.gender);
+    painter.drawText(0.39719626168224303, genderY, nameOffset, texts.nation);
     painter.setFont(QStringLiteral("Tahoma"), 27, 0);
-    paintBirthday(painter, fieldText(info.birthday));
+    paintBirthday(painter, texts.birthday);
     painter.setFont(plainFamily(), 27, 0);
     int offset = addressOffset;
-    for (const QString& line : addressLines(fieldText(info.address))) {
+    for (const QString& line : addressLines(texts.address)) {
         painter.drawText(valueX, addressY, offset, line);
         offset += lineHeight;
     }
     painter.setFont(plainFamily(), 37, 4);
-    painter.drawText(0.35630841121495327, numberY, numberOffset, fieldText(info.idNum));
+    painter.drawText(0.35630841121495327, numberY, numberOffset, texts.idNum);
 }
 
 } // namespace
 
-void CardFaces::paintFrontCaptions(QPixmap& face)
-{
-    if (face.isNull())
-        return;
-    FacePainter painter(face);
-    paintCaptions(painter);
-}
-
-void CardFaces::paintFrontValues(QPixmap& face, const IDINFO& info)
+void CardFaces::paintFront(QPixmap& face, const FrontTexts& texts)
 {
     qt_versions::setLocaleCodecToGb2312();
     const QImage photo = HolderPhoto::prepareForFace();
     if (face.isNull())
         return;
     FacePainter painter(face);
-    paintValues(painter, info);
+    paintCaptions(painter);
+    paintValues(painter, texts);
     if (!photo.isNull())
         painter.drawImage(0.6285046728971962, 0.14686983660730676, photo);
 }

@@ -3,8 +3,9 @@
 
 #pragma once
 
+#include <QString>
+
 class QPixmap;
-struct IDINFO;
 
 /// The pictures of an identity card's two faces, painted onto templates.
 ///
@@ -12,16 +13,32 @@ struct IDINFO;
 /// template is left alone. GUI thread only; the locale's text codec is GB2312 afterwards.
 namespace CardFaces {
 
-/// The texts that every card has: the front's captions, the back's heading and captions.
-void paintFrontCaptions(QPixmap& face);
-void paintBackCaptions(QPixmap& face);
+struct FrontTexts
+{
+    QString name;
+    QString gender;
+    QString nation;
+    QString birthday; ///< eight digits, year, month, day
+    QString address;
+    QString idNum;
+};
 
-/// Paints, onto a face with its captions, the holder's data and the photo of "./simage_file.bmp".
-/// That file is rewritten with the photo as it was painted: 307 x 378 pixels, near-white cut out.
-/// Without the file, or with one that is no image, the face stays without a photo.
-void paintFrontValues(QPixmap& face, const IDINFO& info);
+struct BackTexts
+{
+    QString issueOrg;
+    QString effectDate;
+    QString expireDate;
+};
 
-/// Paints, onto a face with its captions, the issuing authority and the validity period.
-void paintBackValues(QPixmap& face, const IDINFO& info);
+/// Paints the captions, the texts, and the photo of "./simage_file.bmp". That file is rewritten
+/// with the photo as it was painted: 307 x 378 pixels, near-white cut out. Without the file, or
+/// with one that is no image, the face stays without a photo.
+void paintFront(QPixmap& face, const FrontTexts& texts);
+void paintBack(QPixmap& face, const BackTexts& texts);
+
+/// Load the template \p source, paint it and write it to \p target as JPEG. A template that is
+/// missing leaves the target empty.
+void writeFront(const QString& source, const QString& target, const FrontTexts& texts);
+void writeBack(const QString& source, const QString& target, const BackTexts& texts);
 
 } // namespace CardFaces

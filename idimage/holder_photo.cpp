@@ -28,15 +28,11 @@ bool isNearWhite(const uchar* pixel)
     return qRed(colour) > limit && qGreen(colour) > limit && qBlue(colour) > limit;
 }
 
-// A photo without an alpha channel of its own has opaque and cleared pixels only, whose colours
-// need no conversion.
-void store(const QString& file, const QImage& painted, bool hadAlpha)
+void store(const QString& file, const QImage& photo)
 {
-    const QImage colours(painted.constBits(), painted.width(), painted.height(),
-                         painted.bytesPerLine(), QImage::Format_RGB32);
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
-    if ((hadAlpha ? painted : colours).save(&buffer, "BMP"))
+    if (photo.save(&buffer, "BMP"))
         FixedFile::write(file, buffer.data());
 }
 
@@ -45,15 +41,13 @@ void store(const QString& file, const QImage& painted, bool hadAlpha)
 QImage HolderPhoto::prepareForFace()
 {
     const QString file = QString::fromLatin1(path);
-    const QImage loaded = QImage::fromData(FixedFile::read(file));
-    QImage photo = loaded.convertToFormat(QImage::Format_RGBA8888_Premultiplied);
+    QImage photo = QImage::fromData(FixedFile::read(file))
+                       .convertToFormat(QImage::Format_RGBA8888_Premultiplied);
     if (photo.isNull())
         return photo;
     clearNearWhite(photo);
-    // In the painter's own format while it is small.
-    photo = photo.convertToFormat(QImage::Format_ARGB32_Premultiplied)
-                .scaled(faceWidth, faceHeight, Qt::IgnoreAspectRatio, Qt::FastTransformation);
-    store(file, photo, loaded.hasAlphaChannel());
+    photo = photo.scaled(faceWidth, faceHeight, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+    store(file, photo);
     return photo;
 }
 

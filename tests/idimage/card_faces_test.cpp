@@ -411,26 +411,6 @@ private Q_SLOTS:
         QCOMPARE(LogCapture::lines(), QStringList());
     }
 
-    void aNewTemplateIsNoticed()
-    {
-        ReadIDCard reader;
-        for (const auto& [size, colour] :
-             {std::pair(smallFace, Qt::darkRed), std::pair(largeFace, Qt::darkGreen)}) {
-            QImage blank(size, QImage::Format_RGB32);
-            blank.fill(colour);
-            for (const QString file : {"front.jpg", "back.jpg"})
-                QVERIFY(blank.save(file));
-            reader.IDCardPicFront(record().get());
-            reader.IDCardPicBack(record().get());
-            for (const QString file : {"frontNew.jpg", "backNew.jpg"}) {
-                const QColor painted = QImage(file).pixelColor(5, 5);
-                QVERIFY2(QImage(file).size() == size &&
-                             qAbs(painted.green() - QColor(colour).green()) < 10,
-                         qPrintable(file + ' ' + painted.name()));
-            }
-        }
-    }
-
     void nothingOfALongerFileIsLeft()
     {
         QString source = templates + "front.jpg";
