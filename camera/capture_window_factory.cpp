@@ -4,11 +4,9 @@
 // The module's one door.
 
 #include "camera/camera_module.h"
-#include "camera/capture_settings.h"
 #include "camera/capture_window.h"
 
 extern "C" Q_DECL_EXPORT CaptureDialog* desk_create_capture_window()
 {
-    applyCaptureSettings();
     return new CameraUser(nullptr);
 }

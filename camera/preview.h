@@ -9,10 +9,6 @@
 /// \brief The frame as it is shown: red, green, blue, scaled to \p size without regard to its
 /// shape, each pixel taken from the nearest one of the frame.
 ///
-/// Only the pixels that are shown are touched, and they land in the display's own format; they are
-/// the same as those of a frame that QImage first converts whole and then scales with its fast
-/// transformation.
-///
 /// \param frame 8 bits, three channels, blue first; anything else gives a null image.
 /// \param size in pixels.
 /// \return a 32-bit image that shares nothing with \p frame.
