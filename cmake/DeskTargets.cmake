@@ -55,7 +55,6 @@ function(desk_product_target target)
     set_target_properties(${target} PROPERTIES AUTOMOC ON AUTOUIC ON)
     if(DESK_CLANG_TIDY)
         set_target_properties(${target} PROPERTIES CXX_CLANG_TIDY "clang-tidy-19;--quiet")
-        set_property(GLOBAL APPEND PROPERTY DESK_PRODUCT_TARGETS ${target})
     endif()
 endfunction()
 

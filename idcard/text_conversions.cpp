@@ -20,21 +20,10 @@ namespace {
 constexpr int BitsPerDigit = 4;
 constexpr int TemplateBits = 24;
 constexpr int TemplateDigits = TemplateBits / BitsPerDigit;
-constexpr int SearchBlock = 64;
 constexpr char Space = ' ';
 
 // The free positions of the template, marked x, take the code point's bits from the highest down.
 constexpr char Utf8Template[] = "1110xxxx10xxxxxx10xxxxxx";
-
-// The comparisons of a whole block have no early exit, so that they become vector instructions.
-bool blockHolds(const std::int64_t* block, int count, std::int64_t code)
-{
-    unsigned found = 0;
-    for (int i = 0; i < count; ++i) {
-        found |= block[i] == code ? 1u : 0u;
-    }
-    return found != 0;
-}
 
 bool isBinaryText(const char* bits)
 {
@@ -66,14 +55,9 @@ bool isDigit(unsigned character)
 
 long FindUnicode(long gbCode)
 {
-    for (int start = 0; start < Gb2312Searched; start += SearchBlock) {
-        const std::int64_t* block = lGb2312 + start;
-        const int count = std::min(SearchBlock, Gb2312Searched - start);
-        if (blockHolds(block, count, gbCode)) {
-            return static_cast<long>(lUnicode[std::find(block, block + count, gbCode) - lGb2312]);
-        }
-    }
-    return 0;
+    const std::int64_t* end = lGb2312 + Gb2312Searched;
+    const std::int64_t* found = std::find(lGb2312, end, gbCode);
+    return found != end ? static_cast<long>(lUnicode[found - lGb2312]) : 0;
 }
 
 int chartoint1(char c)

@@ -38,8 +38,8 @@ int TurnAscii(long codePoint, char* out);
 int U2A(const char* gbHex, char* out);
 
 /// Prints every second unit of \p source through the current locale. Each value v is printed as the
-/// wide character v * 257, as the readers' makers' tools do; a zero unit ends the text, and a
-/// character that the locale cannot hold gives an empty text.
+/// wide character v * 257; a zero unit ends the text, and a character that the locale cannot hold
+/// gives an empty text.
 ///
 /// \param source      sourceBytes / 2 characters, one in every second unit.
 /// \param target      takes `MB_LEN_MAX` bytes for each character and a terminating zero.

@@ -5,7 +5,6 @@
 
 #include "idcard/usb_reader.h"
 
-#include <algorithm>
 #include <cstdio>
 
 namespace UsbReader {
@@ -29,11 +28,9 @@ static_assert(checkByteFits(getSamNumber) && checkByteFits(findCard) && checkByt
 bool write(libusb_device_handle* handle, unsigned char endpoint, const unsigned char* data,
            int length, unsigned timeout)
 {
-    Frame buffer{}; // libusb's buffers are not const, even on the way out
-    length = std::min(length, static_cast<int>(buffer.size()));
-    std::copy_n(data, length, buffer.begin());
+    auto* const bytes = const_cast<unsigned char*>(data); // libusb only reads on the way out
     int transferred = 0;
-    return libusb_bulk_transfer(handle, endpoint, buffer.data(), length, &transferred, timeout) ==
+    return libusb_bulk_transfer(handle, endpoint, bytes, length, &transferred, timeout) ==
            LIBUSB_SUCCESS;
 }
 

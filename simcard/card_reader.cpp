@@ -16,7 +16,6 @@ namespace {
 // Sizes of the caller's buffers, in bytes.
 constexpr std::size_t readerNameSize = 256;
 constexpr std::size_t openResultSize = 256;
-constexpr std::size_t responseSize = 1024;
 
 // A command without data (class, instruction, two parameters), and one with 255 bytes of data and a
 // length of the expected response; two characters a byte.
@@ -113,9 +112,6 @@ int SendApduCommand(int length, const char* text, int* responseLength, char* res
             return code;
         }
         const std::string hex = hexFromBytes(*answer);
-        if (hex.size() >= responseSize) {
-            return SCARD_E_INSUFFICIENT_BUFFER;
-        }
         copyText(response, hex);
         *responseLength = static_cast<int>(hex.size());
         return code;

@@ -30,9 +30,6 @@ public:
         m_answer = answer;
     }
 
-    /// Forgets everything and counts from 0 again.
-    void restart() { *this = {}; }
-
     /// To be called once for each transfer. \return the answer to give instead, if there is one.
     std::optional<UsbAnswer> next()
     {

@@ -132,12 +132,6 @@ void IdentityReaderUsb::takeCard()
     putCard({});
 }
 
-void IdentityReaderUsb::setSamNumber(const QByteArray& number)
-{
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_samNumber = number;
-}
-
 void IdentityReaderUsb::setFramesOnSecondEndpointOnly(bool second)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);

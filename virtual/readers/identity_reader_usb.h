@@ -47,8 +47,6 @@ public:
     void putCard(const QByteArray& data);
     void takeCard();
 
-    void setSamNumber(const QByteArray& number); ///< 16 bytes
-
     /// The "0503" module takes its frames on 0x02 only, as some do.
     void setFramesOnSecondEndpointOnly(bool second);
 
