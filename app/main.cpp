@@ -48,7 +48,7 @@ int main(int argc, char* argv[])
     const QApplication application(argc, argv);
     missingDisplay.reset();
     QApplication::setQuitOnLastWindowClosed(false);
-    // Lives to process exit: clients may still be served while the event loop winds down.
+    // Never deleted: it answers clients until the process ends.
     static auto* const server = new EchoServer(servicePort, false);
     QObject::connect(server, &EchoServer::closed, &application, &QCoreApplication::quit);
     const OrderlyEnd orderlyEnd(*server);

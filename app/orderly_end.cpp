@@ -16,7 +16,7 @@
 namespace {
 
 // Below the five seconds after which an upgrade, or who else asks, kills the process.
-constexpr int patienceMs = 3000;
+constexpr int longestEndMs = 3000;
 
 void endWithoutTheGuiThread()
 {
@@ -32,16 +32,16 @@ OrderlyEnd::OrderlyEnd(EchoServer& server)
 {
     // Both live on the watching thread and are deleted when it ends.
     auto* termination = new TerminationSignals;
-    auto* patience = new QTimer;
-    patience->setSingleShot(true);
-    patience->setInterval(patienceMs);
-    for (QObject* object : {static_cast<QObject*>(termination), static_cast<QObject*>(patience)}) {
+    auto* deadline = new QTimer;
+    deadline->setSingleShot(true);
+    deadline->setInterval(longestEndMs);
+    for (QObject* object : {static_cast<QObject*>(termination), static_cast<QObject*>(deadline)}) {
         object->moveToThread(&m_watch);
         connect(&m_watch, &QThread::finished, object, &QObject::deleteLater);
     }
-    connect(termination, &TerminationSignals::arrived, patience, QOverload<>::of(&QTimer::start));
+    connect(termination, &TerminationSignals::arrived, deadline, QOverload<>::of(&QTimer::start));
     connect(termination, &TerminationSignals::arrived, this, &OrderlyEnd::begin);
-    connect(patience, &QTimer::timeout, patience, &endWithoutTheGuiThread);
+    connect(deadline, &QTimer::timeout, deadline, &endWithoutTheGuiThread);
     m_watch.start();
 }
 

@@ -161,10 +161,10 @@ void compareFirstPictures(Camera& camera)
     std::vector<double> first;
     std::vector<double> later;
     for (int round = 0; round < rounds; ++round) {
-        camera.setPatience(1000); // as select() would wait on a real node
+        camera.setDequeueTimeout(1000); // as select() would wait on a real node
         bare.push_back(milliseconds(
             [] { QProcess::execute(QStringLiteral(DESK_BIN_DIR "/bare_capture"), {"0"}); }));
-        camera.setPatience(0);
+        camera.setDequeueTimeout(0);
         ServiceProcess service;
         DeskClient client;
         if (!service.start() || !client.open()) {

@@ -27,7 +27,7 @@
 namespace {
 
 constexpr int previewInterval = 33; // ms, about 30 pictures a second
-// ms; a window that goes before the window system has shown it is given the focus when it is gone.
+// ms; closed before it is mapped, a window would make the window manager focus a dead window.
 constexpr int closeDelay = 50;
 constexpr char pictureFile[] = "/tmp/kvo_cv.jpg";
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// \brief Devices that say what a fuzzer likes, in the place of libusb's functions: a target that
+/// \brief Devices that say what a fuzzer likes, instead of libusb's functions: a target that
 /// links scripted_usb.cpp never reaches a bus.
 ///
 /// The devices take all that they do from one script of bytes. Each opening, claim and transfer

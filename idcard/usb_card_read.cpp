@@ -87,7 +87,7 @@ bool ReadIDCard::identifyModule(libusb_device_handle* handle)
     return true;
 }
 
-// A card that is not found or not selected does not stop the read: the module has the last word.
+// Errors of find and select are ignored; only the result of the read counts.
 int32_t ReadIDCard::takeCard0501(libusb_device_handle* handle, unsigned char* data,
                                  int* fingerprintFlag)
 {

@@ -19,9 +19,9 @@ constexpr int padInterface = 0;
 constexpr unsigned char penEndpoint = LIBUSB_ENDPOINT_IN | 1;
 constexpr unsigned readTimeoutMs = 300;
 
-// A read without a sample takes as long as one of a lifted pen, whatever ended it: the thread that
-// reads goes on at once.
-void waitOutThePace(const QElapsedTimer& started)
+// A read without a sample takes the full time-out, whatever ended it: the reading thread repeats it
+// at once and would otherwise spin on an unplugged pad.
+void sleepUntilTimeout(const QElapsedTimer& started)
 {
     const qint64 left = static_cast<qint64>(readTimeoutMs) - started.elapsed();
     if (left > 0)
@@ -92,7 +92,7 @@ int QHandWritingDevForLibUsb::readData(int& x, int& y, int& p)
     qWarning("libusb_interrupt_transfer ,ret = %d", result);
     const bool isShort = received < PenReport::usefulSize;
     if (result != 0 || isShort) {
-        waitOutThePace(started);
+        sleepUntilTimeout(started);
         return result != 0 ? -1 : -2;
     }
     x = report.x();

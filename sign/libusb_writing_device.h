@@ -27,8 +27,8 @@ public:
     /// needed. The kernel's driver is not attached again before `giveBack`.
     int openDevice() override;
 
-    /// Waits up to 300 ms. A failed read never returns sooner than that, so that a pulled pad,
-    /// which answers at once, costs no more than a lifted pen. \return 0 a sample, -1 time-out or
+    /// Waits up to 300 ms. A failed read takes the full time too, so that the reading thread
+    /// does not spin on an unplugged pad, which fails at once. \return 0 a sample, -1 time-out or
     /// failed transfer or closed device, -2 fewer than 8 bytes
     int readData(int& x, int& y, int& p) override;
 

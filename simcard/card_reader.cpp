@@ -34,7 +34,7 @@ int guarded(Body&& body)
     try {
         code = body();
     } catch (const std::exception&) {
-        // Nothing may leave a C function; all that is thrown below is the want of memory.
+        // No exception may leave a C function; only std::bad_alloc is thrown below.
         code = SCARD_E_NO_MEMORY;
     }
     return static_cast<int>(static_cast<std::uint32_t>(code));

@@ -74,7 +74,7 @@ int CardPowerOn(unsigned char* atr);
 ///     without a whole status word is an error: a card that is pulled during a command leaves none.
 int SendApduCommand(int length, const char* text, int* responseLength, char* response);
 
-/// Powers the card off and gives it free. The reader stays open.
+/// Powers the card off and releases it. The reader stays open.
 ///
 /// \return 0 or an error code; with no card powered an error.
 int CardPowerOff(void);

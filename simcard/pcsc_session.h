@@ -34,7 +34,7 @@ public:
     /// reports success with no data when the card is pulled in the middle.
     LONG transmit(const std::vector<std::uint8_t>& command, std::vector<std::uint8_t>& response);
 
-    /// Powers the card off and gives it free.
+    /// Powers the card off and releases it.
     LONG powerOff();
 
     /// Powers off a card that is on, and disconnects from the daemon. Nothing is held afterwards,

@@ -76,7 +76,7 @@ LONG PcscWorker::await(Lock& lock, Clock::time_point deadline)
 
 bool PcscWorker::startThread()
 {
-    // Signals are the program's own business: the thread takes none.
+    // Signals are blocked here, so that handlers run on the program's own threads.
     sigset_t all;
     sigset_t before;
     sigfillset(&all);

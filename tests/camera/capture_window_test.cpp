@@ -72,8 +72,8 @@ private Q_SLOTS:
         m_testbed = std::make_unique<Testbed>();
         m_document = std::make_unique<Camera>(*m_testbed, documentCamera());
         m_portrait = std::make_unique<Camera>(*m_testbed, portraitOnFirstNode());
-        m_document->setPatience(0);
-        m_portrait->setPatience(0);
+        m_document->setDequeueTimeout(0);
+        m_portrait->setDequeueTimeout(0);
     }
     void cleanup()
     {
@@ -405,7 +405,7 @@ private Q_SLOTS:
         description.compressed = compressed;
         description.number = 4;
         m_document = std::make_unique<Camera>(*m_testbed, description);
-        m_document->setPatience(0);
+        m_document->setDequeueTimeout(0);
         m_document->setGarbage(true);
         open();
         QTest::qWait(300);
@@ -432,7 +432,7 @@ private Q_SLOTS:
         description.framesPerSecond = framesPerSecond;
         description.number = 4;
         m_document = std::make_unique<Camera>(*m_testbed, description);
-        m_document->setPatience(0);
+        m_document->setDequeueTimeout(0);
         open();
         QTRY_VERIFY(shows(shown(preview()), Scene::Document));
         m_document->setStalled(stalled);

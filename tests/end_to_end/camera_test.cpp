@@ -79,7 +79,7 @@ private Q_SLOTS:
         description.scene = Scene::Portrait;
         m_portrait = std::make_unique<Camera>(*m_testbed, description);
         for (Camera* camera : {m_document.get(), m_portrait.get()}) {
-            camera->setPatience(0);
+            camera->setDequeueTimeout(0);
             camera->plugIn();
         }
         m_service = std::make_unique<ServiceProcess>();

@@ -100,7 +100,7 @@ private Q_SLOTS:
         QTRY_VERIFY(outputOf("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("0x"));
         m_testbed = std::make_unique<Testbed>();
         m_camera = std::make_unique<Camera>(*m_testbed, CameraDescription());
-        m_camera->setPatience(0);
+        m_camera->setDequeueTimeout(0);
         m_camera->plugIn();
     }
 

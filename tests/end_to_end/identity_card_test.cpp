@@ -212,7 +212,7 @@ private Q_SLOTS:
         m_usb->resetFaults();
         m_usb->setModule(IdentityReaderUsb::Module0503);
         putCard(residentCard());
-        setObstacle({});
+        setFault({});
         m_usb->clearLog();
         m_hid->clearLog();
         m_client = std::make_unique<DeskClient>();
@@ -257,7 +257,7 @@ private Q_SLOTS:
 
     void theModulesNumberCanFail_data()
     {
-        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<QString>("fault");
         QTest::addColumn<int>("success");
         QTest::addColumn<QString>("msg");
         QTest::addColumn<QStringList>("wire");
@@ -282,10 +282,10 @@ private Q_SLOTS:
 
     void theModulesNumberCanFail()
     {
-        QFETCH(QString, obstacle);
+        QFETCH(QString, fault);
         QFETCH(int, success);
         QFETCH(QString, msg);
-        setObstacle(obstacle);
+        setFault(fault);
         m_usb->clearLog();
         m_client->command("ZCGetSAMNum", {{"_tflag", tag}});
         QCOMPARE(m_client->text(), commonReply("ZCGetSAMNum", success, msg));
@@ -389,7 +389,7 @@ private Q_SLOTS:
 
     void aFailedReadIsTriedTwice_data()
     {
-        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<QString>("fault");
         QTest::addColumn<int>("result");
         QTest::addColumn<QString>("claim");
         QTest::addColumn<int>("claims");
@@ -402,10 +402,10 @@ private Q_SLOTS:
 
     void aFailedReadIsTriedTwice()
     {
-        QFETCH(QString, obstacle);
+        QFETCH(QString, fault);
         QFETCH(int, result);
         QFETCH(QString, claim);
-        setObstacle(obstacle);
+        setFault(fault);
         m_usb->clearLog();
         m_client->send(R"({"act":"readIntegratedCard","_tflag":"t1"})");
         QCOMPARE(m_client->text(), commonReply("", result, "读卡失败"));
@@ -444,7 +444,7 @@ private Q_SLOTS:
 
     void everyFailureOfAHidReadIsAnswered_data()
     {
-        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<QString>("fault");
         QTest::addColumn<int>("result");
         QTest::addColumn<QString>("msg");
         QTest::newRow("no reader") << "unplugged" << -12 << "寻卡失败";
@@ -457,13 +457,13 @@ private Q_SLOTS:
 
     void everyFailureOfAHidReadIsAnswered()
     {
-        QFETCH(QString, obstacle);
+        QFETCH(QString, fault);
         QFETCH(int, result);
         QFETCH(QString, msg);
-        setObstacle(obstacle);
+        setFault(fault);
         m_client->command("ZCReadHIDIDCard", {{"_tflag", tag}});
         QCOMPARE(m_client->text(), commonReply("ZCReadHIDIDCard", result, msg));
-        setObstacle({});
+        setFault({});
         m_client->command("ZCReadHIDIDCard", {{"_tflag", tag}});
         QCOMPARE(m_client->text(), cardReply("ZCReadHIDIDCard", residentRecord));
     }
@@ -531,7 +531,7 @@ private Q_SLOTS:
         const auto reads = [this](int rounds) {
             for (int i = 0; i < rounds; ++i) {
                 for (const char* function : {"ZCReadIDCard", "ZCReadHIDIDCard", "ZCGetSAMNum"}) {
-                    setObstacle(i % 2 ? "no card" : "");
+                    setFault(i % 2 ? "no card" : "");
                     QVERIFY(!m_client->ask(function).isEmpty());
                 }
                 m_service.forgetOutput();
@@ -605,34 +605,34 @@ private:
         m_hid->putCard(cardData(card));
     }
 
-    void setObstacle(const QString& obstacle)
+    void setFault(const QString& fault)
     {
         m_usb->resetFaults();
         m_hid->resetFaults();
-        const bool held = obstacle == QLatin1String("held");
+        const bool held = fault == QLatin1String("held");
         m_usb->setHeldElsewhere(held);
         m_hid->setHeldElsewhere(held);
-        const bool plugged = obstacle != QLatin1String("unplugged");
+        const bool plugged = fault != QLatin1String("unplugged");
         if (m_usb->isPlugged() != plugged)
             plugged ? m_usb->plug() : m_usb->unplug();
         if (m_hid->isPlugged() != plugged)
             plugged ? m_hid->plug() : m_hid->unplug();
         const QByteArray refused = QByteArray::fromHex("000041");
-        if (obstacle == QLatin1String("dead"))
+        if (fault == QLatin1String("dead"))
             m_usb->replaceTransfersFrom(0, UsbAnswer::stall());
-        else if (obstacle == QLatin1String("mute"))
+        else if (fault == QLatin1String("mute"))
             m_usb->replaceTransfersFrom(1, UsbAnswer::stall());
-        else if (obstacle == QLatin1String("no number"))
+        else if (fault == QLatin1String("no number"))
             m_usb->setStatus(IdentityReaderUsb::GetSamNumber, QByteArray::fromHex("000066"));
-        else if (obstacle == QLatin1String("pulled"))
+        else if (fault == QLatin1String("pulled"))
             m_usb->replaceTransfer(7, UsbAnswer::unplug());
-        else if (obstacle == QLatin1String("hid request"))
+        else if (fault == QLatin1String("hid request"))
             m_hid->replaceTransfer(1, UsbAnswer::data({}));
-        else if (obstacle == QLatin1String("hid select"))
+        else if (fault == QLatin1String("hid select"))
             m_hid->setResult(IdentityReaderHid::SelectCard, 1);
-        else if (obstacle == QLatin1String("hid read"))
+        else if (fault == QLatin1String("hid read"))
             m_hid->setRawReply({QByteArray::fromHex("0200FF")});
-        if (obstacle == QLatin1String("no card")) {
+        if (fault == QLatin1String("no card")) {
             m_usb->setStatus(IdentityReaderUsb::FindCard, QByteArray::fromHex("000080"));
             m_usb->setStatus(IdentityReaderUsb::ReadCard, refused);
             m_hid->setResult(IdentityReaderHid::RequestCard, 1);

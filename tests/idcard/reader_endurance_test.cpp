@@ -40,10 +40,10 @@ private Q_SLOTS:
     void nothingIsLeftBehind_data()
     {
         QTest::addColumn<QString>("job");
-        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<QString>("fault");
         QTest::addColumn<int>("rounds");
-        const auto row = [](const char* job, const char* obstacle, int rounds) {
-            QTest::addRow("%s %s", job, obstacle) << job << obstacle << rounds;
+        const auto row = [](const char* job, const char* fault, int rounds) {
+            QTest::addRow("%s %s", job, fault) << job << fault << rounds;
         };
         row("read", "", 1000);
         row("read", "no card", 1000);
@@ -62,10 +62,10 @@ private Q_SLOTS:
     void nothingIsLeftBehind()
     {
         QFETCH(QString, job);
-        QFETCH(QString, obstacle);
+        QFETCH(QString, fault);
         QFETCH(int, rounds);
-        putObstacle(obstacle);
-        const bool good = obstacle.isEmpty();
+        putFault(fault);
+        const bool good = fault.isEmpty();
         const LogCapture log;
         OutputCapture output;
         OutputCapture errors(stderr);
@@ -95,19 +95,19 @@ private Q_SLOTS:
     }
 
 private:
-    void putObstacle(const QString& obstacle)
+    void putFault(const QString& fault)
     {
-        const bool held = obstacle == QLatin1String("held");
-        const bool plugged = obstacle != QLatin1String("unplugged");
+        const bool held = fault == QLatin1String("held");
+        const bool plugged = fault != QLatin1String("unplugged");
         if (plugged != m_usb->isPlugged()) {
             plugged ? m_usb->plug() : m_usb->unplug();
             plugged ? m_hid->plug() : m_hid->unplug();
         }
         m_usb->setHeldElsewhere(held);
         m_hid->setHeldElsewhere(held);
-        if (obstacle == QLatin1String("no card"))
+        if (fault == QLatin1String("no card"))
             m_usb->takeCard();
-        if (obstacle == QLatin1String("no answer"))
+        if (fault == QLatin1String("no answer"))
             m_usb->replaceTransfersFrom(0, UsbAnswer::stall());
     }
 

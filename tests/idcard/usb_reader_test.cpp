@@ -420,7 +420,7 @@ private Q_SLOTS:
 
     void everyFailureOfAReadHasItsResult_data()
     {
-        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<QString>("fault");
         QTest::addColumn<int>("result");
         QTest::addColumn<QString>("message");
         QTest::addColumn<QString>("lastLine");
@@ -441,21 +441,21 @@ private Q_SLOTS:
 
     void everyFailureOfAReadHasItsResult()
     {
-        QFETCH(QString, obstacle);
+        QFETCH(QString, fault);
         rlimit limit{};
         getrlimit(RLIMIT_NOFILE, &limit);
         const rlimit none{0, limit.rlim_max};
-        if (obstacle == QLatin1String("unplugged"))
+        if (fault == QLatin1String("unplugged"))
             m_reader->unplug();
-        else if (obstacle == QLatin1String("dead"))
+        else if (fault == QLatin1String("dead"))
             m_reader->replaceTransfersFrom(0, UsbAnswer::stall());
-        else if (obstacle == QLatin1String("no card"))
+        else if (fault == QLatin1String("no card"))
             m_reader->takeCard();
-        else if (obstacle == QLatin1String("pulled"))
+        else if (fault == QLatin1String("pulled"))
             m_reader->replaceTransfer(9, UsbAnswer::unplug());
-        m_reader->setHeldElsewhere(obstacle == QLatin1String("held"));
+        m_reader->setHeldElsewhere(fault == QLatin1String("held"));
         ReadIDCard reader;
-        if (obstacle == QLatin1String("descriptors")) {
+        if (fault == QLatin1String("descriptors")) {
             m_info->name[0] = '!';
             char message[ReadIDCard::MessageBytes];
             const LogCapture log;

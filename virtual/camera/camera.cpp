@@ -85,9 +85,9 @@ void Camera::setGarbage(bool garbage)
     m_node->change([garbage](CameraFaults& faults) { faults.garbage = garbage; });
 }
 
-void Camera::setPatience(int milliseconds)
+void Camera::setDequeueTimeout(int milliseconds)
 {
-    m_node->change([milliseconds](CameraFaults& faults) { faults.patience = milliseconds; });
+    m_node->change([milliseconds](CameraFaults& faults) { faults.dequeueTimeout = milliseconds; });
 }
 
 bool Camera::isStreaming() const

@@ -19,7 +19,7 @@ class Testbed;
 /// Frames keep real time. They are numbered from the start of the stream and show their number; one
 /// that finds no free buffer is lost. Like a driver behind a non-blocking descriptor, the node has
 /// "no frame yet" (EAGAIN) for an early request, but only after having waited for up to \ref
-/// setPatience; a stalled camera says so at once.
+/// setDequeueTimeout; a stalled camera says so at once.
 ///
 /// All functions may be called from any thread.
 class Camera
@@ -51,7 +51,7 @@ public:
     /// finds the emulated node ready, so that a program which waits for a frame with it would spin;
     /// the default is long enough for every frame. 0 is what a program sees that asks without
     /// waiting.
-    void setPatience(int milliseconds);
+    void setDequeueTimeout(int milliseconds);
 
     bool isStreaming() const;
     /// The size that is set, in pixels.

@@ -387,8 +387,8 @@ CameraNode::Answer CameraNode::stopStream(const IoctlClient& client, int&)
     return 0;
 }
 
-/// Answers when a frame is there, when the driver's patience is at its end, or when the camera is
-/// gone.
+/// Answers when a frame is there, when the driver's dequeueTimeout is at its end, or when the
+/// camera is gone.
 void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point asked)
 {
     const IoctlData data =
@@ -418,7 +418,7 @@ void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point aske
         completeIoctl(client, 0);
         return;
     }
-    const Clock::time_point end = asked + std::chrono::milliseconds(m_faults.patience);
+    const Clock::time_point end = asked + std::chrono::milliseconds(m_faults.dequeueTimeout);
     if (now >= end || m_faults.stalled) {
         completeIoctl(client, -1, EAGAIN);
         return;

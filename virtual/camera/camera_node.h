@@ -21,7 +21,7 @@ struct CameraFaults
     bool busy = false;
     bool stalled = false;
     bool garbage = false;
-    int patience = 1000; // ms
+    int dequeueTimeout = 1000; // ms
 };
 
 /// \brief The kernel's side of /dev/videoN: answers what programs ask of the node (Video4Linux 2,

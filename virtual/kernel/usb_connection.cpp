@@ -19,8 +19,7 @@
 namespace virtual_desk {
 namespace {
 
-// The node always polls writable, so that a program would spin through empty collections: each is
-// held.
+// poll() always reports the node ready: an empty reap is delayed so that libusb does not busy-loop.
 const int EmptyReapMilliseconds = 3;
 // A close is seen late: a claim waits for it, that often and that long, before the interface counts
 // as busy.

@@ -24,7 +24,7 @@ namespace virtual_desk {
 class VirtualSimCard
 {
 public:
-    /// What the card does at a command, in the place of what its files say.
+    /// What the card does at a command instead of answering from its files.
     struct Behaviour
     {
         enum class Kind { files, bytes, pulled };

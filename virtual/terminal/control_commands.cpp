@@ -50,7 +50,7 @@ QString notPlugged(const QString& device)
     return QStringLiteral("\"%1\" is not plugged in.").arg(device);
 }
 
-QString simObstacle(const SimReaderDevice& reader)
+QString simFault(const SimReaderDevice& reader)
 {
     if (!reader.isPlugged())
         return notPlugged(QStringLiteral("simReader"));
@@ -241,8 +241,8 @@ ControlCommands::Outcome ControlCommands::insertSim(CheckedObject& request)
     const QString error = request.error();
     if (!error.isEmpty())
         return {error, {}};
-    const QString obstacle = simObstacle(m_desk.simReader());
-    return {obstacle.isEmpty() ? m_desk.simReader().insertSim(iccid) : obstacle, {}};
+    const QString fault = simFault(m_desk.simReader());
+    return {fault.isEmpty() ? m_desk.simReader().insertSim(iccid) : fault, {}};
 }
 
 ControlCommands::Outcome ControlCommands::pullSim(CheckedObject& request)

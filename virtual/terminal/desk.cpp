@@ -30,9 +30,9 @@ Desk::Desk()
 QString Desk::furnish()
 {
     for (const QString& name : deviceNames()) {
-        QString obstacle = device(name).plug();
-        if (!obstacle.isEmpty())
-            return obstacle;
+        QString fault = device(name).plug();
+        if (!fault.isEmpty())
+            return fault;
     }
     m_usbReader.putCard(invented(CardType::Resident, 0));
     m_hidReader.putCard(invented(CardType::PermanentResidence, 1));

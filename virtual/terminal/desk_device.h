@@ -29,7 +29,7 @@ public:
     virtual QString plug() = 0;
     virtual void unplug() = 0;
 
-    /// Puts the fault of a request in the place of any other.
+    /// Sets the fault of a request; it replaces any other.
     /// \param request holds "fault" and the fault's own keys; complains of what is wrong with them,
     /// and then nothing changes
     void breakDown(CheckedObject& request);

@@ -101,18 +101,18 @@ int run(const Options& options, const QString& directory)
     if (options.verbose)
         QObject::connect(&service, &ServiceRunner::lineWritten, &printLine);
 
-    QString obstacle = control.listen(options.controlPort);
-    if (!obstacle.isEmpty())
+    QString fault = control.listen(options.controlPort);
+    if (!fault.isEmpty())
         return fail(QStringLiteral("port %1, for playing the desk, cannot be had: %2.\n"
                                    "  `ss -ltnp sport = :%1` names the program that has it; "
                                    "--control-port takes another.")
                         .arg(options.controlPort)
-                        .arg(obstacle));
-    obstacle = options.bare ? QString() : desk.furnish();
-    if (obstacle.isEmpty())
-        obstacle = service.start();
-    if (!obstacle.isEmpty())
-        return fail(obstacle);
+                        .arg(fault));
+    fault = options.bare ? QString() : desk.furnish();
+    if (fault.isEmpty())
+        fault = service.start();
+    if (!fault.isEmpty())
+        return fail(fault);
 
     const TerminationSignals signalsOfTheSystem;
     QObject::connect(&signalsOfTheSystem, &TerminationSignals::arrived, qApp,
@@ -134,9 +134,9 @@ int main(int argc, char* argv[])
         return fail(QStringLiteral("the service has port %1 itself; take another for playing the "
                                    "desk.")
                         .arg(servicePort));
-    const QString obstacle = ServiceRunner::portObstacle();
-    if (!obstacle.isEmpty())
-        return fail(obstacle);
+    const QString fault = ServiceRunner::portFault();
+    if (!fault.isEmpty())
+        return fail(fault);
     const QTemporaryDir temporary;
     const QString directory = options.directory.isEmpty() ? temporary.path() : options.directory;
     if (!QDir().mkpath(directory) || !QFileInfo(directory).isWritable())

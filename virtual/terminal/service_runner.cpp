@@ -43,7 +43,7 @@ ServiceRunner::~ServiceRunner()
     stop();
 }
 
-QString ServiceRunner::portObstacle()
+QString ServiceRunner::portFault()
 {
     QTcpServer probe;
     if (probe.listen(QHostAddress::Any, servicePort))
@@ -59,9 +59,9 @@ QString ServiceRunner::start()
 {
     if (isRunning())
         return QStringLiteral("The service is running already.");
-    QString obstacle = portObstacle();
-    if (!obstacle.isEmpty())
-        return obstacle;
+    QString fault = portFault();
+    if (!fault.isEmpty())
+        return fault;
     m_endAsked = false;
     m_process.start(m_program, QStringList());
     if (!m_process.waitForStarted())

@@ -30,7 +30,7 @@ public:
 
     /// Why the service would not get its port, and what to do; empty when it would. The service
     /// itself stays silent then.
-    static QString portObstacle();
+    static QString portFault();
 
     /// Starts the service and waits until its port answers, up to ten seconds.
     /// \return an empty text, or why it does not run

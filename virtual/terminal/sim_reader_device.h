@@ -20,7 +20,7 @@ public:
     /// Repairs the reader first.
     void unplug() override;
 
-    /// Puts a SIM in the place of any other. The reader is plugged in and not broken.
+    /// Inserts a SIM; it replaces any other. The reader is plugged in and not broken.
     /// \param iccid 19 or 20 digits
     /// \return an empty text, or why not
     QString insertSim(const QString& iccid);
