@@ -11,7 +11,7 @@ constexpr int statusWordCharacters = 4;
 
 void swapPairs(QString& digits)
 {
-    for (auto pair = digits.begin(); digits.end() - pair >= 2; pair += 2) {
+    for (auto* pair = digits.begin(); digits.end() - pair >= 2; pair += 2) {
         std::iter_swap(pair, pair + 1);
     }
     if (digits.size() % 2 != 0) {
