@@ -51,7 +51,7 @@ int main(int argc, char* argv[])
     // Never deleted: it answers clients until the process ends.
     static auto* const server = new EchoServer(servicePort, false);
     QObject::connect(server, &EchoServer::closed, &application, &QCoreApplication::quit);
-    const OrderlyEnd orderlyEnd(*server);
+    const OrderlyEnd orderlyEnd(*server, servicePort);
     const int code = QApplication::exec();
     server->dismissClients();
     return code;

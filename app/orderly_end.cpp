@@ -4,7 +4,9 @@
 #include "app/orderly_end.h"
 
 #include "app/termination_signals.h"
+#include "idcard/hid_id_card.h"
 #include "server/echo_server.h"
+#include "server/going_away.h"
 #include "sign/session_state.h"
 
 #include <QCoreApplication>
@@ -18,16 +20,18 @@ namespace {
 // Below the five seconds after which an upgrade, or who else asks, kills the process.
 constexpr int longestEndMs = 3000;
 
-void endWithoutTheGuiThread()
+void endWithoutTheGuiThread(quint16 port)
 {
     qWarning("ended while a command waited for its device");
+    sendGoingAway(port);
     releasePad();
+    HidIDCard::giveBack();
     std::_Exit(EXIT_SUCCESS);
 }
 
 } // namespace
 
-OrderlyEnd::OrderlyEnd(EchoServer& server)
+OrderlyEnd::OrderlyEnd(EchoServer& server, quint16 port)
     : m_server(server)
 {
     // Both live on the watching thread and are deleted when it ends.
@@ -41,7 +45,7 @@ OrderlyEnd::OrderlyEnd(EchoServer& server)
     }
     connect(termination, &TerminationSignals::arrived, deadline, QOverload<>::of(&QTimer::start));
     connect(termination, &TerminationSignals::arrived, this, &OrderlyEnd::begin);
-    connect(deadline, &QTimer::timeout, deadline, &endWithoutTheGuiThread);
+    connect(deadline, &QTimer::timeout, deadline, [port] { endWithoutTheGuiThread(port); });
     m_watch.start();
 }
 
@@ -49,6 +53,7 @@ OrderlyEnd::~OrderlyEnd()
 {
     m_watch.quit();
     m_watch.wait();
+    HidIDCard::giveBack();
 }
 
 void OrderlyEnd::begin()

@@ -9,6 +9,7 @@
 #include <libusb.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -17,11 +18,26 @@ namespace {
 
 constexpr int interfaceNumber = 0;
 
+std::atomic<bool> kernelDriverWasDetached{false};
+
 constexpr unsigned char requestCard = 0xB0;
 constexpr unsigned char selectCard = 0xB1;
 constexpr unsigned char readCard = 0xB4;
 
 } // namespace
+
+void HidIDCard::giveBack()
+{
+    libusb_context* context = nullptr;
+    if (!kernelDriverWasDetached || libusb_init(&context) < 0)
+        return;
+    // A reader that was replugged has its driver already and refuses another.
+    if (auto* reader = libusb_open_device_with_vid_pid(context, VendorId, ProductId)) {
+        libusb_attach_kernel_driver(reader, interfaceNumber);
+        libusb_close(reader);
+    }
+    libusb_exit(context);
+}
 
 HidIDCard::~HidIDCard()
 {
@@ -78,8 +94,10 @@ int HidIDCard::claim()
 {
     if (libusb_kernel_driver_active(m_handle, interfaceNumber) == 1) {
         std::printf("Kernel Driver Active %d\n", 46);
-        if (libusb_detach_kernel_driver(m_handle, interfaceNumber) == 0)
+        if (libusb_detach_kernel_driver(m_handle, interfaceNumber) == 0) {
+            kernelDriverWasDetached = true;
             std::printf("Kernel Driver Detached %d\n", 48);
+        }
     }
     const int result = libusb_claim_interface(m_handle, interfaceNumber);
     if (result < 0) {

@@ -28,6 +28,11 @@ public:
     /// Bytes that the target of a message takes: a card's text, photo and fingerprints.
     static constexpr int MessageBytes = 256 + 1024 + 1024;
 
+    /// Attaches the reader's kernel driver again if any object ever detached it: without it the
+    /// reader would be dead to other programs until it is replugged. For the end of the process;
+    /// while an object has the reader open this changes nothing. Any thread.
+    static void giveBack();
+
     HidIDCard() = default;
     ~HidIDCard();
     HidIDCard(const HidIDCard&) = delete;

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "virtual/pad/signature_pad.h"
+#include "virtual/readers/identity_reader_hid.h"
 #include "virtual/readers/identity_reader_usb.h"
 #include "virtual/support/desk_client.h"
 #include "virtual/support/service_process.h"
@@ -429,6 +430,9 @@ private Q_SLOTS:
     {
         QFETCH(int, number);
         QFETCH(bool, inSession);
+        IdentityReaderHid reader(*m_testbed);
+        reader.plug();
+        m_page->ask("ZCReadHIDIDCard");
         m_page->ask("ZCStartDeviceAB");
         if (inSession)
             QVERIFY(begin());
@@ -438,6 +442,7 @@ private Q_SLOTS:
         QCOMPARE(m_page->closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
         QVERIFY2(m_page->silentFor(0), "nobody cancelled the session");
         QCOMPARE(ownership().mid(3), QStringList({"release 0", "attach 0"}));
+        QCOMPARE(ownership(reader.log()), QStringList({"detach 0", "claim 0", "attach 0"}));
         QVERIFY(m_service->start());
     }
 
@@ -464,6 +469,8 @@ private Q_SLOTS:
             QCOMPARE(m_service->waitForEnd(), -SIGTERM);
         } else {
             QCOMPARE(m_service->waitForEnd(), 0);
+            QVERIFY(m_page->waitForClosed());
+            QCOMPARE(m_page->closeCode(), QWebSocketProtocol::CloseCodeGoingAway);
             QCOMPARE(ownership().mid(3), QStringList({"release 0", "attach 0"}));
         }
         QVERIFY(m_service->start());
@@ -487,11 +494,12 @@ private:
         return line(m_page->ask("ZCSetModeAB")) == "ZCSetModeAB 0 " + signing;
     }
 
-    /// The pad's log without the transfers.
-    QStringList ownership() const
+    /// A device's log without the transfers.
+    static QStringList ownership(const QStringList& log)
     {
-        return m_pad->device().log().filter(QRegularExpression("^(claim|release|detach|attach)"));
+        return log.filter(QRegularExpression("^(claim|release|detach|attach)"));
     }
+    QStringList ownership() const { return ownership(m_pad->device().log()); }
 
     std::unique_ptr<Testbed> m_testbed;
     std::unique_ptr<SignaturePad> m_pad;
