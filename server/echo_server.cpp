@@ -9,12 +9,15 @@
 
 #include <QApplication>
 #include <QDebug>
+#include <QTcpSocket>
 #include <QWebSocket>
 #include <QWebSocketServer>
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+
+#include <algorithm>
 
 namespace {
 
@@ -32,6 +35,16 @@ void tuneListeningSocket(int descriptor)
     // A second listen only changes the backlog: with the toolkit's 50, the rest of a burst of
     // connects waits a second for its second SYN.
     ::listen(descriptor, SOMAXCONN);
+}
+
+// The connection below a client, which the toolkit keeps to itself.
+const QTcpSocket* connectionOf(const QWebSocket& client, const QWebSocketServer& server)
+{
+    const QList<QTcpSocket*> all = server.findChildren<QTcpSocket*>();
+    const auto found = std::find_if(all.begin(), all.end(), [&client](const QTcpSocket* one) {
+        return one->peerPort() == client.peerPort() && one->peerAddress() == client.peerAddress();
+    });
+    return found == all.end() ? nullptr : *found;
 }
 
 } // namespace
@@ -103,6 +116,9 @@ void EchoServer::onNewConnection()
     connect(socket, &QWebSocket::binaryMessageReceived, this, &EchoServer::processBinaryMessage,
             Qt::QueuedConnection);
     connect(socket, &QWebSocket::disconnected, this, &EchoServer::socketDisconnected);
+    // The toolkit answers pings by itself, and these answers can be left unread like all others.
+    if (const QTcpSocket* connection = connectionOf(*socket, *m_pWebSocketServer))
+        connect(connection, &QTcpSocket::readyRead, socket, [socket] { canBeAnswered(socket); });
     m_clients << socket;
 }
 

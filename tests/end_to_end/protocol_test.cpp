@@ -265,8 +265,18 @@ private Q_SLOTS:
         QCOMPARE(page.ask("ZCSetModeAB", {}, 60000).value("success").toInt(), 1);
     }
 
+    void aClientThatDoesNotReadIsDropped_data()
+    {
+        QTest::addColumn<QByteArray>("frames");
+        const QByteArray ping = QByteArray::fromHex("89FD00000000") + QByteArray(125, 'x');
+        QTest::newRow("echoes") << QByteArray::fromHex("82FF000000000040000000000000") +
+                                       QByteArray(4 << 20, 'x');
+        QTest::newRow("pings") << ping.repeated(32000);
+    }
+
     void aClientThatDoesNotReadIsDropped()
     {
+        QFETCH(QByteArray, frames);
         DeskClient neighbour;
         QVERIFY(neighbour.open());
         const auto deaf = rawConnection();
@@ -274,9 +284,8 @@ private Q_SLOTS:
         deaf->setReadBufferSize(1);
         deaf->write(upgradeRequest);
         const qint64 before = m_service->residentKiB();
-        const QByteArray header = QByteArray::fromHex("82FF000000000040000000000000");
         for (int i = 0; i < 40 && deaf->state() == QAbstractSocket::ConnectedState; ++i) {
-            deaf->write(header + QByteArray(4 << 20, 'x'));
+            deaf->write(frames);
             while (deaf->bytesToWrite() > 0 && deaf->waitForBytesWritten(10000)) {
             }
         }
