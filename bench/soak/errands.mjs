@@ -33,7 +33,7 @@ export class Errands {
     }
 
     #page() {
-        const page = new DeskTerminal({ WebSocket, firstDelay: 20, longestDelay: 200, endOpenSession: false });
+        const page = new DeskTerminal({ WebSocket, firstDelay: 20, longestDelay: 200 });
         page.addEventListener("frame", ({ direction }) => { this.answered += direction === "received" ? 1 : 0; });
         return page;
     }
