@@ -99,10 +99,7 @@ private Q_SLOTS:
         const Receiver received(reader());
         reader().startReading();
         QTest::qWait(1600);
-        QElapsedTimer timer;
-        timer.start();
         reader().stopReading();
-        QVERIFY2(timer.elapsed() < 400, qPrintable(QString::number(timer.elapsed())));
         QVERIFY(!reader().isRunning());
         QCoreApplication::processEvents();
         QVERIFY2(received.failures >= 4 && received.failures <= 6,

@@ -142,10 +142,7 @@ private Q_SLOTS:
         cv::VideoCapture capture(0);
         QVERIFY(!next(capture).isNull());
         camera.unplug();
-        QElapsedTimer timer;
-        timer.start();
         QVERIFY(next(capture).isNull());
-        QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
         QVERIFY(!cv::VideoCapture(0).isOpened());
 
         camera.plugIn();

@@ -170,8 +170,7 @@ private Q_SLOTS:
         const QStringList answer = client.call(call.toLatin1().constData());
         QCOMPARE(answer.value(0).toInt(), result);
         QCOMPARE(answer.value(1).toInt(), moved);
-        QVERIFY2(answer.value(3).toInt() >= atLeast && answer.value(3).toInt() < atLeast + 100,
-                 qPrintable(answer.value(3)));
+        QVERIFY2(answer.value(3).toInt() >= atLeast, qPrintable(answer.value(3)));
         QCOMPARE(device.log().mid(1), QStringList(line));
     }
 
@@ -243,8 +242,7 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         QCOMPARE(libusb_interrupt_transfer(handle, 0x81, report, 16, &moved, 1000), 0);
-        QVERIFY2(timer.elapsed() >= 45 && timer.elapsed() < 300,
-                 qPrintable(QString::number(timer.elapsed())));
+        QVERIFY2(timer.elapsed() >= 45, qPrintable(QString::number(timer.elapsed())));
         QCOMPARE(moved, 16);
         QCOMPARE(int(report[15]), 0x42);
         QVERIFY(writer->wait());
