@@ -303,7 +303,7 @@ private Q_SLOTS:
         QElapsedTimer clock;
         clock.start();
         QCOMPARE(m_card->PICC_Reader_ID_Request(m_handle), 0L);
-        QVERIFY2(qAbs(clock.elapsed() - 2000) < 400, qPrintable(QString::number(clock.elapsed())));
+        QVERIFY2(clock.elapsed() >= 1980, qPrintable(QString::number(clock.elapsed())));
     }
 
     void longMessagesAreSentInSeveralReports_data()
