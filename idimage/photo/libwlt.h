@@ -11,8 +11,8 @@
 /// The framing, the arithmetic coder and the way from the component planes to the bitmap are the
 /// format's. The tables that the cards' own coefficients are coded with are not public: this
 /// decoder reconstructs the streams that carry this project's mark (the virtual cards' photos, see
-/// virtual/photo_encoder.h) and reports 8 for every other one, so that nobody is ever shown a wrong
-/// picture.
+/// virtual/cards/photo_encoder.h) and reports 8 for every other one, so that nobody is ever shown a
+/// wrong picture.
 class libwlt
 {
 public:
