@@ -62,10 +62,9 @@ public:
 
     void tellWhatIsLeftOut() const
     {
-        for (const auto& [kind, count] : m_seen) {
+        for (const auto& [kind, count] : m_seen)
             if (count > m_lines)
                 std::printf("left out %lu more like: %s\n", count - m_lines, kind.c_str());
-        }
     }
 
 private:

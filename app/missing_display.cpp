@@ -30,11 +30,10 @@ void report(QtMsgType type, const QMessageLogContext& context, const QString& me
                      qPrintable(reason.simplified()));
         std::_Exit(exitWithoutDisplay);
     }
-    if (context.category && std::strncmp(context.category, platform, std::strlen(platform)) == 0) {
+    if (context.category && std::strncmp(context.category, platform, std::strlen(platform)) == 0)
         platformMessages() << message;
-    } else {
+    else
         otherwise(type, context, message);
-    }
 }
 
 } // namespace

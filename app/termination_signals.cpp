@@ -38,8 +38,7 @@ TerminationSignals::TerminationSignals()
         m_notifier.setEnabled(false);
         Q_EMIT arrived();
     });
-    for (const int number : terminationSignals) {
+    for (const int number : terminationSignals)
         if (std::signal(number, wakeUp) == SIG_IGN)
             std::signal(number, SIG_IGN);
-    }
 }

@@ -50,9 +50,8 @@ cv::Mat frameOf(QSize size)
 {
     const QImage scene = drawScene(Scene::Document, size).convertToFormat(QImage::Format_BGR888);
     cv::Mat frame(size.height(), size.width(), CV_8UC3);
-    for (int y = 0; y < size.height(); ++y) {
+    for (int y = 0; y < size.height(); ++y)
         std::memcpy(frame.ptr(y), scene.constScanLine(y), frame.step);
-    }
     return frame;
 }
 
@@ -77,15 +76,13 @@ QPixmap cheapestWay(const cv::Mat& frame)
 {
     QImage shown(labelSize, QImage::Format_RGB32);
     std::vector<int> columns;
-    for (int x = 0; x < labelSize.width(); ++x) {
+    for (int x = 0; x < labelSize.width(); ++x)
         columns.push_back((2 * x + 1) * frame.cols / (2 * labelSize.width()) * 3);
-    }
     for (int y = 0; y < labelSize.height(); ++y) {
         const uchar* row = frame.ptr((2 * y + 1) * frame.rows / (2 * labelSize.height()));
         auto* out = reinterpret_cast<QRgb*>(shown.scanLine(y));
-        for (int column : columns) {
+        for (int column : columns)
             *out++ = qRgb(row[column + 2], row[column + 1], row[column]);
-        }
     }
     return QPixmap::fromImage(std::move(shown));
 }
@@ -145,9 +142,8 @@ double pictureMilliseconds(DeskClient& client)
     const CaptureOperator person;
     const double spent = milliseconds([&client] {
         client.command(QStringLiteral("ZCCameraPic"));
-        while (!documentOnDisplay()) {
+        while (!documentOnDisplay())
             QThread::msleep(1);
-        }
     });
     person.press({"Escape"});
     client.reply();

@@ -39,11 +39,9 @@ bool hasProperty(udev_device* device, const char* name, const char* value)
 template <std::size_t Count>
 int findFirst(CameraUser& window, const KnownCamera (&models)[Count], char* devicePath)
 {
-    for (KnownCamera model : models) {
-        if (window.findCameraVideoPath(model.product, model.vendor, devicePath) == 1) {
+    for (KnownCamera model : models)
+        if (window.findCameraVideoPath(model.product, model.vendor, devicePath) == 1)
             return 1;
-        }
-    }
     return 0;
 }
 
@@ -59,13 +57,11 @@ int captureIndex(const char* devicePath)
 int CameraUser::findCameraVideoPath(char* productId, char* vendorId, char* devicePath)
 {
     const UdevPointer<udev> context(udev_new());
-    if (!context) {
+    if (!context)
         return 0;
-    }
     const UdevPointer<udev_enumerate> enumerator(udev_enumerate_new(context.get()));
-    if (!enumerator) {
+    if (!enumerator)
         return 0;
-    }
     udev_enumerate_add_match_subsystem(enumerator.get(), "video4linux");
     udev_enumerate_scan_devices(enumerator.get());
 

@@ -16,15 +16,13 @@ CaptureWindowFactory loadFactory()
 {
     const QString program = QCoreApplication::applicationDirPath();
     QString file = program + QStringLiteral("/libdesk-camera.so");
-    if (!QFileInfo::exists(file)) {
+    if (!QFileInfo::exists(file))
         file = program + QStringLiteral("/../lib/desk-terminal-service/libdesk-camera.so");
-    }
     QLibrary module(file);
     module.setLoadHints(QLibrary::PreventUnloadHint);
     QFunctionPointer factory = module.resolve(captureWindowFactoryName);
-    if (factory == nullptr) {
+    if (factory == nullptr)
         qWarning("camera module: %s", qUtf8Printable(module.errorString()));
-    }
     return reinterpret_cast<CaptureWindowFactory>(factory);
 }
 
@@ -35,8 +33,7 @@ std::unique_ptr<CaptureDialog> createCaptureWindow()
     // A failure is not remembered: a module that was installed meanwhile is found by the next
     // command.
     static CaptureWindowFactory factory = nullptr;
-    if (factory == nullptr) {
+    if (factory == nullptr)
         factory = loadFactory();
-    }
     return std::unique_ptr<CaptureDialog>(factory == nullptr ? nullptr : factory());
 }

@@ -13,9 +13,8 @@ namespace {
 
 void setUnlessSet(const char* name, const char* value)
 {
-    if (!qEnvironmentVariableIsSet(name)) {
+    if (!qEnvironmentVariableIsSet(name))
         qputenv(name, value);
-    }
 }
 
 } // namespace
@@ -28,7 +27,6 @@ void applyCaptureSettings()
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_V4L2", "2000");
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0");
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GSTREAMER", "0");
-    if (!qEnvironmentVariableIsSet("OPENCV_LOG_LEVEL")) {
+    if (!qEnvironmentVariableIsSet("OPENCV_LOG_LEVEL"))
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
-    }
 }

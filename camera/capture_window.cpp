@@ -67,9 +67,8 @@ constexpr int largestFont = 18; // pixels
 
 QFont fittingFont(QFont font)
 {
-    if (QFontInfo(font).pixelSize() > largestFont) {
+    if (QFontInfo(font).pixelSize() > largestFont)
         font.setPixelSize(largestFont);
-    }
     return font;
 }
 
@@ -113,11 +112,10 @@ QString CameraUser::getBase64()
 void CameraUser::openCamaraSlot()
 {
     m_currentIndex = m_documentIndex;
-    if (openCamera(m_currentIndex, captureResolutions[0].width, captureResolutions[0].height)) {
+    if (openCamera(m_currentIndex, captureResolutions[0].width, captureResolutions[0].height))
         startPreview();
-    } else {
+    else
         giveUp();
-    }
 }
 
 void CameraUser::readFrameSlot()
@@ -125,16 +123,14 @@ void CameraUser::readFrameSlot()
     // Not read(): it empties the frame when there is no next one, and the picture that the operator
     // sees could no longer be taken.
     try {
-        if (!m_capture.grab() || !m_capture.retrieve(m_frame)) {
+        if (!m_capture.grab() || !m_capture.retrieve(m_frame))
             return;
-        }
     } catch (const std::exception&) {
         return;
     }
     QImage shown = previewImage(m_frame, ui->cameraPic->size());
-    if (shown.isNull()) {
+    if (shown.isNull())
         return;
-    }
     m_shown = std::move(shown);
     ui->cameraPic->setPixmap(QPixmap::fromImage(m_shown));
 }
@@ -165,33 +161,29 @@ void CameraUser::closeSlot()
 void CameraUser::print_s()
 {
     const int row = ui->comboBox->currentIndex();
-    if (row < 0 || row >= static_cast<int>(std::size(captureResolutions))) {
+    if (row < 0 || row >= static_cast<int>(std::size(captureResolutions)))
         return;
-    }
     const CaptureResolution& resolution = captureResolutions[row];
     ui->lineEdit->setText(QString::fromLatin1(resolution.text));
     stopPreview();
-    if (openCamera(m_currentIndex, resolution.width, resolution.height)) {
+    if (openCamera(m_currentIndex, resolution.width, resolution.height))
         startPreview();
-    } else {
+    else
         giveUp();
-    }
 }
 
 void CameraUser::print_camera()
 {
     const int row = ui->comboBox_2->currentIndex();
-    if (row != 0 && row != 1) {
+    if (row != 0 && row != 1)
         return;
-    }
     stopPreview();
     m_currentIndex = row == 0 ? m_documentIndex : m_portraitIndex;
     ui->lineEdit->setText(QString::fromLatin1(captureResolutions[0].text));
-    if (openCamera(m_currentIndex, captureResolutions[0].width, captureResolutions[0].height)) {
+    if (openCamera(m_currentIndex, captureResolutions[0].width, captureResolutions[0].height))
         startPreview();
-    } else {
+    else
         giveUp();
-    }
     ui->comboBox->setCurrentIndex(0);
 }
 
@@ -235,9 +227,8 @@ void CameraUser::stopPreview()
 void CameraUser::giveUp()
 {
     qDebug("open camera error");
-    if (isVisible()) {
+    if (isVisible())
         close();
-    } else {
+    else
         m_closeWhenShown = true;
-    }
 }

@@ -72,9 +72,8 @@ public:
     std::string gender(int offset, size_t limit)
     {
         const std::string code = field(offset, 2, limit);
-        if (code == "1") {
+        if (code == "1")
             return "男";
-        }
         return code == "2" ? "女" : "其他";
     }
 
@@ -88,9 +87,8 @@ template <size_t Width>
 void store(char (&field)[Width], const std::string& text)
 {
     size_t length = std::min(text.size(), Width - 1);
-    while (length < text.size() && length > 0 && (text[length] & 0xC0) == 0x80) {
+    while (length < text.size() && length > 0 && (text[length] & 0xC0) == 0x80)
         --length;
-    }
     std::fill(std::copy_n(text.begin(), length, field), field + Width, '\0');
 }
 
@@ -184,11 +182,10 @@ void decodePhoto(const unsigned char* text)
     std::array<unsigned char, DecodedPhotoRoom> decoded{};
     int length = 0;
     const int result = libwlt().Unpack_Data(compressed.data(), PhotoBytes, decoded.data(), &length);
-    if (result == PhotoDecoded) {
+    if (result == PhotoDecoded)
         writePhotoFile(decoded.data(), length);
-    } else {
+    else
         printf("ret = %d\n", result);
-    }
 }
 
 } // namespace

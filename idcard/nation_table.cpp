@@ -23,8 +23,7 @@ constexpr std::array<const char*, 56> NationNames = {
 
 const char* nationName(long code)
 {
-    if (code < 1 || code > static_cast<long>(NationNames.size())) {
+    if (code < 1 || code > static_cast<long>(NationNames.size()))
         return "";
-    }
     return NationNames[static_cast<size_t>(code - 1)];
 }

@@ -38,9 +38,8 @@ long codeFromHex(const char* gbHex)
     long code = 0;
     for (int i = 0; i < 4; ++i) {
         const int digit = chartoint1(gbHex[i]);
-        if (digit == NoHexDigit) {
+        if (digit == NoHexDigit)
             return 0;
-        }
         code = code * 16 + digit;
     }
     return code;
@@ -62,27 +61,22 @@ long FindUnicode(long gbCode)
 
 int chartoint1(char c)
 {
-    if (c >= '0' && c <= '9') {
+    if (c >= '0' && c <= '9')
         return c - '0';
-    }
-    if (c >= 'A' && c <= 'F') {
+    if (c >= 'A' && c <= 'F')
         return c - 'A' + 10;
-    }
-    if (c >= 'a' && c <= 'f') {
+    if (c >= 'a' && c <= 'f')
         return c - 'a' + 10;
-    }
     return NoHexDigit;
 }
 
 int CtoB(char c, char* out)
 {
     const int digit = chartoint1(c);
-    if (digit == NoHexDigit) {
+    if (digit == NoHexDigit)
         return NoHexDigit;
-    }
-    for (int bit = 0; bit < BitsPerDigit; ++bit) {
+    for (int bit = 0; bit < BitsPerDigit; ++bit)
         out[bit] = ((digit >> (BitsPerDigit - 1 - bit)) & 1) != 0 ? '1' : '0';
-    }
     out[BitsPerDigit] = '\0';
     return 0;
 }
@@ -95,9 +89,8 @@ int Format(const char* bits, char* out)
     }
     for (int i = 0; i < TemplateDigits; ++i) {
         int digit = 0;
-        for (int bit = 0; bit < BitsPerDigit; ++bit) {
+        for (int bit = 0; bit < BitsPerDigit; ++bit)
             digit = digit * 2 + (bits[i * BitsPerDigit + bit] - '0');
-        }
         out[i] = "0123456789ABCDEF"[digit];
     }
     out[TemplateDigits] = '\0';
@@ -109,22 +102,19 @@ int TurnAscii(long codePoint, char* out)
     char digits[8];
     snprintf(digits, sizeof digits, "%04X", static_cast<unsigned>(codePoint) & 0xFFFFu);
     char codeBits[4 * BitsPerDigit + 1];
-    for (std::ptrdiff_t i = 0; i < 4; ++i) {
+    for (std::ptrdiff_t i = 0; i < 4; ++i)
         CtoB(digits[i], codeBits + i * BitsPerDigit);
-    }
 
     char bits[sizeof Utf8Template];
     std::copy(std::begin(Utf8Template), std::end(Utf8Template), bits);
     const char* nextBit = codeBits;
-    for (char* bit = std::strchr(bits, 'x'); bit != nullptr; bit = std::strchr(bit, 'x')) {
+    for (char* bit = std::strchr(bits, 'x'); bit != nullptr; bit = std::strchr(bit, 'x'))
         *bit = *nextBit++;
-    }
 
     char bytes[TemplateDigits + 1];
     Format(bits, bytes);
-    for (std::ptrdiff_t i = 0; i < TemplateDigits / 2; ++i) {
+    for (std::ptrdiff_t i = 0; i < TemplateDigits / 2; ++i)
         out[i] = static_cast<char>(chartoint1(bytes[2 * i]) * 16 + chartoint1(bytes[2 * i + 1]));
-    }
     return 0;
 }
 
@@ -136,9 +126,8 @@ int U2A(const char* gbHex, char* out)
 int UnicodeToAnsi(const uint16_t* source, char* target, int /*unused*/, int sourceBytes)
 {
     std::wstring text;
-    for (std::ptrdiff_t i = 0; i < sourceBytes / 2; ++i) {
+    for (std::ptrdiff_t i = 0; i < sourceBytes / 2; ++i)
         text.push_back(static_cast<wchar_t>(source[2 * i] * 257));
-    }
     std::string printed(text.size() * MB_LEN_MAX + 1, '\0');
     const int length = snprintf(printed.data(), printed.size(), "%ls", text.c_str());
     printed.resize(length < 0 ? 0 : static_cast<size_t>(length));
@@ -159,18 +148,16 @@ int ReadIDCard::U2A(const char* gbHex, char* out)
 int ReadIDCard::UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*unused*/,
                                 int sourceBytes)
 {
-    if (sourceBytes < 2) {
+    if (sourceBytes < 2)
         return 0;
-    }
     const auto characterAt = [source](std::ptrdiff_t i) {
         return static_cast<unsigned>(source[2 * i] | source[2 * i + 1] << 8);
     };
     for (std::ptrdiff_t i = 0; i < sourceBytes / 2 && characterAt(i) != Space; ++i) {
         const unsigned character = characterAt(i);
         char bytes[3] = {Space, Space, static_cast<char>(character)};
-        if (!isDigit(character)) {
+        if (!isDigit(character))
             ::TurnAscii(static_cast<long>(character), bytes);
-        }
         target = std::copy(std::begin(bytes), std::end(bytes), target);
     }
     return static_cast<int>(characterAt(0));

@@ -32,12 +32,10 @@ bool isLowSurrogate(uint32_t unit)
 
 size_t sequenceLength(uint32_t character)
 {
-    if (character < 0x80) {
+    if (character < 0x80)
         return 1;
-    }
-    if (character < 0x800) {
+    if (character < 0x800)
         return 2;
-    }
     return character < SupplementaryStart ? 3 : 4;
 }
 
@@ -56,9 +54,8 @@ Result takeCharacter(const uint16_t*& source, bool strict, uint32_t& character)
 {
     character = *source++;
     if (isHighSurrogate(character)) {
-        if (*source == 0) {
+        if (*source == 0)
             return SourceExhausted;
-        }
         if (isLowSurrogate(*source)) {
             character = ((character - 0xD800) << 10) + (*source++ - 0xDC00u) + SupplementaryStart;
             return Complete;
@@ -81,13 +78,11 @@ int ReadIDCard::Utf16_To_Utf8(const uint16_t* source, uint8_t* target, size_t ta
     while (*source != 0) {
         uint32_t character = 0;
         const Result taken = takeCharacter(source, flags == StrictConversion, character);
-        if (taken != Complete) {
+        if (taken != Complete)
             return taken;
-        }
         const size_t length = sequenceLength(character);
-        if (length > targetSize) {
+        if (length > targetSize)
             return TargetExhausted;
-        }
         writeSequence(character, target, length);
         target += length;
         targetSize -= length;

@@ -56,9 +56,8 @@ void HolderPhoto::clearNearWhite(QImage& photo)
     for (int y = 0; y < photo.height(); ++y) {
         uchar* line = photo.scanLine(y);
         uchar* end = line + static_cast<std::ptrdiff_t>(photo.width()) * bytesPerPixel;
-        for (uchar* pixel = line; pixel != end; pixel += bytesPerPixel) {
+        for (uchar* pixel = line; pixel != end; pixel += bytesPerPixel)
             if (isNearWhite(pixel))
                 std::fill_n(pixel, bytesPerPixel, uchar{0});
-        }
     }
 }

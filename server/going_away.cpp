@@ -30,8 +30,7 @@ std::uint16_t localPort(int descriptor)
 
 void sendGoingAway(std::uint16_t port)
 {
-    for (int descriptor = 0; descriptor < FD_SETSIZE; ++descriptor) {
+    for (int descriptor = 0; descriptor < FD_SETSIZE; ++descriptor)
         if (localPort(descriptor) == port)
             ::send(descriptor, closeFrame.data(), closeFrame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-    }
 }

@@ -137,10 +137,9 @@ void CTextMessageProcessor::ZCOutputImageBase64AB(QString functionName, QWebSock
                                                   QString /*request*/)
 {
     const QByteArray image = g_SignData.imageBase64;
-    if (image.isEmpty()) {
+    if (image.isEmpty())
         send(client, CreateJson(functionName, 0, textNotSigned, QString(), QString()));
-    } else {
+    else
         send(client, CreateJson(functionName, 1, QString(), QString(), QString::fromUtf8(image)));
-    }
     Base64_To_Image(image, signatureFile());
 }

@@ -90,10 +90,9 @@ const CTextMessageProcessor::Command* CTextMessageProcessor::findCommand(const Q
         {"ZCCameraPic", "ZCCameraPic", &CTextMessageProcessor::ZCCameraPic},
         {"ZCSIMCard", "ZCSIMCard", &CTextMessageProcessor::ZCSIMCard},
     };
-    for (const Command& command : commands) {
+    for (const Command& command : commands)
         if (function == QLatin1String(command.function))
             return &command;
-    }
     return nullptr;
 }
 

@@ -56,18 +56,16 @@ void copyText(char* target, const std::string& text)
 int OpenCardReader(int /*kind*/, const char* readerName, char* openResult)
 {
     return guarded([&]() -> LONG {
-        if (readerName == nullptr || openResult == nullptr) {
+        if (readerName == nullptr || openResult == nullptr)
             return SCARD_E_INVALID_PARAMETER;
-        }
         *openResult = '\0';
         const std::string wanted(readerName, strnlen(readerName, readerNameSize));
         const auto opened = std::make_shared<std::string>();
         const LONG code = callWorker(Access::open, [wanted, opened](PcscSession& session) {
             return session.open(wanted, *opened);
         });
-        if (code == SCARD_S_SUCCESS) {
+        if (code == SCARD_S_SUCCESS)
             copyText(openResult, opened->substr(0, openResultSize - 1));
-        }
         return code;
     });
 }
@@ -75,15 +73,13 @@ int OpenCardReader(int /*kind*/, const char* readerName, char* openResult)
 int CardPowerOn(unsigned char* atr)
 {
     return guarded([&]() -> LONG {
-        if (atr == nullptr) {
+        if (atr == nullptr)
             return SCARD_E_INVALID_PARAMETER;
-        }
         const auto answer = std::make_shared<Bytes>();
         const LONG code = callWorker(
             Access::use, [answer](PcscSession& session) { return session.powerOn(*answer); });
-        if (code == SCARD_S_SUCCESS) {
+        if (code == SCARD_S_SUCCESS)
             std::copy(answer->begin(), answer->end(), atr);
-        }
         return code;
     });
 }
@@ -91,26 +87,22 @@ int CardPowerOn(unsigned char* atr)
 int SendApduCommand(int length, const char* text, int* responseLength, char* response)
 {
     return guarded([&]() -> LONG {
-        if (responseLength == nullptr || response == nullptr) {
+        if (responseLength == nullptr || response == nullptr)
             return SCARD_E_INVALID_PARAMETER;
-        }
         *responseLength = 0;
         *response = '\0';
-        if (text == nullptr || length < shortestCommand || length > longestCommand) {
+        if (text == nullptr || length < shortestCommand || length > longestCommand)
             return SCARD_E_INVALID_PARAMETER;
-        }
         const auto command = bytesFromHex(text, static_cast<std::size_t>(length));
-        if (!command) {
+        if (!command)
             return SCARD_E_INVALID_PARAMETER;
-        }
         const auto answer = std::make_shared<Bytes>();
         const LONG code =
             callWorker(Access::use, [command = *command, answer](PcscSession& session) {
                 return session.transmit(command, *answer);
             });
-        if (code != SCARD_S_SUCCESS) {
+        if (code != SCARD_S_SUCCESS)
             return code;
-        }
         const std::string hex = hexFromBytes(*answer);
         copyText(response, hex);
         *responseLength = static_cast<int>(hex.size());

@@ -9,15 +9,12 @@ namespace {
 /// The value of a hexadecimal digit, or -1. Not isxdigit: the host's locale has no say here.
 int digitValue(char character)
 {
-    if (character >= '0' && character <= '9') {
+    if (character >= '0' && character <= '9')
         return character - '0';
-    }
-    if (character >= 'A' && character <= 'F') {
+    if (character >= 'A' && character <= 'F')
         return character - 'A' + 10;
-    }
-    if (character >= 'a' && character <= 'f') {
+    if (character >= 'a' && character <= 'f')
         return character - 'a' + 10;
-    }
     return -1;
 }
 
@@ -25,17 +22,15 @@ int digitValue(char character)
 
 std::optional<std::vector<std::uint8_t>> bytesFromHex(const char* text, std::size_t length)
 {
-    if (length % 2 != 0 || strnlen(text, length + 1) != length) {
+    if (length % 2 != 0 || strnlen(text, length + 1) != length)
         return std::nullopt;
-    }
     std::vector<std::uint8_t> bytes;
     bytes.reserve(length / 2);
     for (std::size_t i = 0; i < length; i += 2) {
         const int high = digitValue(text[i]);
         const int low = digitValue(text[i + 1]);
-        if (high < 0 || low < 0) {
+        if (high < 0 || low < 0)
             return std::nullopt;
-        }
         bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
     }
     return bytes;

@@ -11,12 +11,10 @@ constexpr int statusWordCharacters = 4;
 
 void swapPairs(QString& digits)
 {
-    for (auto* pair = digits.begin(); digits.end() - pair >= 2; pair += 2) {
+    for (auto* pair = digits.begin(); digits.end() - pair >= 2; pair += 2)
         std::iter_swap(pair, pair + 1);
-    }
-    if (digits.size() % 2 != 0) {
+    if (digits.size() % 2 != 0)
         digits.insert(digits.size() - 1, QChar(u'\0'));
-    }
 }
 
 } // namespace

@@ -27,9 +27,8 @@ LONG PcscSession::open(const std::string& wanted, std::string& opened)
 {
     close();
     LONG code = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &m_context);
-    if (code != SCARD_S_SUCCESS) {
+    if (code != SCARD_S_SUCCESS)
         return code;
-    }
     m_connected = true;
     const auto chosen = chooseReader(readers(code), wanted);
     if (!chosen) {
@@ -43,14 +42,12 @@ LONG PcscSession::open(const std::string& wanted, std::string& opened)
 
 LONG PcscSession::powerOn(std::vector<std::uint8_t>& answerToReset)
 {
-    if (m_powered) {
+    if (m_powered)
         powerOff();
-    }
     LONG code = SCardConnect(m_context, m_reader.c_str(), SCARD_SHARE_SHARED,
                              SCARD_PROTOCOL_T0 | SCARD_PROTOCOL_T1, &m_card, &m_protocol);
-    if (code != SCARD_S_SUCCESS) {
+    if (code != SCARD_S_SUCCESS)
         return code;
-    }
     m_powered = true;
     // A file selected here must still be selected at the read, whatever other programs do with the
     // card.
@@ -62,48 +59,42 @@ LONG PcscSession::powerOn(std::vector<std::uint8_t>& answerToReset)
             SCardStatus(m_card, nullptr, nullptr, nullptr, nullptr, answerToReset.data(), &length);
         answerToReset.resize(code == SCARD_S_SUCCESS ? length : 0);
     }
-    if (code != SCARD_S_SUCCESS) {
+    if (code != SCARD_S_SUCCESS)
         powerOff();
-    }
     return code;
 }
 
 LONG PcscSession::transmit(const std::vector<std::uint8_t>& command,
                            std::vector<std::uint8_t>& response)
 {
-    if (!m_powered) {
+    if (!m_powered)
         return SCARD_W_UNPOWERED_CARD;
-    }
     const SCARD_IO_REQUEST* const header =
         m_protocol == SCARD_PROTOCOL_T1 ? SCARD_PCI_T1 : SCARD_PCI_T0;
     response.resize(longestResponse);
     DWORD length = longestResponse;
     LONG code = SCardTransmit(m_card, header, command.data(), command.size(), nullptr,
                               response.data(), &length);
-    if (code == SCARD_S_SUCCESS && length < statusWordBytes) {
+    if (code == SCARD_S_SUCCESS && length < statusWordBytes)
         code = SCARD_W_REMOVED_CARD;
-    }
     response.resize(code == SCARD_S_SUCCESS ? length : 0);
     return code;
 }
 
 LONG PcscSession::powerOff()
 {
-    if (!m_powered) {
+    if (!m_powered)
         return SCARD_W_UNPOWERED_CARD;
-    }
     m_powered = false;
     return SCardDisconnect(m_card, SCARD_UNPOWER_CARD);
 }
 
 LONG PcscSession::close()
 {
-    if (m_powered) {
+    if (m_powered)
         powerOff();
-    }
-    if (!m_connected) {
+    if (!m_connected)
         return SCARD_S_SUCCESS;
-    }
     m_connected = false;
     return SCardReleaseContext(m_context);
 }
@@ -118,9 +109,8 @@ std::vector<std::string> PcscSession::readers(LONG& code) const
     std::vector<std::string> names;
     if (code == SCARD_S_SUCCESS) {
         list.back() = '\0';
-        for (const char* name = list.data(); *name != '\0'; name += names.back().size() + 1) {
+        for (const char* name = list.data(); *name != '\0'; name += names.back().size() + 1)
             names.emplace_back(name);
-        }
     }
     return names;
 }

@@ -35,25 +35,21 @@ LONG PcscWorker::call(Access access, Job job)
     const Clock::time_point deadline = now + (access == Access::open ? sessionBound : m_left);
     const bool recovering = m_state == State::givenUp;
     if (access == Access::open || !recovering) {
-        if (!waitForTurn(lock, recovering ? now + recoveryBound : deadline)) {
+        if (!waitForTurn(lock, recovering ? now + recoveryBound : deadline))
             return SCARD_E_TIMEOUT;
-        }
     }
-    if (access != Access::open && !m_open) {
+    if (access != Access::open && !m_open)
         return access == Access::close ? SCARD_S_SUCCESS : SCARD_E_INVALID_HANDLE;
-    }
-    if (m_state == State::noThread && !startThread()) {
+    if (m_state == State::noThread && !startThread())
         return SCARD_E_NO_MEMORY;
-    }
     m_job = std::move(job);
     setState(State::busy);
     const LONG code = await(lock, deadline);
     m_left = std::max(deadline - Clock::now(), Clock::duration::zero());
-    if (access == Access::open) {
+    if (access == Access::open)
         m_open = code == SCARD_S_SUCCESS;
-    } else if (access == Access::close) {
+    else if (access == Access::close)
         m_open = false;
-    }
     return code;
 }
 

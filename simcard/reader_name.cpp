@@ -24,17 +24,15 @@ struct NumberedName
 std::optional<NumberedName> splitNumber(std::string_view name)
 {
     const std::size_t space = name.rfind(' ');
-    if (space == std::string_view::npos) {
+    if (space == std::string_view::npos)
         return std::nullopt;
-    }
     const std::string_view digits = name.substr(space + 1);
     NumberedName split{name.substr(0, space)};
     const char* const begin = digits.data();
     const char* const end = begin + digits.size();
     const auto [stop, error] = std::from_chars(begin, end, split.number);
-    if (digits.empty() || error != std::errc() || stop != end) {
+    if (digits.empty() || error != std::errc() || stop != end)
         return std::nullopt;
-    }
     return split;
 }
 
@@ -42,20 +40,17 @@ std::optional<NumberedName> splitNumber(std::string_view name)
 void dropMarked(std::string_view& name, std::string_view open, char close)
 {
     const std::size_t start = name.rfind(open);
-    if (!name.empty() && name.back() == close && start != std::string_view::npos) {
+    if (!name.empty() && name.back() == close && start != std::string_view::npos)
         name = name.substr(0, start);
-    }
 }
 
 /// The name without what PC/SC adds behind it: "[interface]", "(serial)" and the reader's two
 /// numbers.
 std::string_view productText(std::string_view name)
 {
-    for (int i = 0; i < 2; ++i) {
-        if (const auto split = splitNumber(name)) {
+    for (int i = 0; i < 2; ++i)
+        if (const auto split = splitNumber(name))
             name = split->base;
-        }
-    }
     dropMarked(name, " (", ')');
     dropMarked(name, " [", ']');
     return name;
@@ -66,22 +61,18 @@ std::string_view productText(std::string_view name)
 std::optional<std::string> chooseReader(const std::vector<std::string>& listed,
                                         const std::string& wanted)
 {
-    if (std::find(listed.begin(), listed.end(), wanted) != listed.end()) {
+    if (std::find(listed.begin(), listed.end(), wanted) != listed.end())
         return wanted;
-    }
-    for (const std::string& name : listed) {
-        if (beginsWith(name, wanted)) {
+    for (const std::string& name : listed)
+        if (beginsWith(name, wanted))
             return name;
-        }
-    }
     const auto split = splitNumber(wanted);
     std::size_t passed = 0;
     for (const std::string& name : listed) {
         const bool fits = split && (beginsWith(name, split->base) ||
                                     productText(name).find(split->base) != std::string_view::npos);
-        if (fits && passed++ == split->number) {
+        if (fits && passed++ == split->number)
             return name;
-        }
     }
     return std::nullopt;
 }

@@ -105,15 +105,13 @@ private Q_SLOTS:
 
         const auto* combo = window.findChild<QComboBox*>("comboBox_2");
         QStringList items;
-        for (int item = 0; item < combo->count(); ++item) {
+        for (int item = 0; item < combo->count(); ++item)
             items << combo->itemText(item);
-        }
         QCOMPARE(items, selector);
 
         window.readFrameSlot(); // the stream starts with the first read
-        for (std::size_t camera = 0; camera < cameras.size(); ++camera) {
+        for (std::size_t camera = 0; camera < cameras.size(); ++camera)
             QCOMPARE(cameras[camera]->isStreaming(), attached[camera].number == opened);
-        }
         PrintedText again;
         QCOMPARE(window.initCamera(), selector.isEmpty() ? -1 : 0);
         QCOMPARE(again.take(), printed);

@@ -123,9 +123,8 @@ private Q_SLOTS:
 
         QStringList slotNames;
         const QMetaObject& type = CameraUser::staticMetaObject;
-        for (int method = type.methodOffset(); method < type.methodCount(); ++method) {
+        for (int method = type.methodOffset(); method < type.methodCount(); ++method)
             slotNames << type.method(method).methodSignature();
-        }
         QCOMPARE(slotNames, QStringList({"openCamaraSlot()", "readFrameSlot()", "closeCamaraSlot()",
                                          "takingPicturesSlot()", "closeSlot()", "print_s()",
                                          "print_camera()"}));
@@ -175,11 +174,9 @@ private Q_SLOTS:
     {
         QFETCH(QSize, frameSize);
         cv::Mat frame(frameSize.height(), frameSize.width(), CV_8UC3);
-        for (int y = 0; y < frame.rows; ++y) {
-            for (int x = 0; x < frame.cols * 3; ++x) {
+        for (int y = 0; y < frame.rows; ++y)
+            for (int x = 0; x < frame.cols * 3; ++x)
                 frame.ptr(y)[x] = static_cast<uchar>(x * 7 + y * 13 + x * y);
-            }
-        }
         const QImage whole(frame.data, frame.cols, frame.rows, static_cast<int>(frame.step),
                            QImage::Format_RGB888);
         const QImage expected =
@@ -263,22 +260,20 @@ private Q_SLOTS:
         }
         open();
         QTRY_VERIFY(shows(shown(preview()), Scene::Document));
-        if (way != "no file") {
+        if (way != "no file")
             click("photoBtn");
-        }
         if (way == "no picture in the file") {
             QFile file(pictureFile);
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write("\xff\xd8\xff\xe0 none") > 0);
         }
-        if (way == "Escape") {
+        if (way == "Escape")
             QTest::keyClick(m_window.get(), Qt::Key_Escape);
-        } else if (way == "window manager") {
+        else if (way == "window manager")
             m_window->close();
-        } else if (way == "closeSlot") {
+        else if (way == "closeSlot")
             m_window->closeSlot();
-        } else {
+        else
             click("closeCamBtn");
-        }
         QVERIFY(!m_window->isVisible());
         QCOMPARE(m_window->getBase64(), QString());
     }

@@ -125,9 +125,8 @@ private Q_SLOTS:
             QVERIFY(m_operator.chooseCamera(camera));
             QTRY_VERIFY(used.isStreaming());
         }
-        if (resolution != 0) {
+        if (resolution != 0)
             QVERIFY(m_operator.chooseResolution(resolution));
-        }
         QTRY_COMPARE(used.currentSize(), size);
         waitForFrames(used);
         QVERIFY(m_operator.takePicture());
@@ -198,18 +197,16 @@ private Q_SLOTS:
     void servesOthersWhileTheWindowIsOpen_data()
     {
         QTest::addColumn<QString>("camera");
-        for (const char* camera : {"streams", "has stopped sending", "is unplugged"}) {
+        for (const char* camera : {"streams", "has stopped sending", "is unplugged"})
             QTest::newRow(camera) << QString(camera);
-        }
     }
     void servesOthersWhileTheWindowIsOpen()
     {
         QFETCH(QString, camera);
         openWindow();
         m_document->setStalled(camera == "has stopped sending");
-        if (camera == "is unplugged") {
+        if (camera == "is unplugged")
             m_document->unplug();
-        }
         DeskClient other;
         QVERIFY(other.open());
         qint64 longest = 0;

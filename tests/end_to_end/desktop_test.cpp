@@ -243,10 +243,9 @@ private:
     {
         const QImage image = screen(signingPlace);
         for (int y = 0; y < image.height(); y += 7) {
-            for (int x = 0; x < image.width(); x += 7) {
+            for (int x = 0; x < image.width(); x += 7)
                 if (image.pixelColor(x, y) == QColor(Qt::magenta))
                     return false;
-            }
         }
         return true;
     }

@@ -298,10 +298,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("type");
         QTest::addColumn<QString>("reader");
-        for (const int type : {0, 1, 2}) {
+        for (const int type : {0, 1, 2})
             for (const char* reader : {"0501", "0503", "HID"})
                 QTest::addRow("type %d on %s", type, reader) << type << reader;
-        }
     }
 
     void cardsOfEachTypeAreReadOnEachReader()

@@ -69,10 +69,9 @@ QImage imageOf(const QJsonObject& reply)
 int darkPixels(const QImage& image)
 {
     int count = 0;
-    for (int y = 0; y < image.height(); ++y) {
+    for (int y = 0; y < image.height(); ++y)
         for (int x = 0; x < image.width(); ++x)
             count += qGray(image.pixel(x, y)) < 128;
-    }
     return count;
 }
 

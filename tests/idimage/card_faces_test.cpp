@@ -179,10 +179,9 @@ QRect difference(const QImage& one, const QImage& other)
 {
     QRect ink;
     for (int y = 0; y < one.height(); ++y) {
-        for (int x = 0; x < one.width(); ++x) {
+        for (int x = 0; x < one.width(); ++x)
             if (one.pixel(x, y) != other.pixel(x, y))
                 ink |= QRect(x, y, 1, 1);
-        }
     }
     return ink;
 }

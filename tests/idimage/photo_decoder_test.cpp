@@ -333,10 +333,9 @@ private Q_SLOTS:
     void fillsTheBackgroundAndSmoothsItsEdge()
     {
         InitData();
-        for (int row = 0; row < PlaneRows; ++row) {
+        for (int row = 0; row < PlaneRows; ++row)
             for (int column = 0; column < PlaneColumns; ++column)
                 n[at(row, column)] = column >= 10 ? 1 : 0;
-        }
         FixNum[0] = 9;
         FixNum[1] = 18;
         FixNum[2] = 27;

@@ -31,12 +31,11 @@ QString assigned(const QString& subsystem, const QString& parents, int vendor, i
             .arg(value, 4, 16, QLatin1Char('0'));
     };
     QString all;
-    for (const QString& line : ruleLines()) {
+    for (const QString& line : ruleLines())
         if (line.contains(QStringLiteral("SUBSYSTEM==\"%1\"").arg(subsystem)) &&
             line.contains(attribute("idVendor", vendor)) &&
             line.contains(attribute("idProduct", product)))
             all += line;
-    }
     return all;
 }
 

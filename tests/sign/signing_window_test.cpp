@@ -386,10 +386,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("penWidth");
         QTest::addColumn<int>("screen");
-        for (const int width : {0, -5, 5, 40000, INT_MAX}) {
+        for (const int width : {0, -5, 5, 40000, INT_MAX})
             for (const int screen : {-1280, 0, 1280, 1000000, INT_MAX})
                 QTest::addRow("pen %d, screen %d", width, screen) << width << screen;
-        }
     }
 
     void anySampleIsTakenWithinASecond()
@@ -403,10 +402,9 @@ private Q_SLOTS:
         QElapsedTimer timer;
         timer.start();
         for (const int pressure : {1, 1023, 65535, 0}) {
-            for (const int x : {0, 1, 8000, 21692, 65535}) {
+            for (const int x : {0, 1, 8000, 21692, 65535})
                 for (const int y : {65535, 5000, 0})
                     window.on_getDataOk(x, y, pressure);
-            }
         }
         QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
     }

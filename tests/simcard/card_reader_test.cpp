@@ -61,10 +61,9 @@ QString send(const QByteArray& command, int length)
     int received = -1;
     const int code = SendApduCommand(length, command.constData(), &received, response.data());
     const QByteArray text = response.data();
-    for (std::size_t i = 1024; i < response.size(); ++i) {
+    for (std::size_t i = 1024; i < response.size(); ++i)
         if (response[i] != guard)
             return "overrun";
-    }
     if (received != text.size() || (code != 0 && received != 0))
         return "wrong length";
     return code == 0 ? QString::fromLatin1(text) : '<' + ::text(code) + '>';

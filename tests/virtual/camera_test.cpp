@@ -19,9 +19,8 @@ namespace {
 QImage next(cv::VideoCapture& capture)
 {
     cv::Mat frame;
-    if (!capture.read(frame)) {
+    if (!capture.read(frame))
         return {};
-    }
     return QImage(frame.data, frame.cols, frame.rows, static_cast<int>(frame.step),
                   QImage::Format_BGR888)
         .copy();
@@ -113,9 +112,8 @@ private Q_SLOTS:
         cv::VideoCapture capture(0);
         const int before = readFrameNumber(next(capture));
         QTest::qSleep(1000);
-        for (int queued = 0; queued < 4; ++queued) { // what the four buffers still held
+        for (int queued = 0; queued < 4; ++queued) // what the four buffers still held
             next(capture);
-        }
         const int after = readFrameNumber(next(capture));
         QVERIFY2(after - before >= 28 && after - before < 60, qPrintable(QString::number(after)));
     }
@@ -160,9 +158,8 @@ private Q_SLOTS:
         const auto frames = [&capture](int milliseconds) {
             int count = 0;
             QElapsedTimer timer;
-            for (timer.start(); timer.elapsed() < milliseconds; QTest::qSleep(5)) {
+            for (timer.start(); timer.elapsed() < milliseconds; QTest::qSleep(5))
                 count += next(capture).isNull() ? 0 : 1;
-            }
             return count;
         };
         QVERIFY(frames(500) >= 8);
@@ -170,9 +167,8 @@ private Q_SLOTS:
         frames(100); // those that had arrived
         QElapsedTimer timer;
         timer.start();
-        for (int reads = 0; reads < 20; ++reads) {
+        for (int reads = 0; reads < 20; ++reads)
             QVERIFY(next(capture).isNull());
-        }
         QVERIFY2(timer.elapsed() < 60000, "a stalled camera must not hold its program up");
         camera.setStalled(false);
         QVERIFY(frames(500) >= 8);
@@ -198,9 +194,8 @@ private Q_SLOTS:
                 picture.fill(Qt::gray);
                 QCOMPARE(readFrameNumber(picture), -1);
                 const QImage band = drawFrameBand(size, number);
-                for (int y = 0; y < band.height(); ++y) {
+                for (int y = 0; y < band.height(); ++y)
                     std::copy_n(band.constScanLine(y), band.bytesPerLine(), picture.scanLine(y));
-                }
                 QCOMPARE(readFrameNumber(picture.scaled(500, 400)), number);
             }
         }

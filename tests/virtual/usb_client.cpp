@@ -15,9 +15,8 @@
 int main()
 {
     libusb_context* context = nullptr;
-    if (libusb_init(&context) != 0) {
+    if (libusb_init(&context) != 0)
         return 1;
-    }
     libusb_device_handle* handle = nullptr;
     std::string call;
     while (std::cin >> call) {
@@ -57,9 +56,8 @@ int main()
                     static_cast<int>(spent.count()));
         std::fflush(stdout);
     }
-    if (handle) {
+    if (handle)
         libusb_close(handle);
-    }
     libusb_exit(context);
     return 0;
 }

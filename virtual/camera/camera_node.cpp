@@ -91,9 +91,8 @@ void CameraNode::plugIn()
 {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (std::exchange(m_plugged, true)) {
+        if (std::exchange(m_plugged, true))
             return;
-        }
     }
     m_testbed.addDevices(devicesText());
 }
@@ -102,9 +101,8 @@ void CameraNode::unplug()
 {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (!std::exchange(m_plugged, false)) {
+        if (!std::exchange(m_plugged, false))
             return;
-        }
         m_stream.allocate(0);
         m_owner.reset();
         m_cutOff.insert(m_cutOff.end(), m_clients.begin(), m_clients.end());
@@ -152,9 +150,8 @@ bool CameraNode::answer(const IoctlClient& client,
     if (error == EBUSY && attempts > 1) {
         m_testbed.runLater(closeDelay, [self = shared_from_this(), client, request, attempts] {
             const std::lock_guard<std::mutex> lock(self->m_mutex);
-            if (isConnected(client)) {
+            if (isConnected(client))
                 self->answer(client, request, attempts - 1);
-            }
         });
         return true;
     }
@@ -210,9 +207,8 @@ bool CameraNode::isCutOff(const IoctlClient& client)
 {
     forgetClosed(m_clients);
     forgetClosed(m_cutOff);
-    if (contains(m_cutOff, client) || !m_plugged) {
+    if (contains(m_cutOff, client) || !m_plugged)
         return true;
-    }
     if (!contains(m_clients, client)) {
         m_clients.push_back(client);
         ++m_timesOpened;
@@ -233,9 +229,8 @@ bool CameraNode::isOwnedByAnother(const IoctlClient& client)
 /// it.
 bool CameraNode::isAlive(const IoctlClient& client, UMockdevIoctlData* argument)
 {
-    if (umockdev_ioctl_data_reload(argument, nullptr) != FALSE) {
+    if (umockdev_ioctl_data_reload(argument, nullptr) != FALSE)
         return true;
-    }
     m_clients.erase(std::remove(m_clients.begin(), m_clients.end(), client), m_clients.end());
     m_cutOff.erase(std::remove(m_cutOff.begin(), m_cutOff.end(), client), m_cutOff.end());
     if (m_owner == client) {
@@ -274,9 +269,8 @@ CameraNode::Answer CameraNode::describeFormat(const IoctlClient&, v4l2_fmtdesc& 
 
 CameraNode::Answer CameraNode::describeSize(const IoctlClient&, v4l2_frmsizeenum& argument)
 {
-    if (argument.index >= static_cast<__u32>(m_description.sizes.size())) {
+    if (argument.index >= static_cast<__u32>(m_description.sizes.size()))
         return EINVAL;
-    }
     const QSize size = m_description.sizes[static_cast<int>(argument.index)];
     argument.type = V4L2_FRMSIZE_TYPE_DISCRETE;
     argument.discrete.width = static_cast<__u32>(size.width());
@@ -286,9 +280,8 @@ CameraNode::Answer CameraNode::describeSize(const IoctlClient&, v4l2_frmsizeenum
 
 CameraNode::Answer CameraNode::getFormat(const IoctlClient&, v4l2_format& argument)
 {
-    if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !m_description.captures) {
+    if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !m_description.captures)
         return EINVAL;
-    }
     argument.fmt.pix = {};
     argument.fmt.pix.width = static_cast<__u32>(m_stream.size().width());
     argument.fmt.pix.height = static_cast<__u32>(m_stream.size().height());
@@ -304,12 +297,10 @@ CameraNode::Answer CameraNode::getFormat(const IoctlClient&, v4l2_format& argume
 /// Answers with the camera's own pixel format and its nearest size, whatever was asked for.
 CameraNode::Answer CameraNode::setFormat(const IoctlClient& client, v4l2_format& argument)
 {
-    if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !m_description.captures) {
+    if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !m_description.captures)
         return EINVAL;
-    }
-    if (isOwnedByAnother(client) || m_stream.bufferCount() > 0) {
+    if (isOwnedByAnother(client) || m_stream.bufferCount() > 0)
         return EBUSY;
-    }
     m_stream.setSize(
         nearestSize(m_description.sizes, argument.fmt.pix.width, argument.fmt.pix.height));
     return getFormat(client, argument);
@@ -317,9 +308,8 @@ CameraNode::Answer CameraNode::setFormat(const IoctlClient& client, v4l2_format&
 
 CameraNode::Answer CameraNode::getRate(const IoctlClient&, v4l2_streamparm& argument)
 {
-    if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE) {
+    if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE)
         return EINVAL;
-    }
     argument.parm.capture = {};
     argument.parm.capture.capability = V4L2_CAP_TIMEPERFRAME;
     argument.parm.capture.timeperframe.numerator = 1;
@@ -331,25 +321,21 @@ CameraNode::Answer CameraNode::getRate(const IoctlClient&, v4l2_streamparm& argu
 CameraNode::Answer CameraNode::requestBuffers(const IoctlClient& client,
                                               v4l2_requestbuffers& argument)
 {
-    if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || argument.memory != V4L2_MEMORY_MMAP) {
+    if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || argument.memory != V4L2_MEMORY_MMAP)
         return EINVAL;
-    }
-    if (isOwnedByAnother(client) || m_stream.isRunning()) {
+    if (isOwnedByAnother(client) || m_stream.isRunning())
         return EBUSY;
-    }
     argument.count = std::min(argument.count, maximumBuffers);
-    if (!m_stream.allocate(static_cast<int>(argument.count))) {
+    if (!m_stream.allocate(static_cast<int>(argument.count)))
         return ENOMEM;
-    }
     m_owner = argument.count == 0 ? nullptr : client;
     return 0;
 }
 
 CameraNode::Answer CameraNode::queryBuffer(const IoctlClient&, v4l2_buffer& argument)
 {
-    if (argument.index >= static_cast<__u32>(m_stream.bufferCount())) {
+    if (argument.index >= static_cast<__u32>(m_stream.bufferCount()))
         return EINVAL;
-    }
     argument.memory = V4L2_MEMORY_MMAP;
     argument.length = static_cast<__u32>(m_stream.pictureBytes());
     argument.m.offset = argument.index * static_cast<__u32>(m_stream.bufferBytes());
@@ -359,18 +345,16 @@ CameraNode::Answer CameraNode::queryBuffer(const IoctlClient&, v4l2_buffer& argu
 
 CameraNode::Answer CameraNode::queueBuffer(const IoctlClient& client, v4l2_buffer& argument)
 {
-    if (m_owner != client || !m_stream.queue(static_cast<int>(argument.index), Clock::now())) {
+    if (m_owner != client || !m_stream.queue(static_cast<int>(argument.index), Clock::now()))
         return EINVAL;
-    }
     argument.flags = V4L2_BUF_FLAG_QUEUED;
     return 0;
 }
 
 CameraNode::Answer CameraNode::startStream(const IoctlClient& client, int&)
 {
-    if (m_owner != client) {
+    if (m_owner != client)
         return EINVAL;
-    }
     if (!m_stream.isRunning()) {
         m_stream.start(Clock::now());
         ++m_streamsStarted;
@@ -380,9 +364,8 @@ CameraNode::Answer CameraNode::startStream(const IoctlClient& client, int&)
 
 CameraNode::Answer CameraNode::stopStream(const IoctlClient& client, int&)
 {
-    if (m_owner && m_owner != client) {
+    if (m_owner && m_owner != client)
         return EBUSY;
-    }
     m_stream.stop();
     return 0;
 }
@@ -393,9 +376,8 @@ void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point aske
 {
     const IoctlData data =
         resolvePointer(umockdev_ioctl_client_get_arg(client.get()), 0, sizeof(v4l2_buffer));
-    if (data && !isAlive(client, data.get())) {
+    if (data && !isAlive(client, data.get()))
         return;
-    }
     if (!data || m_owner != client || !m_stream.isRunning()) {
         completeIoctl(client, -1, isCutOff(client) ? ENODEV : EINVAL);
         return;
@@ -431,9 +413,8 @@ void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point aske
     m_testbed.runLater(static_cast<int>(wait.count()) + 1,
                        [self = shared_from_this(), client, asked] {
                            const std::lock_guard<std::mutex> lock(self->m_mutex);
-                           if (isConnected(client)) {
+                           if (isConnected(client))
                                self->dequeueBuffer(client, asked);
-                           }
                        });
 }
 

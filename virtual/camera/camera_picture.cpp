@@ -102,11 +102,9 @@ void drawDigit(QPainter& painter, const QRect& cell, int digit)
         {x + w - line, y + h, line, h},
         {x, y + 2 * h - line, w, line},
     };
-    for (int bar = 0; bar < 7; ++bar) {
-        if (((lit[digit] >> bar) & 1) != 0) {
+    for (int bar = 0; bar < 7; ++bar)
+        if (((lit[digit] >> bar) & 1) != 0)
             painter.fillRect(bars[bar], Qt::yellow);
-        }
-    }
 }
 
 int lightness(const QImage& picture, int cell)
@@ -154,26 +152,21 @@ QImage drawFrameBand(QSize pictureSize, int frame)
         return QRect(left, 0, (cell + 1) * width / cells - left, band.height());
     };
     painter.fillRect(cellAt(0), Qt::white);
-    for (int bit = 0; bit < bits; ++bit) {
-        if (((frame >> (bits - 1 - bit)) & 1) != 0) {
+    for (int bit = 0; bit < bits; ++bit)
+        if (((frame >> (bits - 1 - bit)) & 1) != 0)
             painter.fillRect(cellAt(2 + bit), Qt::white);
-        }
-    }
-    for (int digit = 0, rest = frame; digit < digits; ++digit, rest /= 10) {
+    for (int digit = 0, rest = frame; digit < digits; ++digit, rest /= 10)
         drawDigit(painter, cellAt(cells - 1 - digit), rest % 10);
-    }
     return band;
 }
 
 int readFrameNumber(const QImage& picture)
 {
-    if (picture.isNull() || lightness(picture, 0) < 200 || lightness(picture, 1) > 55) {
+    if (picture.isNull() || lightness(picture, 0) < 200 || lightness(picture, 1) > 55)
         return -1;
-    }
     int frame = 0;
-    for (int bit = 0; bit < bits; ++bit) {
+    for (int bit = 0; bit < bits; ++bit)
         frame = frame * 2 + (lightness(picture, 2 + bit) > 127 ? 1 : 0);
-    }
     return frame;
 }
 

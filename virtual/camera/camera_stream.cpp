@@ -28,9 +28,8 @@ public:
     }
     ~File()
     {
-        if (m_descriptor >= 0) {
+        if (m_descriptor >= 0)
             ::close(m_descriptor);
-        }
     }
     File(const File&) = delete;
     File& operator=(const File&) = delete;
@@ -71,9 +70,8 @@ CameraStream::CameraStream(QString file, CameraDescription description)
 
 void CameraStream::setSize(QSize size)
 {
-    if (size == m_size) {
+    if (size == m_size)
         return;
-    }
     m_size = size;
     forgetScene();
 }
@@ -141,9 +139,8 @@ bool CameraStream::queue(int buffer, Clock::time_point now)
         std::find(m_empty.begin(), m_empty.end(), buffer) != m_empty.end() ||
         std::any_of(m_arrived.begin(), m_arrived.end(),
                     [buffer](const Arrived& frame) { return frame.buffer == buffer; });
-    if (buffer < 0 || buffer >= m_bufferCount || there) {
+    if (buffer < 0 || buffer >= m_bufferCount || there)
         return false;
-    }
     m_empty.push_back(buffer);
     return true;
 }
@@ -169,9 +166,8 @@ void CameraStream::advance(Clock::time_point now)
 bool CameraStream::takeFrame(Clock::time_point now, bool garbage, Frame& frame)
 {
     advance(now);
-    if (m_arrived.empty()) {
+    if (m_arrived.empty())
         return false;
-    }
     const Arrived arrived = m_arrived.front();
     m_arrived.pop_front();
     frame.buffer = arrived.buffer;
@@ -182,9 +178,8 @@ bool CameraStream::takeFrame(Clock::time_point now, bool garbage, Frame& frame)
 
 int CameraStream::draw(const Arrived& frame, bool garbage)
 {
-    if (m_scene.isNull()) {
+    if (m_scene.isNull())
         m_scene = m_subject(m_size);
-    }
     const auto index = static_cast<std::size_t>(frame.buffer);
     if (garbage || m_description.compressed) {
         const QByteArray bytes =
@@ -196,9 +191,8 @@ int CameraStream::draw(const Arrived& frame, bool garbage)
     }
     // The scene stays in the buffer; only the band over it is written for every frame.
     if (!m_holdsScene[index]) {
-        if (m_packedScene.isEmpty()) {
+        if (m_packedScene.isEmpty())
             m_packedScene = packYuyv(m_scene);
-        }
         m_holdsScene[index] = write(frame.buffer, 0, m_packedScene);
     }
     write(frame.buffer, 0, packYuyv(drawFrameBand(m_size, frame.number & 0xffff)));

@@ -91,9 +91,8 @@ QString typeLetter(const IdentityCard& card)
 QByteArray sampleFingerprints()
 {
     QByteArray block(CardFingerprintBytes, '\0');
-    for (int i = 0; i < block.size(); ++i) {
+    for (int i = 0; i < block.size(); ++i)
         block[i] = static_cast<char>(i * 7 + i / 256);
-    }
     block[0] = 'C';
     return block;
 }
@@ -151,14 +150,11 @@ IdentityCard residencePermitSample()
 
 int fieldLength(CardType type, QString IdentityCard::* field)
 {
-    if (field == &IdentityCard::typeLetter) {
+    if (field == &IdentityCard::typeLetter)
         return type == CardType::Resident ? 1 : 0; // the others' letters make their type
-    }
-    for (const Field& entry : fieldsOf(type)) {
-        if (entry.text == field) {
+    for (const Field& entry : fieldsOf(type))
+        if (entry.text == field)
             return entry.bytes / 2;
-        }
-    }
     return 0;
 }
 
@@ -166,9 +162,8 @@ QByteArray cardText(const IdentityCard& card)
 {
     QByteArray block(CardTextBytes, '\0');
     putText(block, 0, CardTextBytes, QString());
-    for (const Field& field : fieldsOf(card.type)) {
+    for (const Field& field : fieldsOf(card.type))
         putText(block, field.offset, field.bytes, card.*field.text);
-    }
     putText(block, TypeOffset, 2, typeLetter(card));
     return block;
 }
@@ -180,9 +175,8 @@ QByteArray cardPhoto(const IdentityCard& card)
 
 QByteArray cardFingerprints(const IdentityCard& card)
 {
-    if (card.fingerprints.isEmpty()) {
+    if (card.fingerprints.isEmpty())
         return {};
-    }
     return card.fingerprints.leftJustified(CardFingerprintBytes, '\0', true);
 }
 

@@ -71,10 +71,9 @@ bool CoefficientEncoder::startsBlock(size_t c, size_t block, int bit)
     const int top = photo::y[block];
     const int left = photo::x[block];
     bool starts = false;
-    for (int row = top; row < top + photo::BlockRows; ++row) {
+    for (int row = top; row < top + photo::BlockRows; ++row)
         for (int column = left; column < left + photo::BlockColumns; ++column)
             starts = starts || m_coefficients[c].magnitude[at(row, column)] >> bit != 0;
-    }
     if (!code(m_models.block, m_contexts[c].ofBlock(block), starts) || !starts)
         return false;
     m_contexts[c].setLive(block);
@@ -140,10 +139,9 @@ photo::PlaneCoefficients encodeCoefficients(QmEncoder& encoder,
     CoefficientEncoder coefficientEncoder(encoder, coefficients, coded, fetchable);
     const int planes = *std::max_element(setup.bitPlanes.begin(), setup.bitPlanes.end());
     for (int bit = planes - 1; bit >= 0; --bit) {
-        for (size_t c = 0; c < Components; ++c) {
+        for (size_t c = 0; c < Components; ++c)
             if (setup.bitPlanes[c] > bit)
                 coefficientEncoder.encodePlane(c, bit);
-        }
     }
     return coefficientEncoder.known();
 }

@@ -48,9 +48,8 @@ struct Encoded
 Samples toSamples(const QImage& picture)
 {
     Samples samples;
-    for (photo::Plane& plane : samples) {
+    for (photo::Plane& plane : samples)
         plane.assign(photo::PlaneSize, 0);
-    }
     for (int row = 0; row < PhotoHeight; ++row) {
         for (int column = 0; column < PhotoWidth; ++column) {
             const QRgb rgb = picture.pixel(column, row);
@@ -77,9 +76,8 @@ Samples transformed(const Samples& samples, const std::array<int, Components>& m
     const photo::Plane mask = photo::objectMask();
     Samples coefficients = samples;
     for (size_t c = 0; c < Components; ++c) {
-        for (size_t i = 0; i < photo::PlaneSize; ++i) {
+        for (size_t i = 0; i < photo::PlaneSize; ++i)
             coefficients[c][i] -= mask[i] == 1 ? mean[c] : 0;
-        }
         forwardTransform(coefficients[c], mask, photo::Levels);
     }
     return coefficients;
@@ -108,21 +106,18 @@ void codeSetup(QmEncoder& encoder, const photo::StreamSetup& setup)
     photo::State model;
     photo::InitState(model, 2);
     encoder.codeValue(model, 0, 1);
-    for (const std::uint32_t channel : Background) {
+    for (const std::uint32_t channel : Background)
         encoder.codeValue(model, channel, 8);
-    }
     encoder.codeValue(model, photo::FormatValue, 8);
     encoder.codeValue(model, photo::StreamSetup::Mark, photo::StreamSetup::MarkBits);
     const auto code = [&](int value, int bits) {
         encoder.codeValue(model, static_cast<std::uint32_t>(value), bits);
     };
     code(setup.fineScale, photo::StreamSetup::FineScaleBits);
-    for (const int mean : setup.mean) {
+    for (const int mean : setup.mean)
         code(mean, photo::StreamSetup::MeanBits);
-    }
-    for (const int bitPlanes : setup.bitPlanes) {
+    for (const int bitPlanes : setup.bitPlanes)
         code(bitPlanes, photo::StreamSetup::BitPlanesBits);
-    }
 }
 
 // The payload's bytes with a zero stuffed behind every 0xFF that is fed, and one last byte that
@@ -133,9 +128,8 @@ std::optional<photo::NR> stuffed(std::vector<std::uint8_t> bytes, int fetchable,
     photo::NR payload;
     size_t length = 0;
     for (const std::uint8_t byte : bytes) {
-        if (length + 3 > static_cast<size_t>(room)) {
+        if (length + 3 > static_cast<size_t>(room))
             return std::nullopt;
-        }
         payload.bytes[length++] = byte;
         length += byte == 0xFF ? 1 : 0;
     }
@@ -171,9 +165,8 @@ Encoded encodeAtScale(const Samples& samples, const Samples& coefficients, photo
             encodeCoefficients(encoder, exact, coded, setup, fetchable);
         const int needed = std::min(fetchable, encoder.bytesFetched() + 1);
         const auto payload = stuffed(encoder.finish(), needed, payloadBytes);
-        if (payload) {
+        if (payload)
             return {*payload, errorOf(samples, photo::reconstruct(known, setup, coded))};
-        }
     }
 }
 
@@ -181,16 +174,14 @@ QByteArray framed(const photo::NR& payload)
 {
     QByteArray block(photo::BlockBytes, '\0');
     const auto put = [&block](int position, unsigned value, int bytes) {
-        for (int i = 0; i < bytes; ++i) {
+        for (int i = 0; i < bytes; ++i)
             block[position + i] = static_cast<char>(value >> (8 * i) & 0xFF);
-        }
     };
     put(photo::LengthAt, static_cast<unsigned>(payload.length), 4);
     std::copy_n(payload.bytes.begin(), payload.length, block.begin() + photo::PayloadAt);
     put(photo::PayloadAt + payload.length, photo::payloadCheckSum(payload), photo::CheckSumBytes);
-    for (int i = photo::ScrambledFrom; i < photo::BlockBytes; ++i) {
+    for (int i = photo::ScrambledFrom; i < photo::BlockBytes; ++i)
         block[i] = static_cast<char>(block.at(i) ^ photo::ScrambleMask);
-    }
     block[0] = 'W';
     block[1] = 'L';
     put(2, PhotoWidth, 2);
@@ -216,9 +207,8 @@ QByteArray encodePhoto(const QImage& picture, int payloadBytes)
     for (int scale = 0; scale < photo::FineScales; ++scale) {
         setup.fineScale = scale;
         Encoded encoded = encodeAtScale(samples, coefficients, setup, payloadBytes);
-        if (encoded.error < best.error) {
+        if (encoded.error < best.error)
             best = encoded;
-        }
     }
     return framed(best.payload);
 }

@@ -30,12 +30,10 @@ void transformLine(Plane& values, Plane& mask, size_t start, size_t stride, int 
     }
     for (int from = 0; from < m;) {
         int to = from;
-        while (to < m && object[static_cast<size_t>(to)] == 1) {
+        while (to < m && object[static_cast<size_t>(to)] == 1)
             ++to;
-        }
-        if (to > from) {
+        if (to > from)
             forwardLifting(&samples[static_cast<size_t>(from)], from, to - from);
-        }
         from = to + 1;
     }
 
@@ -63,15 +61,12 @@ void forwardLifting(std::int32_t* samples, int start, int length)
         return samples[i + 1 < length ? i + 1 : length - 2];
     };
     const int firstLow = start % 2;
-    for (int i = 1 - firstLow; i < length; i += 2) {
+    for (int i = 1 - firstLow; i < length; i += 2)
         samples[i] -= (before(i) + after(i)) >> 1;
-    }
-    for (int i = firstLow; i < length; i += 2) {
+    for (int i = firstLow; i < length; i += 2)
         samples[i] += (before(i) + after(i) + 2) >> 2;
-    }
-    for (int i = 0; i < length; ++i) {
+    for (int i = 0; i < length; ++i)
         samples[i] = photo::scaled(samples[i], (start + i) % 2 == 0 ? LowGain : HighGain);
-    }
 }
 
 void forwardTransform(Plane& plane, const Plane& mask, int levels)
@@ -80,12 +75,10 @@ void forwardTransform(Plane& plane, const Plane& mask, int levels)
     for (int level = 1; level <= levels; ++level) {
         const int columns = PlaneColumns >> (level - 1);
         const int rows = PlaneRows >> (level - 1);
-        for (int row = 0; row < rows; ++row) {
+        for (int row = 0; row < rows; ++row)
             transformLine(plane, object, at(row, 0), 1, columns, Line::Row);
-        }
-        for (int column = 0; column < columns; ++column) {
+        for (int column = 0; column < columns; ++column)
             transformLine(plane, object, at(0, column), PlaneColumns, rows, Line::Column);
-        }
     }
 }
 

@@ -92,9 +92,8 @@ void drawHead(QPainter& painter, const Holder& holder)
     light.setColorAt(0.6, holder.skin);
     light.setColorAt(1, holder.skin.darker(165));
     painter.setBrush(light);
-    for (const int side : {-1, 1}) {
+    for (const int side : {-1, 1})
         painter.drawEllipse(QPointF(FaceX + side * holder.faceWidth, FaceY + 14), 14, 30);
-    }
     painter.drawEllipse(QPointF(FaceX, FaceY + 4), holder.faceWidth, 122);
 }
 
@@ -144,11 +143,9 @@ void drawHair(QPainter& painter, const Holder& holder, QRandomGenerator& random)
                  FaceY + 6);
     hair.cubicTo(FaceX + w - 8, FaceY - 70, FaceX + 30, FaceY - 92, FaceX - 20, FaceY - 84);
     hair.cubicTo(FaceX - w + 20, FaceY - 80, FaceX - w + 4, FaceY - 40, FaceX - w - 10, FaceY + 6);
-    if (holder.longHair) {
-        for (const int side : {-1, 1}) {
+    if (holder.longHair)
+        for (const int side : {-1, 1})
             hair.addRoundedRect(QRectF(FaceX + side * (w + 8) - 24, FaceY - 60, 48, 230), 24, 24);
-        }
-    }
     hair.setFillRule(Qt::WindingFill);
     painter.fillPath(hair, holder.hair);
     painter.setBrush(Qt::NoBrush);

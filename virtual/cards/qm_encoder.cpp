@@ -19,44 +19,39 @@ void QmEncoder::code(photo::State& model, int context, int decision)
     const std::uint32_t qe = model.qe[c];
     m_interval -= qe;
     const bool moreProbable = decision == model.moreProbable[c];
-    if (moreProbable && m_interval >= HalfInterval) {
+    if (moreProbable && m_interval >= HalfInterval)
         return;
-    }
     // The larger part belongs to the more probable symbol, and the part of the estimate lies above.
     const bool takesUpper = moreProbable == (m_interval < qe);
     if (takesUpper) {
         m_code += m_interval;
         m_interval = qe;
     }
-    if (moreProbable) {
+    if (moreProbable)
         photo::adaptAfterMoreProbable(model, context);
-    } else {
+    else
         photo::adaptAfterLessProbable(model, context);
-    }
     renormalise();
 }
 
 void QmEncoder::codeValue(photo::State& model, std::uint32_t value, int bits)
 {
-    for (int bit = bits - 1; bit >= 0; --bit) {
+    for (int bit = bits - 1; bit >= 0; --bit)
         code(model, 0, static_cast<int>(value >> bit & 1));
-    }
 }
 
 std::vector<std::uint8_t> QmEncoder::finish()
 {
     const std::uint32_t lowest = m_code;
     m_code = (lowest + m_interval - 1) & 0xFFFF0000u;
-    if (m_code < lowest) {
+    if (m_code < lowest)
         m_code += HalfInterval;
-    }
     m_code <<= m_bitsToByte;
     emitByte();
     m_code <<= 8;
     emitByte();
-    while (!m_bytes.empty() && m_bytes.back() == 0) {
+    while (!m_bytes.empty() && m_bytes.back() == 0)
         m_bytes.pop_back();
-    }
     return m_bytes;
 }
 
@@ -79,9 +74,8 @@ void QmEncoder::emitByte()
     const std::uint32_t byte = m_code >> ByteShift;
     if (byte > 0xFF) {
         auto previous = m_bytes.rbegin();
-        while (++*previous == 0) {
+        while (++*previous == 0)
             ++previous;
-        }
     }
     m_bytes.push_back(static_cast<std::uint8_t>(byte & 0xFF));
     m_code &= BelowByte;

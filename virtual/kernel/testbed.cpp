@@ -34,9 +34,8 @@ struct TestbedThread
 
     ~TestbedThread()
     {
-        if (context) {
+        if (context)
             g_main_context_unref(context);
-        }
     }
 
     void close()
@@ -52,9 +51,8 @@ struct TestbedThread
     void learn()
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        if (!context) {
+        if (!context)
             context = g_main_context_ref(g_main_context_get_thread_default());
-        }
     }
 };
 
@@ -121,9 +119,8 @@ gboolean runOnce(gpointer data)
             thread.works.erase(found);
         }
     }
-    if (work && !thread.closed) {
+    if (work && !thread.closed)
         work();
-    }
     return G_SOURCE_REMOVE;
 }
 
@@ -149,9 +146,8 @@ Testbed::Testbed()
     : m_testbed(umockdev_testbed_new())
     , m_thread(makeThread())
 {
-    if (!preloaded()) {
+    if (!preloaded())
         qFatal("The virtual desk needs %s in LD_PRELOAD.", PreloadLibrary);
-    }
 }
 
 Testbed::~Testbed()
@@ -172,9 +168,8 @@ bool Testbed::addDevices(const QByteArray& description)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     GError* error = nullptr;
-    if (umockdev_testbed_add_from_string(m_testbed.get(), description.constData(), &error)) {
+    if (umockdev_testbed_add_from_string(m_testbed.get(), description.constData(), &error))
         return true;
-    }
     qWarning("virtual desk: device not added: %s", error ? error->message : "unknown");
     g_clear_error(&error);
     return false;
@@ -185,9 +180,8 @@ void Testbed::removeDevice(const QByteArray& sysPath, const QByteArray& node)
     const std::lock_guard<std::mutex> lock(m_mutex);
     umockdev_testbed_uevent(m_testbed.get(), sysPath.constData(), "remove");
     umockdev_testbed_remove_device(m_testbed.get(), sysPath.constData());
-    if (!node.isEmpty()) {
+    if (!node.isEmpty())
         QFile::remove(rootDirectory() + QString::fromLocal8Bit(node));
-    }
 }
 
 void Testbed::attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHandler onRead)
@@ -203,9 +197,8 @@ void Testbed::attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHan
     auto served = std::make_unique<Node>();
     served->base.reset(umockdev_ioctl_base_new());
     connectHandler(served->base.get(), "handle-ioctl", learning(std::move(handler)));
-    if (onRead) {
+    if (onRead)
         connectHandler(served->base.get(), "handle-read", learning(std::move(onRead)));
-    }
     GError* error = nullptr;
     if (!umockdev_testbed_attach_ioctl(m_testbed.get(), node.constData(), served->base.get(),
                                        &error)) {
@@ -217,9 +210,8 @@ void Testbed::attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHan
 void Testbed::runLater(int milliseconds, std::function<void()> work)
 {
     const std::lock_guard<std::mutex> lock(m_thread->mutex);
-    if (!m_thread->context) {
+    if (!m_thread->context)
         return;
-    }
     GSource* source = milliseconds > 0 ? g_timeout_source_new(static_cast<guint>(milliseconds))
                                        : g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_DEFAULT);
@@ -236,23 +228,20 @@ bool Testbed::preloaded()
 
 void Testbed::restartUnderPreload(char** arguments)
 {
-    if (preloaded()) {
+    if (preloaded())
         return;
-    }
     QByteArray preload = qgetenv("LD_PRELOAD");
     const std::string runtime = sanitizerRuntime();
     for (const QByteArray& library :
          {QByteArray::fromStdString(runtime), QByteArray(PreloadLibrary)}) {
-        if (!library.isEmpty() && !preload.contains(library)) {
+        if (!library.isEmpty() && !preload.contains(library))
             preload += (preload.isEmpty() ? "" : " ") + library;
-        }
     }
     qputenv("LD_PRELOAD", preload);
     // By its own path, so that the process keeps its name.
     std::array<char, PATH_MAX> program{};
-    if (readlink("/proc/self/exe", program.data(), program.size() - 1) > 0) {
+    if (readlink("/proc/self/exe", program.data(), program.size() - 1) > 0)
         execv(program.data(), arguments);
-    }
     qFatal("virtual desk: the program cannot be restarted: %s", std::strerror(errno));
 }
 
@@ -266,9 +255,8 @@ QProcessEnvironment Testbed::outsideEnvironment()
 
 void completeIoctl(const IoctlClient& client, long result, int error)
 {
-    if (isConnected(client)) {
+    if (isConnected(client))
         umockdev_ioctl_client_complete(client.get(), error == 0 ? result : -1, error);
-    }
 }
 
 bool isConnected(const IoctlClient& client)

@@ -51,9 +51,8 @@ void writeAt(UMockdevIoctlData& data, std::size_t offset, const void* bytes, std
 bool readArgument(const IoctlClient& client, void* target, std::size_t length)
 {
     const IoctlData data = resolveArgument(client, length);
-    if (!data || static_cast<std::size_t>(data->data_len) < length) {
+    if (!data || static_cast<std::size_t>(data->data_len) < length)
         return false;
-    }
     std::memcpy(target, data->data, length);
     return true;
 }
@@ -101,11 +100,9 @@ UsbConnection::UsbConnection(Testbed& testbed, std::shared_ptr<UsbDevice::Shared
     , m_shared(std::move(shared))
     , m_address(address)
 {
-    for (const UsbInterface& interface : m_shared->description.interfaces) {
-        if (!interface.kernelDriver.isEmpty()) {
+    for (const UsbInterface& interface : m_shared->description.interfaces)
+        if (!interface.kernelDriver.isEmpty())
             m_drivers[interface.number] = interface.kernelDriver;
-        }
-    }
 }
 
 bool UsbConnection::plug()
@@ -138,9 +135,8 @@ void UsbConnection::unplug()
 {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (!m_alive) {
+        if (!m_alive)
             return;
-        }
         m_alive = false;
     }
     pullPlug();
@@ -168,18 +164,15 @@ void UsbConnection::retry(quint8 endpoint)
         const std::lock_guard<std::mutex> lock(self->m_mutex);
         self->forgetVanishedClients();
         std::vector<unsigned long> waiting;
-        for (const auto& urb : self->m_urbs) {
-            if (!urb->done && !urb->answered && urb->request.endpoint == endpoint) {
+        for (const auto& urb : self->m_urbs)
+            if (!urb->done && !urb->answered && urb->request.endpoint == endpoint)
                 waiting.push_back(urb->serial);
-            }
-        }
         for (const unsigned long serial : waiting) {
             const auto urb = std::find_if(
                 self->m_urbs.begin(), self->m_urbs.end(),
                 [serial](const auto& candidate) { return candidate->serial == serial; });
-            if (urb != self->m_urbs.end()) {
+            if (urb != self->m_urbs.end())
                 self->ask(**urb);
-            }
         }
     });
 }
@@ -208,18 +201,16 @@ bool UsbConnection::dispatch(const IoctlClient& client)
     switch (request) {
     case USBDEVFS_GET_CAPABILITIES: {
         const IoctlData data = resolveArgument(client, sizeof(Capabilities));
-        if (data) {
+        if (data)
             writeAt(*data, 0, &Capabilities, sizeof(Capabilities));
-        }
         completeIoctl(client, 0, data ? 0 : EFAULT);
         return true;
     }
     case USBDEVFS_CLAIMINTERFACE:
-        if (readArgument(client, &number, sizeof(number))) {
+        if (readArgument(client, &number, sizeof(number)))
             claim(client, number, 1);
-        } else {
+        else
             completeIoctl(client, 0, EFAULT);
-        }
         return true;
     case USBDEVFS_RELEASEINTERFACE:
         error = readArgument(client, &number, sizeof(number)) ? release(client, number) : EFAULT;
@@ -280,9 +271,8 @@ void UsbConnection::claim(const IoctlClient& client, int interface, int attempt)
         std::any_of(interfaces.begin(), interfaces.end(),
                     [interface](const UsbInterface& entry) { return entry.number == interface; });
     const int error = !m_alive ? ENODEV : !known ? ENOENT : busy ? EBUSY : 0;
-    if (error == 0) {
+    if (error == 0)
         m_claims[interface] = client;
-    }
     record(interfaceEvent(UsbEvent::Claim, interface, error));
     completeIoctl(client, 0, error);
 }
@@ -291,9 +281,8 @@ int UsbConnection::release(const IoctlClient& client, int interface)
 {
     const auto holder = m_claims.find(interface);
     const bool mine = holder != m_claims.end() && holder->second == client;
-    if (mine) {
+    if (mine)
         m_claims.erase(holder);
-    }
     record(interfaceEvent(UsbEvent::Release, interface, mine ? 0 : EINVAL));
     return mine ? 0 : EINVAL;
 }
@@ -302,20 +291,17 @@ int UsbConnection::driverName(const IoctlClient& client)
 {
     usbdevfs_getdriver query{};
     const IoctlData data = resolveArgument(client, sizeof(query));
-    if (!data) {
+    if (!data)
         return EFAULT;
-    }
     const auto interface = static_cast<int>(readAt<unsigned>(*data, 0));
     QByteArray name = m_drivers.count(interface) != 0 ? m_drivers[interface] : QByteArray();
     if (name.isEmpty()) {
         const std::lock_guard<std::mutex> lock(m_shared->logMutex);
-        if (m_claims.count(interface) != 0 || m_shared->heldElsewhere) {
+        if (m_claims.count(interface) != 0 || m_shared->heldElsewhere)
             name = "usbfs";
-        }
     }
-    if (name.isEmpty()) {
+    if (name.isEmpty())
         return ENODATA;
-    }
     writeAt(*data, offsetof(usbdevfs_getdriver, driver), name.constData(),
             static_cast<std::size_t>(name.size()) + 1);
     return 0;
@@ -325,13 +311,11 @@ int UsbConnection::driverName(const IoctlClient& client)
 int UsbConnection::driverControl(const IoctlClient& client)
 {
     usbdevfs_ioctl command{};
-    if (!readArgument(client, &command, sizeof(command))) {
+    if (!readArgument(client, &command, sizeof(command)))
         return EFAULT;
-    }
     const bool detach = static_cast<unsigned>(command.ioctl_code) == USBDEVFS_DISCONNECT;
-    if (!detach && static_cast<unsigned>(command.ioctl_code) != USBDEVFS_CONNECT) {
+    if (!detach && static_cast<unsigned>(command.ioctl_code) != USBDEVFS_CONNECT)
         return ENOTTY;
-    }
     int error = 0;
     if (detach) {
         error = m_drivers.erase(command.ifno) != 0 ? 0 : ENODATA;
@@ -340,11 +324,10 @@ int UsbConnection::driverControl(const IoctlClient& client)
         const auto found = std::find_if(
             interfaces.begin(), interfaces.end(),
             [&command](const UsbInterface& entry) { return entry.number == command.ifno; });
-        if (found == interfaces.end() || m_claims.count(command.ifno) != 0) {
+        if (found == interfaces.end() || m_claims.count(command.ifno) != 0)
             error = EBUSY;
-        } else if (!found->kernelDriver.isEmpty()) {
+        else if (!found->kernelDriver.isEmpty())
             m_drivers[command.ifno] = found->kernelDriver;
-        }
     }
     record(interfaceEvent(detach ? UsbEvent::Detach : UsbEvent::Attach, command.ifno, error));
     return error;
@@ -364,9 +347,8 @@ int UsbConnection::submit(const IoctlClient& client)
     urb->client = client;
     urb->block = resolveArgument(client, sizeof(usbdevfs_urb));
     int error = 0;
-    if (!urb->block || !readRequest(*urb, error)) {
+    if (!urb->block || !readRequest(*urb, error))
         return error != 0 ? error : EFAULT;
-    }
     urb->serial = m_nextSerial++;
     UsbEvent event;
     event.kind = UsbEvent::Transfer;
@@ -380,9 +362,8 @@ int UsbConnection::submit(const IoctlClient& client)
         const auto found =
             std::find_if(self->m_urbs.begin(), self->m_urbs.end(),
                          [serial](const auto& candidate) { return candidate->serial == serial; });
-        if (found != self->m_urbs.end() && !(*found)->done) {
+        if (found != self->m_urbs.end() && !(*found)->done)
             self->ask(**found);
-        }
     });
     return 0;
 }
@@ -396,9 +377,8 @@ bool UsbConnection::readRequest(Urb& urb, int& error)
     }
     const auto length = static_cast<std::size_t>(block.buffer_length);
     urb.buffer = resolvePointer(urb.block.get(), offsetof(usbdevfs_urb, buffer), length);
-    if (length > 0 && (!urb.buffer || static_cast<std::size_t>(urb.buffer->data_len) < length)) {
+    if (length > 0 && (!urb.buffer || static_cast<std::size_t>(urb.buffer->data_len) < length))
         return false;
-    }
     UsbRequest& request = urb.request;
     const char* bytes = urb.buffer ? reinterpret_cast<const char*>(urb.buffer->data) : "";
     request.endpoint = block.endpoint;
@@ -429,20 +409,17 @@ bool UsbConnection::readRequest(Urb& urb, int& error)
             return false;
         }
     }
-    if (!request.isIn()) {
+    if (!request.isIn())
         request.data = QByteArray(bytes, request.length);
-    }
     return true;
 }
 
 int UsbConnection::findInterface(quint8 endpoint) const
 {
     for (const UsbInterface& interface : m_shared->description.interfaces) {
-        for (const UsbEndpoint& entry : interface.endpoints) {
-            if (entry.address == endpoint) {
+        for (const UsbEndpoint& entry : interface.endpoints)
+            if (entry.address == endpoint)
                 return interface.number;
-            }
-        }
     }
     return -1;
 }
@@ -452,13 +429,11 @@ void UsbConnection::ask(Urb& urb)
     UsbAnswer answer = UsbAnswer::never();
     {
         const std::lock_guard<std::mutex> lock(m_shared->handlerMutex);
-        if (m_shared->handler) {
+        if (m_shared->handler)
             answer = m_shared->handler(urb.request);
-        }
     }
-    if (answer.kind == UsbAnswer::Never) {
+    if (answer.kind == UsbAnswer::Never)
         return;
-    }
     urb.answered = true;
     if (answer.delay > 0) {
         m_testbed.runLater(answer.delay, [self = shared_from_this(), serial = urb.serial, answer] {
@@ -474,9 +449,8 @@ void UsbConnection::apply(unsigned long serial, const UsbAnswer& answer)
 {
     const auto found = std::find_if(m_urbs.begin(), m_urbs.end(),
                                     [serial](const auto& urb) { return urb->serial == serial; });
-    if (found == m_urbs.end() || (*found)->done) {
+    if (found == m_urbs.end() || (*found)->done)
         return;
-    }
     if (answer.kind == UsbAnswer::Unplug) {
         if (m_alive) {
             m_alive = false;
@@ -524,22 +498,18 @@ void UsbConnection::finish(Urb& urb, int status, int actual)
         urb.event->actual = actual;
     }
     const IoctlClient client = urb.client;
-    if (m_heldReaps.count(client) != 0 && deliver(client, m_urbs)) {
+    if (m_heldReaps.count(client) != 0 && deliver(client, m_urbs))
         m_heldReaps.erase(client);
-    }
 }
 
 void UsbConnection::finishAll()
 {
     std::vector<Urb*> open;
-    for (const auto& urb : m_urbs) {
-        if (!urb->done) {
+    for (const auto& urb : m_urbs)
+        if (!urb->done)
             open.push_back(urb.get());
-        }
-    }
-    for (Urb* urb : open) {
+    for (Urb* urb : open)
         finish(*urb, -ESHUTDOWN, 0);
-    }
 }
 
 int UsbConnection::discard(const IoctlClient& client)
@@ -550,9 +520,8 @@ int UsbConnection::discard(const IoctlClient& client)
     const auto found = std::find_if(m_urbs.begin(), m_urbs.end(), [&](const auto& urb) {
         return urb->client == client && urb->block->client_addr == address && !urb->done;
     });
-    if (found == m_urbs.end()) {
+    if (found == m_urbs.end())
         return EINVAL;
-    }
     finish(**found, -ENOENT, 0);
     return 0;
 }
@@ -562,9 +531,8 @@ bool UsbConnection::deliver(const IoctlClient& client, Urbs& urbs)
     const auto found = std::find_if(urbs.begin(), urbs.end(), [&client](const auto& urb) {
         return urb->done && urb->client == client;
     });
-    if (found == urbs.end()) {
+    if (found == urbs.end())
         return false;
-    }
     const std::unique_ptr<Urb> urb = std::move(*found);
     urbs.erase(found);
     if (askIfAlive(client)) {
@@ -578,9 +546,8 @@ bool UsbConnection::deliver(const IoctlClient& client, Urbs& urbs)
 
 void UsbConnection::reap(const IoctlClient& client)
 {
-    if (deliver(client, m_urbs)) {
+    if (deliver(client, m_urbs))
         return;
-    }
     // After each transfer programs ask for more until there is none: that answer comes at once.
     if (m_alive && m_delivered.erase(client) != 0) {
         completeIoctl(client, 0, EAGAIN);
@@ -597,9 +564,8 @@ void UsbConnection::reap(const IoctlClient& client)
         const auto held = self->m_heldReaps.find(client);
         if (held != self->m_heldReaps.end() && held->second == serial) {
             self->m_heldReaps.erase(held);
-            if (self->askIfAlive(client)) {
+            if (self->askIfAlive(client))
                 completeIoctl(client, 0, self->m_alive ? EAGAIN : ENODEV);
-            }
         }
     });
 }
@@ -608,13 +574,11 @@ void UsbConnection::reap(const IoctlClient& client)
 /// it.
 bool UsbConnection::askIfAlive(const IoctlClient& client)
 {
-    if (isGone(client)) {
+    if (isGone(client))
         return false;
-    }
     const IoctlData argument = resolveArgument(client, sizeof(void*));
-    if (argument && umockdev_ioctl_data_reload(argument.get(), nullptr)) {
+    if (argument && umockdev_ioctl_data_reload(argument.get(), nullptr))
         return true;
-    }
     m_dead.insert(client);
     umockdev_ioctl_client_abort(client.get());
     return false;
@@ -628,15 +592,13 @@ bool UsbConnection::isGone(const IoctlClient& client) const
 /// Files are closed without a word: what their programs had claimed and asked for goes with them.
 void UsbConnection::forgetVanishedClients()
 {
-    for (auto claim = m_claims.begin(); claim != m_claims.end();) {
+    for (auto claim = m_claims.begin(); claim != m_claims.end();)
         claim = isGone(claim->second) ? m_claims.erase(claim) : std::next(claim);
-    }
     m_urbs.erase(std::remove_if(m_urbs.begin(), m_urbs.end(),
                                 [this](const auto& urb) { return isGone(urb->client); }),
                  m_urbs.end());
-    for (auto held = m_heldReaps.begin(); held != m_heldReaps.end();) {
+    for (auto held = m_heldReaps.begin(); held != m_heldReaps.end();)
         held = isGone(held->first) ? m_heldReaps.erase(held) : std::next(held);
-    }
 }
 
 std::shared_ptr<UsbEvent> UsbConnection::record(UsbEvent event)
@@ -645,9 +607,8 @@ std::shared_ptr<UsbEvent> UsbConnection::record(UsbEvent event)
     auto shared = std::make_shared<UsbEvent>(std::move(event));
     const std::lock_guard<std::mutex> lock(m_shared->logMutex);
     m_shared->events.push_back(shared);
-    if (m_shared->events.size() > UsbDevice::MostEvents) {
+    if (m_shared->events.size() > UsbDevice::MostEvents)
         m_shared->events.pop_front();
-    }
     return shared;
 }
 

@@ -10,9 +10,8 @@ namespace {
 
 void append(QByteArray& target, std::initializer_list<int> bytes)
 {
-    for (const int byte : bytes) {
+    for (const int byte : bytes)
         target.append(static_cast<char>(byte));
-    }
 }
 
 QByteArray interfaceDescriptors(const UsbInterface& interface)
@@ -32,9 +31,8 @@ QByteArray interfaceDescriptors(const UsbInterface& interface)
 QByteArray usbDescriptors(const UsbDescription& description)
 {
     QByteArray interfaces;
-    for (const UsbInterface& interface : description.interfaces) {
+    for (const UsbInterface& interface : description.interfaces)
         interfaces += interfaceDescriptors(interface);
-    }
     QByteArray result;
     append(result,
            {18, 1, 0x00, 0x02, 0, 0, 0, 64, description.vendor & 0xFF, description.vendor >> 8,

@@ -67,9 +67,8 @@ QString UsbEvent::text() const
         line = names[kind] + QByteArray::number(interface);
         break;
     }
-    if (error != 0) {
+    if (error != 0)
         line += error == Pending ? ": pending" : QByteArray(": ") + strerrorname_np(error);
-    }
     return QString::fromLatin1(line);
 }
 
@@ -92,9 +91,8 @@ void UsbDevice::plug()
 {
     static std::atomic<int> plugs{1}; // as if a hub were the first
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_connection && m_connection->isAlive()) {
+    if (m_connection && m_connection->isAlive())
         return;
-    }
     m_connection =
         std::make_shared<UsbConnection>(m_testbed, m_shared, UsbAddress::ofPlug(++plugs));
     m_connection->plug();
@@ -103,9 +101,8 @@ void UsbDevice::plug()
 void UsbDevice::unplug()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_connection) {
+    if (m_connection)
         m_connection->unplug();
-    }
 }
 
 bool UsbDevice::isPlugged() const
@@ -123,9 +120,8 @@ void UsbDevice::setInterfaceHeldElsewhere(bool held)
 void UsbDevice::retry(quint8 endpoint)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_connection) {
+    if (m_connection)
         m_connection->retry(endpoint);
-    }
 }
 
 std::vector<UsbEvent> UsbDevice::events() const
@@ -133,18 +129,16 @@ std::vector<UsbEvent> UsbDevice::events() const
     const std::lock_guard<std::mutex> lock(m_shared->logMutex);
     std::vector<UsbEvent> copy;
     copy.reserve(m_shared->events.size());
-    for (const auto& event : m_shared->events) {
+    for (const auto& event : m_shared->events)
         copy.push_back(*event);
-    }
     return copy;
 }
 
 QStringList UsbDevice::log() const
 {
     QStringList lines;
-    for (const UsbEvent& event : events()) {
+    for (const UsbEvent& event : events())
         lines.append(event.text());
-    }
     return lines;
 }
 

@@ -195,12 +195,11 @@ QByteArray VirtualSimCard::answerToReset()
 void VirtualSimCard::serve()
 {
     QByteArray message;
-    while (receiveMessage(m_socket, message)) {
+    while (receiveMessage(m_socket, message))
         if (message.size() == 1)
             control(static_cast<quint8>(message.at(0)));
         else
             serveCommand(message);
-    }
 }
 
 void VirtualSimCard::control(quint8 code)
@@ -242,10 +241,9 @@ QByteArray VirtualSimCard::response(const QByteArray& command, const Behaviour& 
 
 VirtualSimCard::Behaviour VirtualSimCard::behaviour(const QByteArray& command) const
 {
-    for (auto entry = m_behaviours.cbegin(); entry != m_behaviours.cend(); ++entry) {
+    for (auto entry = m_behaviours.cbegin(); entry != m_behaviours.cend(); ++entry)
         if (command.startsWith(entry.key()))
             return entry.value();
-    }
     return {};
 }
 

@@ -24,10 +24,9 @@ bool waitUntil(Condition condition, int timeoutMs)
 {
     QElapsedTimer timer;
     timer.start();
-    while (!condition()) {
+    while (!condition())
         if (timer.elapsed() > timeoutMs)
             return false;
-    }
     return true;
 }
 
@@ -141,10 +140,9 @@ qint64 ServiceProcess::residentKiB() const
     QFile status(QStringLiteral("/proc/%1/status").arg(processId()));
     if (!status.open(QIODevice::ReadOnly))
         return -1;
-    for (const QByteArray& line : status.readAll().split('\n')) {
+    for (const QByteArray& line : status.readAll().split('\n'))
         if (line.startsWith("VmRSS:"))
             return line.mid(6).simplified().split(' ').first().toLongLong();
-    }
     return -1;
 }
 

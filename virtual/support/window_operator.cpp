@@ -54,10 +54,9 @@ QStringList WindowOperator::windows() const
 bool WindowOperator::waitForWindows(int count, int timeoutMs) const
 {
     QElapsedTimer timer;
-    for (timer.start(); windows().size() != count; QThread::msleep(pollMs)) {
+    for (timer.start(); windows().size() != count; QThread::msleep(pollMs))
         if (timer.elapsed() > timeoutMs)
             return false;
-    }
     return true;
 }
 

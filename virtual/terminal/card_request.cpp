@@ -114,10 +114,9 @@ QJsonObject cardState(const IdentityCard& card)
         {QStringLiteral("type"), typeNames().at(static_cast<int>(card.type))},
         {QStringLiteral("fingerprints"), !card.fingerprints.isEmpty()},
     };
-    for (const NamedField& field : namedFields) {
+    for (const NamedField& field : namedFields)
         if (fieldLength(card.type, field.text) > 0)
             state.insert(QString::fromLatin1(field.name), card.*field.text);
-    }
     return state;
 }
 

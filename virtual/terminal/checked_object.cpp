@@ -120,10 +120,9 @@ QString CheckedObject::error() const
 {
     if (!m_error.isEmpty())
         return m_error;
-    for (const QString& key : m_object.keys()) {
+    for (const QString& key : m_object.keys())
         if (!m_known.contains(key))
             return QStringLiteral("The key %1 is not known here.").arg(quoted(key));
-    }
     return {};
 }
 

@@ -88,10 +88,9 @@ const ControlCommands::Command* ControlCommands::find(const QString& name)
         {"stopService", &ControlCommands::stopService},
         {"killService", &ControlCommands::killService},
     };
-    for (const Command& command : commands) {
+    for (const Command& command : commands)
         if (name == QLatin1String(command.name))
             return &command;
-    }
     return nullptr;
 }
 
