@@ -5,6 +5,7 @@
 #include "idcard/read_id_card.h"
 
 #include "tests/support/output_capture.h"
+#include "tests/support/table.h"
 
 #include <QTest>
 
@@ -103,24 +104,22 @@ private Q_SLOTS:
 
     void looksCharactersUp_data()
     {
-        QTest::addColumn<long>("code");
-        QTest::addColumn<long>("unicode");
-        QTest::newRow("first of the mapping") << 0xA1E8L << 0xA4L;
-        QTest::newRow("middle dot") << 0xA1A4L << 0x30FBL;
-        QTest::newRow("bar") << 0xA1AAL << 0x2015L;
-        QTest::newRow("啊") << 0xB0A1L << 0x554AL;
-        QTest::newRow("last of the hanzi") << 0xF7FEL << 0x9F44L;
-        QTest::newRow("last of the mapping") << 0xA3A4L << 0xFFE5L;
-        QTest::newRow("a gap") << 0xAAA1L << 0L;
-        QTest::newRow("zero") << 0L << 0L;
-        QTest::newRow("negative") << -1L << 0L;
-        QTest::newRow("beyond") << 0x1B0A1L << 0L;
+        addRows<long, long>({{"first of the mapping", 0xA1E8L, 0xA4L},
+                             {"middle dot", 0xA1A4L, 0x30FBL},
+                             {"bar", 0xA1AAL, 0x2015L},
+                             {"啊", 0xB0A1L, 0x554AL},
+                             {"last of the hanzi", 0xF7FEL, 0x9F44L},
+                             {"last of the mapping", 0xA3A4L, 0xFFE5L},
+                             {"a gap", 0xAAA1L, 0L},
+                             {"zero", 0L, 0L},
+                             {"negative", -1L, 0L},
+                             {"beyond", 0x1B0A1L, 0L}});
     }
 
     void looksCharactersUp()
     {
-        QFETCH(long, code);
-        QTEST(FindUnicode(code), "unicode");
+        const auto [code, unicode] = row<long, long>();
+        QCOMPARE(FindUnicode(code), unicode);
     }
 
     void readsAndWritesDigits()
