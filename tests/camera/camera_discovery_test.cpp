@@ -5,7 +5,7 @@
 // opens.
 
 #include "camera/capture_window.h"
-#include "tests/camera/printed_text.h"
+#include "tests/support/output_capture.h"
 #include "virtual/camera/camera.h"
 #include "virtual/kernel/testbed.h"
 
@@ -99,7 +99,8 @@ private Q_SLOTS:
             cameras.back()->plugIn();
         }
 
-        PrintedText text;
+        const LogCapture log;
+        OutputCapture text;
         CameraUser window(nullptr);
         QCOMPARE(text.take(), printed);
 
@@ -112,7 +113,7 @@ private Q_SLOTS:
         window.readFrameSlot(); // the stream starts with the first read
         for (std::size_t camera = 0; camera < cameras.size(); ++camera)
             QCOMPARE(cameras[camera]->isStreaming(), attached[camera].number == opened);
-        PrintedText again;
+        OutputCapture again;
         QCOMPARE(window.initCamera(), selector.isEmpty() ? -1 : 0);
         QCOMPARE(again.take(), printed);
     }
@@ -170,7 +171,8 @@ private Q_SLOTS:
         camera.plugIn();
         QString first = "kept";
         QString second = "dropped";
-        PrintedText text;
+        const LogCapture log;
+        OutputCapture text;
         QCOMPARE(window.getSignInfo(first, second), result);
         QCOMPARE(text.take(), printed);
         QCOMPARE(first, "kept");

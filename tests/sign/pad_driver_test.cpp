@@ -4,8 +4,8 @@
 #include "sign/hidraw_writing_device.h"
 #include "sign/inert_writing_device.h"
 #include "sign/libusb_writing_device.h"
-#include "tests/sign/captured_output.h"
 #include "tests/sign/process_on_desk.h"
+#include "tests/support/output_capture.h"
 #include "virtual/kernel/hidraw_node.h"
 #include "virtual/pad/signature_pad.h"
 
@@ -82,9 +82,9 @@ private Q_SLOTS:
         SignaturePad pad(*m_desk->testbed);
         QHandWritingDevForLibUsb driver;
         QCOMPARE(driver.findDevice(), 0);
-        CapturedDiagnostics diagnostics;
+        LogCapture diagnostics;
         QCOMPARE(driver.openDevice(), -1);
-        QCOMPARE(diagnostics.take(), QStringList("d: Cannot open device\n"));
+        QCOMPARE(diagnostics.take(), QStringList("Cannot open device\n"));
         pad.device().plug();
         QTRY_COMPARE(driver.findDevice(), 1);
         QCOMPARE(driver.findDevice(), 1);
@@ -96,13 +96,13 @@ private Q_SLOTS:
         SignaturePad pad(*m_desk->testbed);
         pad.device().plug();
         QHandWritingDevForLibUsb driver;
-        CapturedDiagnostics diagnostics;
+        LogCapture diagnostics;
         QCOMPARE(driver.openDevice(), 1);
-        QCOMPARE(diagnostics.take(), QStringList("d: Kernel Driver Detached!\n"));
-        CapturedStream output(stdout);
+        QCOMPARE(diagnostics.take(), QStringList("Kernel Driver Detached!\n"));
+        OutputCapture output;
         QCOMPARE(driver.closeDevice(), 1);
         QCOMPARE(driver.closeDevice(), 1);
-        QCOMPARE(output.text(), QByteArray("Released hid Interface!\n"));
+        QCOMPARE(output.take(), QByteArray("Released hid Interface!\n"));
         QCOMPARE(driver.openDevice(), 1);
         QCOMPARE(pad.device().log(),
                  QStringList({"claim 0: EBUSY", "detach 0", "claim 0", "release 0", "claim 0"}));
@@ -114,12 +114,12 @@ private Q_SLOTS:
         pad.device().setInterfaceHeldElsewhere(true);
         pad.device().plug();
         QHandWritingDevForLibUsb driver;
-        const CapturedDiagnostics diagnostics;
-        CapturedStream errors(stderr);
-        CapturedStream output(stdout);
+        const LogCapture diagnostics;
+        OutputCapture errors(stderr);
+        OutputCapture output;
         QCOMPARE(driver.openDevice(), -2);
-        QVERIFY(errors.text().contains("Cannot Claim Interface\n"));
-        QCOMPARE(output.text(), QByteArray());
+        QVERIFY(errors.take().contains("Cannot Claim Interface\n"));
+        QCOMPARE(output.take(), QByteArray());
         QCOMPARE(pad.device().log(), QStringList({"claim 0: EBUSY", "detach 0", "claim 0: EBUSY"}));
         pad.device().setInterfaceHeldElsewhere(false);
         QCOMPARE(driver.openDevice(), 1);
@@ -149,7 +149,7 @@ private Q_SLOTS:
         QHandWritingDevForLibUsb driver;
         QCOMPARE(driver.openDevice(), 1);
         pad.queue(UsbAnswer::data(report));
-        CapturedDiagnostics diagnostics;
+        LogCapture diagnostics;
         const Sample sample = readFrom(driver);
         QTEST(sample.result, "result");
         QTEST(sample.x, "x");
@@ -157,11 +157,11 @@ private Q_SLOTS:
         QTEST(sample.p, "p");
         QStringList lines = diagnostics.take();
         const QString text =
-            QStringLiteral("w: x = %1 , y = %2 , p = %3").arg(sample.x).arg(sample.y).arg(sample.p);
-        QCOMPARE(lines.value(0), QStringLiteral("w: readData"));
+            QStringLiteral("x = %1 , y = %2 , p = %3").arg(sample.x).arg(sample.y).arg(sample.p);
+        QCOMPARE(lines.value(0), QStringLiteral("readData"));
         QCOMPARE(lines.value(1), sample.result == -1
-                                     ? QStringLiteral("w: libusb_interrupt_transfer ,ret = -8")
-                                     : QStringLiteral("w: libusb_interrupt_transfer ,ret = 0"));
+                                     ? QStringLiteral("libusb_interrupt_transfer ,ret = -8")
+                                     : QStringLiteral("libusb_interrupt_transfer ,ret = 0"));
         QCOMPARE(lines.mid(2), sample.result == 0 ? QStringList(text) : QStringList());
     }
 
@@ -196,7 +196,7 @@ private Q_SLOTS:
             driver.closeDevice();
         if (failure == 5)
             pad.queue(UsbAnswer::data({}));
-        CapturedDiagnostics diagnostics;
+        LogCapture diagnostics;
         QElapsedTimer timer;
         timer.start();
         const Sample sample = readFrom(driver);
@@ -217,9 +217,9 @@ private Q_SLOTS:
         QCOMPARE(driver.findDevice(), 0);
         pad.device().plug();
         QCOMPARE(readFrom(driver).result, -1);
-        CapturedStream output(stdout);
+        OutputCapture output;
         QCOMPARE(driver.closeDevice(), 1);
-        QCOMPARE(output.text(), QByteArray("Cannot hid Released Interface!\n"));
+        QCOMPARE(output.take(), QByteArray("Cannot hid Released Interface!\n"));
         QTRY_COMPARE(driver.findDevice(), 1);
         QCOMPARE(driver.openDevice(), 1);
         pad.pen({21692, 13564, 1023});
@@ -253,7 +253,7 @@ private Q_SLOTS:
         description.sizeFails = fails == QLatin1String("size");
         description.descriptorFails = fails == QLatin1String("descriptor");
         const HidrawNode node(*m_desk->testbed, m_nextNode++, description);
-        const CapturedStream errors(stderr);
+        const OutputCapture errors(stderr);
         QTEST(isMyHidraw(node.path().constData()), "accepted");
         QCOMPARE(isMyHidraw("/dev/hidraw-missing"), 0);
         QLinuxHidRawDev driver;

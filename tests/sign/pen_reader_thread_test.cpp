@@ -2,8 +2,8 @@
 // SPDX-License-Identifier: MIT
 
 #include "sign/pen_reader_thread.h"
-#include "tests/sign/captured_output.h"
 #include "tests/sign/process_on_desk.h"
+#include "tests/support/output_capture.h"
 #include "virtual/pad/signature_pad.h"
 
 #include <QVector>
@@ -71,17 +71,16 @@ private Q_SLOTS:
     {
         m_pad->pen(PenPoint{1, 2, 3});
         m_pad->queue(UsbAnswer::data("short"));
-        CapturedDiagnostics diagnostics;
+        LogCapture diagnostics;
         const Receiver received(reader());
         reader().startReading();
         QTRY_VERIFY(received.failures > 0);
         reader().stopReading();
         QCOMPARE(diagnostics.take().mid(0, 9),
-                 QStringList({"w: qgethandwrtingdevdata", "w: readData",
-                              "w: libusb_interrupt_transfer ,ret = 0", "w: x = 1 , y = 2 , p = 3",
-                              "w: getDataOk x = 1,y = 2,P = 3\n", "w: qgethandwrtingdevdata",
-                              "w: readData", "w: libusb_interrupt_transfer ,ret = 0",
-                              "w: readDataErro faild\n"}));
+                 QStringList({"qgethandwrtingdevdata", "readData",
+                              "libusb_interrupt_transfer ,ret = 0", "x = 1 , y = 2 , p = 3",
+                              "getDataOk x = 1,y = 2,P = 3\n", "qgethandwrtingdevdata", "readData",
+                              "libusb_interrupt_transfer ,ret = 0", "readDataErro faild\n"}));
     }
 
     void aLiftedPenAndAPulledPadFailAtTheSamePace_data()

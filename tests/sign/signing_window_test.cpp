@@ -5,7 +5,7 @@
 #include "sign/signature_image.h"
 #include "sign/signing_window.h"
 #include "sign/stroke.h"
-#include "tests/sign/captured_output.h"
+#include "tests/support/output_capture.h"
 #include "virtual/pad/pen_path.h"
 
 #include <QLabel>
@@ -329,13 +329,13 @@ private Q_SLOTS:
         feed(window, pad.at(target, 500));
         QVERIFY(button->isDown());
         QVERIFY(!window.closeAllowed);
-        CapturedDiagnostics diagnostics;
+        LogCapture diagnostics;
         feed(window, pad.at(target, 0));
         QVERIFY(window.closeAllowed);
         const QStringList lines = diagnostics.take();
         QCOMPARE(lines.size(), 2);
-        QVERIFY(lines[0].startsWith("d: btnCancel_GloablRct x:23"));
-        QVERIFY(lines[1].startsWith("d: currentTuchPt x:2"));
+        QVERIFY(lines[0].startsWith("btnCancel_GloablRct x:23"));
+        QVERIFY(lines[1].startsWith("currentTuchPt x:2"));
         feed(window, pad.at(target, 0));
         QCOMPARE(diagnostics.take(), QStringList());
     }

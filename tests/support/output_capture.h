@@ -9,6 +9,7 @@
 
 #include <cstdio>
 #include <mutex>
+#include <utility>
 
 #include <unistd.h>
 
@@ -31,6 +32,12 @@ public:
     QByteArray take()
     {
         restore();
+        return written();
+    }
+
+    /// What has left the stream's buffer so far.
+    QByteArray written()
+    {
         m_file.seek(0);
         return m_file.readAll();
     }
@@ -51,32 +58,41 @@ private:
     int m_terminal = -1;
 };
 
-/// \brief Keeps the diagnostics of this program, from all threads, in place of writing them.
+/// \brief Keeps the diagnostics of this program, from all threads, in place of writing them: while
+/// it lives, Qt Test does not print them between what an OutputCapture takes.
 class LogCapture
 {
 public:
     LogCapture()
     {
-        lines().clear();
+        take();
         m_previous = qInstallMessageHandler(keep);
     }
     ~LogCapture() { qInstallMessageHandler(m_previous); }
     LogCapture(const LogCapture&) = delete;
     LogCapture& operator=(const LogCapture&) = delete;
 
+    /// For tests whose other threads write nothing.
     static QStringList& lines()
     {
         static QStringList kept;
         return kept;
     }
 
+    /// The lines since the last call. From any thread.
+    static QStringList take()
+    {
+        const std::lock_guard<std::mutex> lock(s_mutex);
+        return std::exchange(lines(), {});
+    }
+
 private:
     static void keep(QtMsgType, const QMessageLogContext&, const QString& message)
     {
-        static std::mutex mutex;
-        const std::lock_guard<std::mutex> lock(mutex);
+        const std::lock_guard<std::mutex> lock(s_mutex);
         lines() += message;
     }
 
+    inline static std::mutex s_mutex;
     QtMessageHandler m_previous;
 };

@@ -19,5 +19,6 @@ inline int openDescriptors()
 /// Bytes of this process's heap in use.
 inline std::size_t heapInUse()
 {
-    return mallinfo2().uordblks;
+    const struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd; // large blocks are mapped on their own
 }
