@@ -4,7 +4,7 @@
 #include "app/orderly_end.h"
 
 #include "app/termination_signals.h"
-#include "idcard/hid_id_card.h"
+#include "idcard/hid_reader.h"
 #include "server/echo_server.h"
 #include "server/going_away.h"
 #include "sign/session_state.h"

@@ -9,7 +9,7 @@
 #include "fuzz/scripted_usb.h"
 #include "server/text_message_processor.h"
 #include "sign/session_state.h"
-#include "simcard/card_reader.h"
+#include "simcard/sim_reader.h"
 
 #include <QApplication>
 #include <QPointer>

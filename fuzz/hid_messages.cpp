@@ -5,7 +5,7 @@
 // byte is the length of the message that is sent; the rest is what the reader does.
 
 #include "fuzz/scripted_usb.h"
-#include "idcard/hid_id_card.h"
+#include "idcard/hid_reader.h"
 
 #include <algorithm>
 #include <cstdlib>

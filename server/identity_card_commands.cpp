@@ -5,7 +5,7 @@
 // HID reader. A card's record takes about a megabyte of the handler's stack frame.
 
 #include "files/fixed_file.h"
-#include "idcard/hid_id_card.h"
+#include "idcard/hid_reader.h"
 #include "idcard/id_info.h"
 #include "idcard/id_info_text.h"
 #include "idcard/read_id_card.h"

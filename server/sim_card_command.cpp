@@ -3,8 +3,8 @@
 
 #include "server/text_message_processor.h"
 
-#include "simcard/card_reader.h"
 #include "simcard/iccid.h"
+#include "simcard/sim_reader.h"
 
 #include <QDebug>
 
@@ -24,7 +24,7 @@ constexpr const char* iccidCommands[] = {selectMasterFileCommand, selectIccidFil
 
 using Response = std::array<char, 1024>;
 
-/// All that one command gives to the card-reader library. It stays to the command's last call: a
+/// All that one command gives to the SIM reader library. It stays to the command's last call: a
 /// maker's library may write into it later than it should.
 struct WorkingBuffers
 {

@@ -3,7 +3,7 @@
 
 // The rules name the devices a second time: they must be the drivers' devices, all of them.
 
-#include "idcard/hid_id_card.h"
+#include "idcard/hid_reader.h"
 #include "idcard/usb_reader.h"
 #include "sign/pen_report.h"
 

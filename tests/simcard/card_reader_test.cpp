@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "simcard/card_reader.h"
+#include "simcard/sim_reader.h"
 
 #include "virtual/sim/pcsc_daemon.h"
 #include "virtual/sim/sim_card.h"

@@ -37,7 +37,7 @@ DeskDevice& anyDevice(Desk& desk, CheckedObject& request)
     return desk.device(takenDevice(request, Desk::deviceNames()));
 }
 
-CardReaderDevice& cardReader(Desk& desk, CheckedObject& request)
+IdentityReaderDevice& identityReader(Desk& desk, CheckedObject& request)
 {
     const QString usb = QStringLiteral("usbReader");
     if (takenDevice(request, {usb, QStringLiteral("hidReader")}) == usb)
@@ -185,7 +185,7 @@ ControlCommands::Outcome ControlCommands::repair(CheckedObject& request)
 
 ControlCommands::Outcome ControlCommands::putCard(CheckedObject& request)
 {
-    CardReaderDevice& reader = cardReader(m_desk, request);
+    IdentityReaderDevice& reader = identityReader(m_desk, request);
     CheckedObject keys(request.object(QStringLiteral("card")));
     if (!request.error().isEmpty())
         return {request.error(), {}};
@@ -197,7 +197,7 @@ ControlCommands::Outcome ControlCommands::putCard(CheckedObject& request)
 
 ControlCommands::Outcome ControlCommands::changeCard(CheckedObject& request)
 {
-    CardReaderDevice& reader = cardReader(m_desk, request);
+    IdentityReaderDevice& reader = identityReader(m_desk, request);
     CheckedObject keys(request.object(QStringLiteral("card")));
     if (!request.error().isEmpty())
         return {request.error(), {}};
@@ -211,7 +211,7 @@ ControlCommands::Outcome ControlCommands::changeCard(CheckedObject& request)
 
 ControlCommands::Outcome ControlCommands::takeCard(CheckedObject& request)
 {
-    CardReaderDevice& reader = cardReader(m_desk, request);
+    IdentityReaderDevice& reader = identityReader(m_desk, request);
     if (!request.error().isEmpty())
         return {request.error(), {}};
     if (!reader.card())

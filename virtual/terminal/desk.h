@@ -5,7 +5,7 @@
 
 #include "virtual/kernel/testbed.h"
 #include "virtual/terminal/camera_device.h"
-#include "virtual/terminal/card_reader_device.h"
+#include "virtual/terminal/identity_reader_device.h"
 #include "virtual/terminal/pad_device.h"
 #include "virtual/terminal/sim_reader_device.h"
 

@@ -67,7 +67,7 @@ function makeVirtualParts(device, play) {
         });
     }
 
-    function cardReader() {
+    function identityReader() {
         const type = choice("type", ["resident", "permanentResidence", "residencePermit"], "virtual.card");
         const lies = view.make("p", { className: "holds" });
         const fields = view.make("div", { className: "fields" });
@@ -200,7 +200,7 @@ function makeVirtualParts(device, play) {
     }
 
     const parts = {
-        pad, usbReader: cardReader, hidReader: cardReader, simReader, documentCamera: camera, portraitCamera: camera,
+        pad, usbReader: identityReader, hidReader: identityReader, simReader, documentCamera: camera, portraitCamera: camera,
     };
     return parts[device]();
 }

@@ -1,11 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 //
-// The reading of a SIM card's number through the card-reader library, beside the same PC/SC calls
+// The reading of a SIM card's number through the SIM reader library, beside the same PC/SC calls
 // made directly: what the library's own thread and the hexadecimal text cost.
 
-#include "simcard/card_reader.h"
 #include "simcard/iccid.h"
+#include "simcard/sim_reader.h"
 #include "virtual/sim/pcsc_daemon.h"
 #include "virtual/sim/sim_card.h"
 

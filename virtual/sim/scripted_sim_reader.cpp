@@ -12,7 +12,7 @@
 // call up to the next opening, and writes into them. The record tells of one that has changed
 // since.
 
-#include "simcard/card_reader.h"
+#include "simcard/sim_reader.h"
 
 #include <algorithm>
 #include <cstdio>

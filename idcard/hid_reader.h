@@ -11,8 +11,8 @@ struct libusb_device_handle;
 /// \brief An identity-card reader that presents itself as a HID device.
 ///
 /// Messages travel as 32-byte feature reports through control transfers of at most 1000 ms. The
-/// operations keep the names and result codes of the usual card-reader libraries. One object serves
-/// one command, on the thread that handles the command; what it still holds goes with it.
+/// operations keep the names and result codes of the usual libraries of such readers. One object
+/// serves one command, on the thread that handles the command; what it still holds goes with it.
 class HidIDCard
 {
 public:

@@ -13,7 +13,7 @@
 namespace virtual_desk {
 
 /// \brief A place for an identity card. A card can lie there while the cable is out.
-class CardReaderDevice : public DeskDevice
+class IdentityReaderDevice : public DeskDevice
 {
 public:
     void putCard(const IdentityCard& card);
@@ -32,7 +32,7 @@ private:
 };
 
 /// \brief The USB identity-card reader.
-class UsbReaderDevice : public CardReaderDevice
+class UsbReaderDevice : public IdentityReaderDevice
 {
 public:
     explicit UsbReaderDevice(Testbed& testbed);
@@ -60,7 +60,7 @@ private:
 };
 
 /// \brief The HID identity-card reader.
-class HidReaderDevice : public CardReaderDevice
+class HidReaderDevice : public IdentityReaderDevice
 {
 public:
     explicit HidReaderDevice(Testbed& testbed);

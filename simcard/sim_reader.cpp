@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-#include "simcard/card_reader.h"
+#include "simcard/sim_reader.h"
 
 #include "simcard/hex_text.h"
 #include "simcard/pcsc_worker.h"

@@ -3,7 +3,7 @@
 //
 // The five C functions of libcardreader.so, the one way to a smart card from this service. Ours is
 // built on PC/SC (pcsc-lite); a terminal maker's library with the same five functions can take its
-// place, see docs/card-reader-library.md.
+// place, see docs/sim-reader-library.md.
 //
 // Return codes. Every function returns 0 for success and any other value for failure. Ours returns
 // the PC/SC code of the call that failed, as a 32-bit value (negative as an int; print it with

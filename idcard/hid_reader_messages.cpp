@@ -3,7 +3,7 @@
 
 // Messages of the HID reader over feature reports.
 
-#include "idcard/hid_id_card.h"
+#include "idcard/hid_reader.h"
 #include "idcard/hid_report.h"
 
 #include <libusb.h>

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "virtual/terminal/card_reader_device.h"
+#include "virtual/terminal/identity_reader_device.h"
 
 #include "virtual/terminal/card_request.h"
 
@@ -57,19 +57,19 @@ QByteArray statusBytes(CheckedObject& keys)
 
 } // namespace
 
-void CardReaderDevice::putCard(const IdentityCard& card)
+void IdentityReaderDevice::putCard(const IdentityCard& card)
 {
     m_card = card;
     setCardData(cardData(card));
 }
 
-void CardReaderDevice::takeCard()
+void IdentityReaderDevice::takeCard()
 {
     m_card.reset();
     setCardData({});
 }
 
-QJsonObject CardReaderDevice::ownState() const
+QJsonObject IdentityReaderDevice::ownState() const
 {
     return {{QStringLiteral("card"), m_card ? QJsonValue(cardState(*m_card)) : QJsonValue()}};
 }
@@ -117,7 +117,7 @@ void UsbReaderDevice::endFault()
 
 QJsonObject UsbReaderDevice::ownState() const
 {
-    QJsonObject state = CardReaderDevice::ownState();
+    QJsonObject state = IdentityReaderDevice::ownState();
     state.insert(QStringLiteral("module"), m_module);
     return state;
 }

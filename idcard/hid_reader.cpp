@@ -1,9 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// Opening and closing the HID reader, and its card operations. Reports are in hid_reports.cpp.
+// Opening and closing the HID reader, and its card operations. Its messages are in
+// hid_reader_messages.cpp.
 
-#include "idcard/hid_id_card.h"
+#include "idcard/hid_reader.h"
 #include "idcard/hid_report.h"
 
 #include <libusb.h>
