@@ -7,7 +7,7 @@
 
 #include "camera/preview.h"
 #include "virtual/camera/camera.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 #include "virtual/support/desk_client.h"
 #include "virtual/support/service_process.h"
 #include "virtual/support/window_operator.h"
@@ -183,11 +183,11 @@ void compareFirstPictures(Camera& camera)
 
 int main(int argc, char* argv[])
 {
-    Testbed::restartUnderPreload(argv);
+    VirtualKernel::restartUnderPreload(argv);
     QApplication application(argc, argv);
     comparePreviewSteps();
-    Testbed testbed;
-    Camera camera(testbed, CameraDescription());
+    VirtualKernel kernel;
+    Camera camera(kernel, CameraDescription());
     camera.plugIn();
     compareFirstPictures(camera);
     return 0;

@@ -167,15 +167,15 @@ void reportLatency(SignaturePad& pad, int reportsPerSecond, int count)
 
 int main(int argc, char* argv[])
 {
-    Testbed::restartUnderPreload(argv);
+    VirtualKernel::restartUnderPreload(argv);
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
     const QApplication application(argc, argv);
     reportSampleCosts();
     std::fflush(stdout);
 
     delete static_cast<QHandWritingDevForLibUsb*>(g_globalObj->handWritingDev);
-    Testbed testbed;
-    SignaturePad pad(testbed);
+    VirtualKernel kernel;
+    SignaturePad pad(kernel);
     pad.device().plug();
     g_globalObj->handWritingDev = new QHandWritingDevForLibUsb;
     if (g_globalObj->handWritingDev->openDevice() != 1)

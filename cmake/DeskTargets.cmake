@@ -70,7 +70,7 @@ endfunction()
 # sandbox of its own (network, PC/SC socket, working directory and X display; see tests/sandbox).
 # LOCKS names what two tests must not use at the same time, for instance the fixed files in /tmp.
 # LABELS threads marks a test that `./run sanitize` repeats under ThreadSanitizer.
-# DEVICES is for programs that own a virtual desk (virtual/kernel/testbed.h): they run under its preload library.
+# DEVICES is for programs that own a virtual desk (virtual/kernel/virtual_kernel.h): they run under its preload library.
 function(desk_add_test name)
     cmake_parse_arguments(arg "DEVICES" "TIMEOUT" "SOURCES;LIBRARIES;LOCKS;LABELS" ${ARGN})
     if(NOT arg_TIMEOUT)

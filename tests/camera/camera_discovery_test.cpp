@@ -7,7 +7,7 @@
 #include "camera/capture_window.h"
 #include "tests/support/output_capture.h"
 #include "virtual/camera/camera.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <QComboBox>
 #include <QTest>
@@ -87,7 +87,7 @@ private Q_SLOTS:
         QFETCH(QStringList, selector);
         QFETCH(int, opened);
 
-        Testbed testbed;
+        VirtualKernel kernel;
         std::vector<std::unique_ptr<Camera>> cameras;
         for (const Attached& one : attached) {
             CameraDescription description;
@@ -95,7 +95,7 @@ private Q_SLOTS:
             description.product = one.product;
             description.number = one.number;
             description.captures = one.captures;
-            cameras.push_back(std::make_unique<Camera>(testbed, description));
+            cameras.push_back(std::make_unique<Camera>(kernel, description));
             cameras.back()->plugIn();
         }
 
@@ -120,16 +120,16 @@ private Q_SLOTS:
 
     void leavesThePathAloneWhenThereIsNoSuchCamera()
     {
-        Testbed testbed;
-        QVERIFY(testbed.addDevices("P: /devices/platform/loop/video4linux/video7\n"
-                                   "E: SUBSYSTEM=video4linux\nE: ID_VENDOR_ID=0c45\n\n"));
+        VirtualKernel kernel;
+        QVERIFY(kernel.addDevices("P: /devices/platform/loop/video4linux/video7\n"
+                                  "E: SUBSYSTEM=video4linux\nE: ID_VENDOR_ID=0c45\n\n"));
         CameraUser window(nullptr);
         char product[] = "6366";
         char vendor[] = "0c45";
         char path[256] = "untouched";
         QCOMPARE(window.findCameraVideoPath(product, vendor, path), 0);
         QCOMPARE(path, "untouched");
-        Camera camera(testbed, CameraDescription());
+        Camera camera(kernel, CameraDescription());
         camera.plugIn();
         QCOMPARE(window.findCameraVideoPath(product, vendor, path), 1);
         QCOMPARE(path, "/dev/video0");
@@ -161,12 +161,12 @@ private Q_SLOTS:
         QFETCH(QByteArray, product);
         QFETCH(int, result);
         QFETCH(QByteArray, printed);
-        Testbed testbed;
+        VirtualKernel kernel;
         CameraDescription description;
         description.vendor = vendor;
         description.product = product;
         description.number = 6;
-        Camera camera(testbed, description);
+        Camera camera(kernel, description);
         CameraUser window(nullptr);
         camera.plugIn();
         QString first = "kept";

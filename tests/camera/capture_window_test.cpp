@@ -6,7 +6,7 @@
 #include "camera/capture_window.h"
 #include "camera/preview.h"
 #include "virtual/camera/camera.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <QBuffer>
 #include <QComboBox>
@@ -69,9 +69,9 @@ private Q_SLOTS:
     void init()
     {
         removePicture();
-        m_testbed = std::make_unique<Testbed>();
-        m_document = std::make_unique<Camera>(*m_testbed, documentCamera());
-        m_portrait = std::make_unique<Camera>(*m_testbed, portraitOnFirstNode());
+        m_kernel = std::make_unique<VirtualKernel>();
+        m_document = std::make_unique<Camera>(*m_kernel, documentCamera());
+        m_portrait = std::make_unique<Camera>(*m_kernel, portraitOnFirstNode());
         m_document->setDequeueTimeout(0);
         m_portrait->setDequeueTimeout(0);
     }
@@ -80,7 +80,7 @@ private Q_SLOTS:
         m_window.reset();
         m_document.reset();
         m_portrait.reset();
-        m_testbed.reset();
+        m_kernel.reset();
         removePicture();
     }
 
@@ -399,7 +399,7 @@ private Q_SLOTS:
         CameraDescription description = documentCamera();
         description.compressed = compressed;
         description.number = 4;
-        m_document = std::make_unique<Camera>(*m_testbed, description);
+        m_document = std::make_unique<Camera>(*m_kernel, description);
         m_document->setDequeueTimeout(0);
         m_document->setGarbage(true);
         open();
@@ -426,7 +426,7 @@ private Q_SLOTS:
         CameraDescription description = documentCamera();
         description.framesPerSecond = framesPerSecond;
         description.number = 4;
-        m_document = std::make_unique<Camera>(*m_testbed, description);
+        m_document = std::make_unique<Camera>(*m_kernel, description);
         m_document->setDequeueTimeout(0);
         open();
         QTRY_VERIFY(shows(shown(preview()), Scene::Document));
@@ -507,7 +507,7 @@ private:
         QDir().rmdir(pictureFile);
     }
 
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
     std::unique_ptr<Camera> m_document;
     std::unique_ptr<Camera> m_portrait;
     std::unique_ptr<CameraUser> m_window;

@@ -5,7 +5,7 @@
 // pointer and keyboard of the display.
 
 #include "virtual/camera/camera.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 #include "virtual/support/desk_client.h"
 #include "virtual/support/service_process.h"
 #include "virtual/support/window_operator.h"
@@ -54,7 +54,7 @@ QByteArray mapsOf(const ServiceProcess& service)
 bool runOutside(const QString& program, const QStringList& arguments)
 {
     QProcess process;
-    process.setProcessEnvironment(Testbed::outsideEnvironment());
+    process.setProcessEnvironment(VirtualKernel::outsideEnvironment());
     process.start(program, arguments);
     return process.waitForFinished() && process.exitCode() == 0;
 }
@@ -69,15 +69,15 @@ private Q_SLOTS:
     void init()
     {
         removePicture();
-        m_testbed = std::make_unique<Testbed>();
+        m_kernel = std::make_unique<VirtualKernel>();
         CameraDescription description;
         description.number = 2;
-        m_document = std::make_unique<Camera>(*m_testbed, description);
+        m_document = std::make_unique<Camera>(*m_kernel, description);
         description.vendor = "1b17";
         description.product = "6684";
         description.number = 3;
         description.scene = Scene::Portrait;
-        m_portrait = std::make_unique<Camera>(*m_testbed, description);
+        m_portrait = std::make_unique<Camera>(*m_kernel, description);
         for (Camera* camera : {m_document.get(), m_portrait.get()}) {
             camera->setDequeueTimeout(0);
             camera->plugIn();
@@ -95,7 +95,7 @@ private Q_SLOTS:
         m_service.reset();
         m_document.reset();
         m_portrait.reset();
-        m_testbed.reset();
+        m_kernel.reset();
         removePicture();
     }
 
@@ -363,7 +363,7 @@ private:
         QDir().rmdir(pictureFile);
     }
 
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
     std::unique_ptr<Camera> m_document;
     std::unique_ptr<Camera> m_portrait;
     std::unique_ptr<ServiceProcess> m_service;

@@ -5,7 +5,7 @@
 // screen on each, and what desktops put into the environment of their applications.
 
 #include "virtual/camera/camera.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 #include "virtual/support/desk_client.h"
 #include "virtual/support/service_process.h"
 #include "virtual/support/window_operator.h"
@@ -35,7 +35,7 @@ const QString pictureFile = QStringLiteral("/tmp/kvo_cv.jpg");
 QByteArray outputOf(const QString& program, const QStringList& arguments)
 {
     QProcess process;
-    process.setProcessEnvironment(Testbed::outsideEnvironment());
+    process.setProcessEnvironment(VirtualKernel::outsideEnvironment());
     process.start(program, arguments);
     process.waitForFinished();
     return process.readAllStandardOutput();
@@ -94,12 +94,12 @@ private Q_SLOTS:
         outputOf("xrandr", {"--setmonitor", "clerk", "1920/508x1080/286+0+0", "screen"});
         outputOf("xrandr", {"--setmonitor", "pad", "1280/217x800/136+1920+0", "none"});
         QVERIFY(outputOf("xrandr", {"--listactivemonitors"}).contains("1280/217x800/136+1920+0"));
-        m_manager.setProcessEnvironment(Testbed::outsideEnvironment());
+        m_manager.setProcessEnvironment(VirtualKernel::outsideEnvironment());
         m_manager.start(qEnvironmentVariable("DESK_WINDOW_MANAGER", "openbox"), {"--sm-disable"});
         QVERIFY2(m_manager.waitForStarted(), "openbox is needed");
         QTRY_VERIFY(outputOf("xprop", {"-root", "_NET_SUPPORTING_WM_CHECK"}).contains("0x"));
-        m_testbed = std::make_unique<Testbed>();
-        m_camera = std::make_unique<Camera>(*m_testbed, CameraDescription());
+        m_kernel = std::make_unique<VirtualKernel>();
+        m_camera = std::make_unique<Camera>(*m_kernel, CameraDescription());
         m_camera->setDequeueTimeout(0);
         m_camera->plugIn();
     }
@@ -264,7 +264,7 @@ private:
     const WindowOperator m_signing{QStringLiteral("HandWriting")};
     const CaptureOperator m_capture;
     QProcess m_manager;
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
     std::unique_ptr<Camera> m_camera;
     std::unique_ptr<ServiceProcess> m_service;
     std::unique_ptr<DeskClient> m_page;

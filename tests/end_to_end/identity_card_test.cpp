@@ -195,9 +195,9 @@ class IdentityCardTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        m_testbed = std::make_unique<Testbed>();
-        m_usb = std::make_unique<IdentityReaderUsb>(*m_testbed, IdentityReaderUsb::Module0503);
-        m_hid = std::make_unique<IdentityReaderHid>(*m_testbed);
+        m_kernel = std::make_unique<VirtualKernel>();
+        m_usb = std::make_unique<IdentityReaderUsb>(*m_kernel, IdentityReaderUsb::Module0503);
+        m_hid = std::make_unique<IdentityReaderHid>(*m_kernel);
         for (const char* name : {"front.jpg", "back.jpg"})
             QVERIFY(
                 QFile::copy(QStringLiteral(DESK_SOURCE_DIR "/packaging/templates/") + name, name));
@@ -582,7 +582,7 @@ private Q_SLOTS:
 
     void cardsAreReadInsideTwoOpenWindows()
     {
-        Camera camera(*m_testbed, {});
+        Camera camera(*m_kernel, {});
         camera.plugIn();
         m_client->command("ZCBeginSignAB", {{"width", 400}, {"height", 300}});
         m_client->command("ZCCameraPic");
@@ -638,7 +638,7 @@ private:
         }
     }
 
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
     std::unique_ptr<IdentityReaderUsb> m_usb;
     std::unique_ptr<IdentityReaderHid> m_hid;
     ServiceProcess m_service; // ends before the desk that it runs on

@@ -95,8 +95,8 @@ class SignatureTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        m_testbed = std::make_unique<Testbed>();
-        m_pad = std::make_unique<SignaturePad>(*m_testbed);
+        m_kernel = std::make_unique<VirtualKernel>();
+        m_pad = std::make_unique<SignaturePad>(*m_kernel);
     }
 
     void init()
@@ -429,7 +429,7 @@ private Q_SLOTS:
     {
         QFETCH(int, number);
         QFETCH(bool, inSession);
-        IdentityReaderHid reader(*m_testbed);
+        IdentityReaderHid reader(*m_kernel);
         reader.plug();
         m_page->ask("ZCReadHIDIDCard");
         m_page->ask("ZCStartDeviceAB");
@@ -455,7 +455,7 @@ private Q_SLOTS:
     void endsThoughACommandWaitsForItsDevice()
     {
         QFETCH(bool, askedTwice);
-        IdentityReaderUsb silent(*m_testbed, IdentityReaderUsb::Module0503);
+        IdentityReaderUsb silent(*m_kernel, IdentityReaderUsb::Module0503);
         silent.plug();
         silent.replaceTransfersFrom(0, UsbAnswer::never());
         m_page->ask("ZCStartDeviceAB");
@@ -500,7 +500,7 @@ private:
     }
     QStringList ownership() const { return ownership(m_pad->device().log()); }
 
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
     std::unique_ptr<SignaturePad> m_pad;
     std::unique_ptr<ServiceProcess> m_service;
     std::unique_ptr<DeskClient> m_page;

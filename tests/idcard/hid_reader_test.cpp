@@ -54,11 +54,11 @@ class HidReaderTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_testbed = std::make_unique<Testbed>(); }
+    void initTestCase() { m_kernel = std::make_unique<VirtualKernel>(); }
 
     void init()
     {
-        m_reader = std::make_unique<IdentityReaderHid>(*m_testbed);
+        m_reader = std::make_unique<IdentityReaderHid>(*m_kernel);
         m_reader->putCard(pattern(2304));
         m_reader->plug();
         m_card = std::make_unique<HidIDCard>();
@@ -375,7 +375,7 @@ private Q_SLOTS:
     }
 
 private:
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
     std::unique_ptr<IdentityReaderHid> m_reader;
     std::unique_ptr<HidIDCard> m_card;
     long m_handle = 0;

@@ -24,9 +24,9 @@ class ReaderEnduranceTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        m_testbed = std::make_unique<Testbed>();
-        m_usb = std::make_unique<IdentityReaderUsb>(*m_testbed, IdentityReaderUsb::Module0503);
-        m_hid = std::make_unique<IdentityReaderHid>(*m_testbed);
+        m_kernel = std::make_unique<VirtualKernel>();
+        m_usb = std::make_unique<IdentityReaderUsb>(*m_kernel, IdentityReaderUsb::Module0503);
+        m_hid = std::make_unique<IdentityReaderHid>(*m_kernel);
     }
 
     void init()
@@ -124,7 +124,7 @@ private:
         return ReadIDCard().readCard(m_info.get(), message) == ReadIDCard::CardRead;
     }
 
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
     std::unique_ptr<IdentityReaderUsb> m_usb;
     std::unique_ptr<IdentityReaderHid> m_hid;
     std::unique_ptr<IDINFO> m_info = std::make_unique<IDINFO>();

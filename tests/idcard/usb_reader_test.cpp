@@ -119,11 +119,11 @@ class UsbReaderTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_testbed = std::make_unique<Testbed>(); }
+    void initTestCase() { m_kernel = std::make_unique<VirtualKernel>(); }
 
     void init()
     {
-        m_reader = std::make_unique<IdentityReaderUsb>(*m_testbed, m0501);
+        m_reader = std::make_unique<IdentityReaderUsb>(*m_kernel, m0501);
         m_reader->putCard(plainCard);
         m_reader->plug();
     }
@@ -516,7 +516,7 @@ private Q_SLOTS:
             for (const Wait& wait : waits) {
                 Attempt attempt;
                 attempt.reader =
-                    std::make_unique<IdentityReaderUsb>(*m_testbed, operation(wait.name).module);
+                    std::make_unique<IdentityReaderUsb>(*m_kernel, operation(wait.name).module);
                 attempt.reader->replaceTransfer(wait.transfer, UsbAnswer::never());
                 attempt.reader->putCard(plainCard);
                 attempt.reader->plug();
@@ -583,7 +583,7 @@ private:
     }
 
     std::unique_ptr<IDINFO> m_info = std::make_unique<IDINFO>();
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
     std::unique_ptr<IdentityReaderUsb> m_reader;
 };
 

@@ -79,7 +79,7 @@ private Q_SLOTS:
 
     void findsThePadWithoutLeavingItOpen()
     {
-        SignaturePad pad(*m_desk->testbed);
+        SignaturePad pad(*m_desk->kernel);
         QHandWritingDevForLibUsb driver;
         QCOMPARE(driver.findDevice(), 0);
         LogCapture diagnostics;
@@ -93,7 +93,7 @@ private Q_SLOTS:
 
     void claimsAfterDetachingTheKernelsDriverAndReleasesBeforeClosing()
     {
-        SignaturePad pad(*m_desk->testbed);
+        SignaturePad pad(*m_desk->kernel);
         pad.device().plug();
         QHandWritingDevForLibUsb driver;
         LogCapture diagnostics;
@@ -110,7 +110,7 @@ private Q_SLOTS:
 
     void givesUpAnInterfaceThatStaysBusy()
     {
-        SignaturePad pad(*m_desk->testbed);
+        SignaturePad pad(*m_desk->kernel);
         pad.device().setInterfaceHeldElsewhere(true);
         pad.device().plug();
         QHandWritingDevForLibUsb driver;
@@ -144,7 +144,7 @@ private Q_SLOTS:
     void readsReports()
     {
         QFETCH(QByteArray, report);
-        SignaturePad pad(*m_desk->testbed);
+        SignaturePad pad(*m_desk->kernel);
         pad.device().plug();
         QHandWritingDevForLibUsb driver;
         QCOMPARE(driver.openDevice(), 1);
@@ -182,7 +182,7 @@ private Q_SLOTS:
     {
         QFETCH(int, failure);
         QFETCH(QString, line);
-        SignaturePad pad(*m_desk->testbed);
+        SignaturePad pad(*m_desk->kernel);
         pad.device().plug();
         QHandWritingDevForLibUsb driver;
         QCOMPARE(driver.openDevice(), 1);
@@ -208,7 +208,7 @@ private Q_SLOTS:
 
     void aPulledPadWorksAgainAfterAReopen()
     {
-        SignaturePad pad(*m_desk->testbed);
+        SignaturePad pad(*m_desk->kernel);
         pad.device().plug();
         QHandWritingDevForLibUsb driver;
         QCOMPARE(driver.openDevice(), 1);
@@ -252,7 +252,7 @@ private Q_SLOTS:
         description.infoFails = fails == QLatin1String("info");
         description.sizeFails = fails == QLatin1String("size");
         description.descriptorFails = fails == QLatin1String("descriptor");
-        const HidrawNode node(*m_desk->testbed, m_nextNode++, description);
+        const HidrawNode node(*m_desk->kernel, m_nextNode++, description);
         const OutputCapture errors(stderr);
         QTEST(isMyHidraw(node.path().constData()), "accepted");
         QCOMPARE(isMyHidraw("/dev/hidraw-missing"), 0);
@@ -262,13 +262,13 @@ private Q_SLOTS:
 
     void takesThePenNodeAmongThePadsNodes()
     {
-        const HidrawNode mouse(*m_desk->testbed, m_nextNode++,
+        const HidrawNode mouse(*m_desk->kernel, m_nextNode++,
                                hidraw(0x05AF, 0x0060, mouseDescriptor));
         QLinuxHidRawDev driver;
         QCOMPARE(driver.findDevice(), 0);
         QCOMPARE(driver.openDevice(), -1);
-        HidrawNode pen(*m_desk->testbed, m_nextNode++, hidraw(0x05AF, 0x0060, penDescriptor));
-        const HidrawNode keys(*m_desk->testbed, m_nextNode++,
+        HidrawNode pen(*m_desk->kernel, m_nextNode++, hidraw(0x05AF, 0x0060, penDescriptor));
+        const HidrawNode keys(*m_desk->kernel, m_nextNode++,
                               hidraw(0x05AF, 0x0060, mouseDescriptor));
         QCOMPARE(driver.findDevice(), 1);
         QCOMPARE(driver.path(), pen.path());
@@ -287,7 +287,7 @@ private Q_SLOTS:
 
     void aSecondCloseSparesWhateverHasTheNumberNow()
     {
-        const HidrawNode pen(*m_desk->testbed, m_nextNode++, hidraw(0x05AF, 0x0060, penDescriptor));
+        const HidrawNode pen(*m_desk->kernel, m_nextNode++, hidraw(0x05AF, 0x0060, penDescriptor));
         QLinuxHidRawDev driver;
         QCOMPARE(driver.findDevice(), 1);
         QCOMPARE(driver.openDevice(), 1);

@@ -35,7 +35,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         m_desk = std::make_unique<ProcessOnDesk>();
-        m_pad = std::make_unique<SignaturePad>(*m_desk->testbed);
+        m_pad = std::make_unique<SignaturePad>(*m_desk->kernel);
     }
 
     void init()

@@ -5,7 +5,7 @@
 
 #include "sign/libusb_writing_device.h"
 #include "sign/session_state.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <memory>
 
@@ -19,9 +19,9 @@ public:
     ProcessOnDesk()
     {
         delete static_cast<QHandWritingDevForLibUsb*>(g_globalObj->handWritingDev);
-        testbed = std::make_unique<virtual_desk::Testbed>();
+        kernel = std::make_unique<virtual_desk::VirtualKernel>();
         g_globalObj->handWritingDev = new QHandWritingDevForLibUsb;
     }
 
-    std::unique_ptr<virtual_desk::Testbed> testbed;
+    std::unique_ptr<virtual_desk::VirtualKernel> kernel;
 };

@@ -4,7 +4,7 @@
 // What unmodified OpenCV sees of the virtual cameras.
 
 #include "virtual/camera/camera.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <QElapsedTimer>
 #include <QTest>
@@ -69,10 +69,10 @@ private Q_SLOTS:
     {
         QFETCH(QSize, size);
         QFETCH(bool, compressed);
-        Testbed testbed;
+        VirtualKernel kernel;
         CameraDescription description = at(0, Scene::TestCard);
         description.compressed = compressed;
-        Camera camera(testbed, description);
+        Camera camera(kernel, description);
         camera.plugIn();
 
         cv::VideoCapture capture(0);
@@ -91,9 +91,9 @@ private Q_SLOTS:
 
     void twoCamerasStreamAtOnce()
     {
-        Testbed testbed;
-        Camera document(testbed, at(0, Scene::Document));
-        Camera portrait(testbed, at(3, Scene::Portrait));
+        VirtualKernel kernel;
+        Camera document(kernel, at(0, Scene::Document));
+        Camera portrait(kernel, at(3, Scene::Portrait));
         document.plugIn();
         portrait.plugIn();
         cv::VideoCapture first(0);
@@ -106,8 +106,8 @@ private Q_SLOTS:
 
     void keepsRealTimeAndDropsWhatNobodyTakes()
     {
-        Testbed testbed;
-        Camera camera(testbed, at(0, Scene::Document));
+        VirtualKernel kernel;
+        Camera camera(kernel, at(0, Scene::Document));
         camera.plugIn();
         cv::VideoCapture capture(0);
         const int before = readFrameNumber(next(capture));
@@ -120,8 +120,8 @@ private Q_SLOTS:
 
     void hasOneUserAtATime()
     {
-        Testbed testbed;
-        Camera camera(testbed, at(0, Scene::Document));
+        VirtualKernel kernel;
+        Camera camera(kernel, at(0, Scene::Document));
         camera.plugIn();
         cv::VideoCapture first(0);
         QVERIFY(!next(first).isNull());
@@ -134,8 +134,8 @@ private Q_SLOTS:
 
     void failsAtOnceWhenUnpluggedAndComesBack()
     {
-        Testbed testbed;
-        Camera camera(testbed, at(0, Scene::Document));
+        VirtualKernel kernel;
+        Camera camera(kernel, at(0, Scene::Document));
         camera.plugIn();
         cv::VideoCapture capture(0);
         QVERIFY(!next(capture).isNull());
@@ -151,8 +151,8 @@ private Q_SLOTS:
 
     void stallsAndResumes()
     {
-        Testbed testbed;
-        Camera camera(testbed, at(0, Scene::Document));
+        VirtualKernel kernel;
+        Camera camera(kernel, at(0, Scene::Document));
         camera.plugIn();
         cv::VideoCapture capture(0);
         const auto frames = [&capture](int milliseconds) {
@@ -176,10 +176,10 @@ private Q_SLOTS:
 
     void answersAnUnknownSizeWithTheNearest()
     {
-        Testbed testbed;
+        VirtualKernel kernel;
         CameraDescription description = at(0, Scene::Document);
         description.sizes = {{640, 480}, {1280, 960}};
-        Camera camera(testbed, description);
+        Camera camera(kernel, description);
         camera.plugIn();
         cv::VideoCapture capture(0);
         setSize(capture, {2592, 1944});

@@ -74,11 +74,11 @@ class UsbDeviceTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { m_testbed = std::make_unique<Testbed>(); }
+    void initTestCase() { m_kernel = std::make_unique<VirtualKernel>(); }
 
     void aSeparateProgramSeesThePlugAndClaimsAfterDetaching()
     {
-        UsbDevice device(*m_testbed, everyKindOfEndpoint("usbhid"), nullptr);
+        UsbDevice device(*m_kernel, everyKindOfEndpoint("usbhid"), nullptr);
         Client client;
         QCOMPARE(client.result("open"), int(LIBUSB_ERROR_NO_DEVICE));
         device.plug();
@@ -99,7 +99,7 @@ private Q_SLOTS:
 
     void aHeldInterfaceStaysBusyWhateverIsDetached()
     {
-        UsbDevice device(*m_testbed, everyKindOfEndpoint("usbhid"), nullptr);
+        UsbDevice device(*m_kernel, everyKindOfEndpoint("usbhid"), nullptr);
         device.setInterfaceHeldElsewhere(true);
         device.plug();
         Client client;
@@ -160,7 +160,7 @@ private Q_SLOTS:
             UsbAnswer::stall(),           UsbAnswer::fail(EPROTO),
             UsbAnswer::never(),           UsbAnswer::unplug(),
             UsbAnswer::accept(3)};
-        UsbDevice device(*m_testbed, everyKindOfEndpoint(""), [&](const UsbRequest&) {
+        UsbDevice device(*m_kernel, everyKindOfEndpoint(""), [&](const UsbRequest&) {
             return answers.at(static_cast<std::size_t>(kind));
         });
         device.plug();
@@ -176,7 +176,7 @@ private Q_SLOTS:
 
     void pullingThePlugEndsAnOpenTransferAndAReplugNeedsANewOpen()
     {
-        UsbDevice device(*m_testbed, everyKindOfEndpoint(""),
+        UsbDevice device(*m_kernel, everyKindOfEndpoint(""),
                          [](const UsbRequest&) { return UsbAnswer::never(); });
         for (int plug = 0; plug < 256; ++plug) { // more often than one bus has addresses
             device.plug();
@@ -203,7 +203,7 @@ private Q_SLOTS:
 
     void aKilledProgramLeavesTheDeviceToTheNext()
     {
-        UsbDevice device(*m_testbed, everyKindOfEndpoint(""),
+        UsbDevice device(*m_kernel, everyKindOfEndpoint(""),
                          [](const UsbRequest&) { return UsbAnswer::never(); });
         device.plug();
         Client dying;
@@ -220,7 +220,7 @@ private Q_SLOTS:
     void aReportThatComesLaterEndsTheOpenTransferInTheSameProcessToo()
     {
         std::atomic<bool> ready{false};
-        UsbDevice device(*m_testbed, everyKindOfEndpoint("usbhid"), [&](const UsbRequest&) {
+        UsbDevice device(*m_kernel, everyKindOfEndpoint("usbhid"), [&](const UsbRequest&) {
             return ready ? UsbAnswer::data(QByteArray(16, '\x42')) : UsbAnswer::never();
         });
         device.plug();
@@ -254,7 +254,7 @@ private Q_SLOTS:
     }
 
 private:
-    std::unique_ptr<Testbed> m_testbed;
+    std::unique_ptr<VirtualKernel> m_kernel;
 };
 
 QTEST_GUILESS_MAIN(UsbDeviceTest)

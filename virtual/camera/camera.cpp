@@ -4,7 +4,7 @@
 #include "virtual/camera/camera.h"
 
 #include "virtual/camera/camera_node.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <utility>
 
@@ -39,8 +39,8 @@ CameraDescription portraitCamera()
     return description;
 }
 
-Camera::Camera(Testbed& testbed, CameraDescription description)
-    : m_node(std::make_shared<CameraNode>(testbed, std::move(description)))
+Camera::Camera(VirtualKernel& kernel, CameraDescription description)
+    : m_node(std::make_shared<CameraNode>(kernel, std::move(description)))
 {
     m_node->attach();
 }

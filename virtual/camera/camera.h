@@ -11,7 +11,7 @@
 namespace virtual_desk {
 
 class CameraNode;
-class Testbed;
+class VirtualKernel;
 
 /// \brief A USB camera on the virtual desk: its devices in udev and a V4L2 node that unmodified
 /// programs open, stream from and close.
@@ -25,8 +25,8 @@ class Testbed;
 class Camera
 {
 public:
-    /// The testbed must outlive the camera. The camera is not plugged in yet.
-    Camera(Testbed& testbed, CameraDescription description);
+    /// The virtual kernel must outlive the camera. The camera is not plugged in yet.
+    Camera(VirtualKernel& kernel, CameraDescription description);
     /// Unplugs.
     ~Camera();
     Camera(const Camera&) = delete;

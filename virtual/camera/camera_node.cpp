@@ -50,10 +50,10 @@ bool contains(const std::vector<IoctlClient>& clients, const IoctlClient& client
 
 } // namespace
 
-CameraNode::CameraNode(Testbed& testbed, CameraDescription description)
-    : m_testbed(testbed)
+CameraNode::CameraNode(VirtualKernel& kernel, CameraDescription description)
+    : m_kernel(kernel)
     , m_description(std::move(description))
-    , m_stream(testbed.rootDirectory() + QStringLiteral("/dev/video%1").arg(m_description.number),
+    , m_stream(kernel.rootDirectory() + QStringLiteral("/dev/video%1").arg(m_description.number),
                m_description)
 {
 }
@@ -82,7 +82,7 @@ QByteArray CameraNode::devicesText() const
 
 void CameraNode::attach()
 {
-    m_testbed.attachIoctl(
+    m_kernel.attachIoctl(
         "/dev/video" + QByteArray::number(m_description.number),
         [self = shared_from_this()](const IoctlClient& client) { return self->handle(client); });
 }
@@ -94,7 +94,7 @@ void CameraNode::plugIn()
         if (std::exchange(m_plugged, true))
             return;
     }
-    m_testbed.addDevices(devicesText());
+    m_kernel.addDevices(devicesText());
 }
 
 void CameraNode::unplug()
@@ -109,10 +109,10 @@ void CameraNode::unplug()
         m_clients.clear();
     }
     const QByteArray path = "/sys" + sysPath();
-    m_testbed.removeDevice(path, "/dev/video" + QByteArray::number(m_description.number));
-    m_testbed.removeDevice(path.left(path.indexOf(":1.0") + 4), QByteArray());
-    m_testbed.removeDevice("/sys/devices/usb2/2-" + QByteArray::number(m_description.number),
-                           QByteArray());
+    m_kernel.removeDevice(path, "/dev/video" + QByteArray::number(m_description.number));
+    m_kernel.removeDevice(path.left(path.indexOf(":1.0") + 4), QByteArray());
+    m_kernel.removeDevice("/sys/devices/usb2/2-" + QByteArray::number(m_description.number),
+                          QByteArray());
 }
 
 void CameraNode::change(const std::function<void(CameraFaults&)>& edit)
@@ -148,7 +148,7 @@ bool CameraNode::answer(const IoctlClient& client,
     std::memcpy(&argument, data->data, sizeof(argument));
     const int error = (this->*request)(client, argument);
     if (error == EBUSY && attempts > 1) {
-        m_testbed.runLater(closeDelay, [self = shared_from_this(), client, request, attempts] {
+        m_kernel.runLater(closeDelay, [self = shared_from_this(), client, request, attempts] {
             const std::lock_guard<std::mutex> lock(self->m_mutex);
             if (isConnected(client))
                 self->answer(client, request, attempts - 1);
@@ -410,12 +410,12 @@ void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point aske
         {std::chrono::duration_cast<std::chrono::milliseconds>(m_stream.nextFrameTime() - now),
          std::chrono::duration_cast<std::chrono::milliseconds>(end - now),
          std::chrono::milliseconds(closeDelay)});
-    m_testbed.runLater(static_cast<int>(wait.count()) + 1,
-                       [self = shared_from_this(), client, asked] {
-                           const std::lock_guard<std::mutex> lock(self->m_mutex);
-                           if (isConnected(client))
-                               self->dequeueBuffer(client, asked);
-                       });
+    m_kernel.runLater(static_cast<int>(wait.count()) + 1,
+                      [self = shared_from_this(), client, asked] {
+                          const std::lock_guard<std::mutex> lock(self->m_mutex);
+                          if (isConnected(client))
+                              self->dequeueBuffer(client, asked);
+                      });
 }
 
 } // namespace virtual_desk

@@ -4,7 +4,7 @@
 
 #include "virtual/camera/camera_description.h"
 #include "virtual/camera/camera_stream.h"
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <linux/videodev2.h>
 
@@ -29,7 +29,7 @@ struct CameraFaults
 class CameraNode : public std::enable_shared_from_this<CameraNode>
 {
 public:
-    CameraNode(Testbed& testbed, CameraDescription description);
+    CameraNode(VirtualKernel& kernel, CameraDescription description);
 
     /// Starts to serve the node. Once, before plugIn().
     void attach();
@@ -80,7 +80,7 @@ private:
     Answer stopStream(const IoctlClient& client, int& argument);
     void dequeueBuffer(const IoctlClient& client, Clock::time_point asked);
 
-    Testbed& m_testbed;
+    VirtualKernel& m_kernel;
     const CameraDescription m_description;
     mutable std::mutex m_mutex;
     CameraStream m_stream;

@@ -83,7 +83,8 @@ void HidrawNode::State::read(const IoctlClient& client)
     serve();
 }
 
-/// Hands queued reports to the reads that wait for them. Under the lock, on the testbed's thread.
+/// Hands queued reports to the reads that wait for them. Under the lock, on the virtual kernel's
+/// thread.
 void HidrawNode::State::serve()
 {
     while (!waiting.empty() && !reports.empty()) {
@@ -100,28 +101,28 @@ void HidrawNode::State::serve()
     }
 }
 
-HidrawNode::HidrawNode(Testbed& testbed, int number, const HidrawDescription& description)
-    : m_testbed(testbed)
+HidrawNode::HidrawNode(VirtualKernel& kernel, int number, const HidrawDescription& description)
+    : m_kernel(kernel)
     , m_number(number)
     , m_state(std::make_shared<State>())
 {
     m_state->description = description;
     const QByteArray name = "hidraw" + QByteArray::number(number);
-    testbed.attachIoctl(
+    kernel.attachIoctl(
         path(), [state = m_state](const IoctlClient& client) { return state->answer(client); },
         [state = m_state](const IoctlClient& client) {
             state->read(client);
             return true;
         });
-    testbed.addDevices("P: /devices/hid/hidraw/" + name + "\nN: " + name +
-                       "=00\nE: SUBSYSTEM=hidraw\nE: DEVNAME=/dev/" + name +
-                       "\nE: MAJOR=242\nE: MINOR=" + QByteArray::number(number) +
-                       "\nA: dev=242:" + QByteArray::number(number) + "\\n\n");
+    kernel.addDevices("P: /devices/hid/hidraw/" + name + "\nN: " + name +
+                      "=00\nE: SUBSYSTEM=hidraw\nE: DEVNAME=/dev/" + name +
+                      "\nE: MAJOR=242\nE: MINOR=" + QByteArray::number(number) +
+                      "\nA: dev=242:" + QByteArray::number(number) + "\\n\n");
 }
 
 HidrawNode::~HidrawNode()
 {
-    m_testbed.removeDevice("/sys/devices/hid/hidraw/hidraw" + QByteArray::number(m_number), path());
+    m_kernel.removeDevice("/sys/devices/hid/hidraw/hidraw" + QByteArray::number(m_number), path());
 }
 
 QByteArray HidrawNode::path() const
@@ -133,7 +134,7 @@ void HidrawNode::queueReport(const QByteArray& bytes)
 {
     const std::lock_guard<std::mutex> lock(m_state->mutex);
     m_state->reports.push_back(bytes);
-    m_testbed.runLater(0, [state = m_state] {
+    m_kernel.runLater(0, [state = m_state] {
         const std::lock_guard<std::mutex> inner(state->mutex);
         state->serve();
     });

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <deque>
 #include <map>
@@ -25,7 +25,7 @@ struct HidrawDescription
 class HidrawNode
 {
 public:
-    HidrawNode(Testbed& testbed, int number, const HidrawDescription& description);
+    HidrawNode(VirtualKernel& kernel, int number, const HidrawDescription& description);
     ~HidrawNode();
     HidrawNode(const HidrawNode&) = delete;
     HidrawNode& operator=(const HidrawNode&) = delete;
@@ -38,7 +38,7 @@ public:
 private:
     struct State;
 
-    Testbed& m_testbed;
+    VirtualKernel& m_kernel;
     int m_number;
     std::shared_ptr<State> m_state;
 };

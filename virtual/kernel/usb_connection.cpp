@@ -94,9 +94,9 @@ QByteArray UsbAddress::node() const
            QByteArray::number(device).rightJustified(3, '0');
 }
 
-UsbConnection::UsbConnection(Testbed& testbed, std::shared_ptr<UsbDevice::Shared> shared,
+UsbConnection::UsbConnection(VirtualKernel& kernel, std::shared_ptr<UsbDevice::Shared> shared,
                              UsbAddress address)
-    : m_testbed(testbed)
+    : m_kernel(kernel)
     , m_shared(std::move(shared))
     , m_address(address)
 {
@@ -114,13 +114,13 @@ bool UsbConnection::plug()
     const QByteArray bus = QByteArray::number(m_address.bus);
     const QByteArray number = QByteArray::number(m_address.device);
     const QByteArray node = m_address.node();
-    m_testbed.attachIoctl("/dev/" + node, [self = shared_from_this()](const IoctlClient& client) {
+    m_kernel.attachIoctl("/dev/" + node, [self = shared_from_this()](const IoctlClient& client) {
         return self->handle(client);
     });
     const UsbDescription& usb = m_shared->description;
     const QByteArray product = QByteArray::number(usb.product, 16).rightJustified(4, '0');
     const QByteArray vendor = QByteArray::number(usb.vendor, 16).rightJustified(4, '0');
-    return m_testbed.addDevices(
+    return m_kernel.addDevices(
         "P: " + m_address.path() + "\nN: " + node +
         "=00\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nE: DRIVER=usb\nE: BUSNUM=" +
         bus.rightJustified(3, '0') + "\nE: DEVNUM=" + number.rightJustified(3, '0') +
@@ -145,11 +145,11 @@ void UsbConnection::unplug()
 /// Ends what is open, then takes the device away. Without the lock.
 void UsbConnection::pullPlug()
 {
-    m_testbed.runLater(0, [self = shared_from_this()] {
+    m_kernel.runLater(0, [self = shared_from_this()] {
         const std::lock_guard<std::mutex> lock(self->m_mutex);
         self->finishAll();
     });
-    m_testbed.removeDevice("/sys" + m_address.path(), "/dev/" + m_address.node());
+    m_kernel.removeDevice("/sys" + m_address.path(), "/dev/" + m_address.node());
 }
 
 bool UsbConnection::isAlive() const
@@ -160,7 +160,7 @@ bool UsbConnection::isAlive() const
 
 void UsbConnection::retry(quint8 endpoint)
 {
-    m_testbed.runLater(0, [self = shared_from_this(), endpoint] {
+    m_kernel.runLater(0, [self = shared_from_this(), endpoint] {
         const std::lock_guard<std::mutex> lock(self->m_mutex);
         self->forgetVanishedClients();
         std::vector<unsigned long> waiting;
@@ -256,12 +256,12 @@ void UsbConnection::claim(const IoctlClient& client, int interface, int attempt)
     }
     if (!busy && holder != m_claims.end() && holder->second != client) {
         if (attempt < ClaimAttempts) {
-            m_testbed.runLater(ClaimRetryMilliseconds,
-                               [self = shared_from_this(), client, interface, attempt] {
-                                   const std::lock_guard<std::mutex> lock(self->m_mutex);
-                                   self->forgetVanishedClients();
-                                   self->claim(client, interface, attempt + 1);
-                               });
+            m_kernel.runLater(ClaimRetryMilliseconds,
+                              [self = shared_from_this(), client, interface, attempt] {
+                                  const std::lock_guard<std::mutex> lock(self->m_mutex);
+                                  self->forgetVanishedClients();
+                                  self->claim(client, interface, attempt + 1);
+                              });
             return;
         }
         busy = true;
@@ -357,7 +357,7 @@ int UsbConnection::submit(const IoctlClient& client)
     urb->event = record(std::move(event));
     m_urbs.push_back(std::move(urb));
     // The program learns that its transfer is accepted before anything of it can end.
-    m_testbed.runLater(0, [self = shared_from_this(), serial = m_urbs.back()->serial] {
+    m_kernel.runLater(0, [self = shared_from_this(), serial = m_urbs.back()->serial] {
         const std::lock_guard<std::mutex> lock(self->m_mutex);
         const auto found =
             std::find_if(self->m_urbs.begin(), self->m_urbs.end(),
@@ -436,7 +436,7 @@ void UsbConnection::ask(Urb& urb)
         return;
     urb.answered = true;
     if (answer.delay > 0) {
-        m_testbed.runLater(answer.delay, [self = shared_from_this(), serial = urb.serial, answer] {
+        m_kernel.runLater(answer.delay, [self = shared_from_this(), serial = urb.serial, answer] {
             const std::lock_guard<std::mutex> lock(self->m_mutex);
             self->apply(serial, answer);
         });
@@ -454,7 +454,7 @@ void UsbConnection::apply(unsigned long serial, const UsbAnswer& answer)
     if (answer.kind == UsbAnswer::Unplug) {
         if (m_alive) {
             m_alive = false;
-            m_testbed.runLater(0, [self = shared_from_this()] { self->pullPlug(); });
+            m_kernel.runLater(0, [self = shared_from_this()] { self->pullPlug(); });
         }
         finishAll();
         return;
@@ -559,7 +559,7 @@ void UsbConnection::reap(const IoctlClient& client)
     }
     const unsigned long serial = m_nextSerial++;
     m_heldReaps[client] = serial;
-    m_testbed.runLater(EmptyReapMilliseconds, [self = shared_from_this(), client, serial] {
+    m_kernel.runLater(EmptyReapMilliseconds, [self = shared_from_this(), client, serial] {
         const std::lock_guard<std::mutex> lock(self->m_mutex);
         const auto held = self->m_heldReaps.find(client);
         if (held != self->m_heldReaps.end() && held->second == serial) {

@@ -27,11 +27,12 @@ struct UsbAddress
 
 /// \brief The device from one plug to the next unplug, as programs see it through its usbfs node.
 ///
-/// Lives until the testbed ends, because programs may keep a node open after the unplug.
+/// Lives until the virtual kernel ends, because programs may keep a node open after the unplug.
 class UsbConnection : public std::enable_shared_from_this<UsbConnection>
 {
 public:
-    UsbConnection(Testbed& testbed, std::shared_ptr<UsbDevice::Shared> shared, UsbAddress address);
+    UsbConnection(VirtualKernel& kernel, std::shared_ptr<UsbDevice::Shared> shared,
+                  UsbAddress address);
 
     bool plug();
     void unplug();
@@ -78,7 +79,7 @@ private:
     int findInterface(quint8 endpoint) const;
     std::shared_ptr<UsbEvent> record(UsbEvent event);
 
-    Testbed& m_testbed;
+    VirtualKernel& m_kernel;
     std::shared_ptr<UsbDevice::Shared> m_shared;
     const UsbAddress m_address;
     mutable std::mutex m_mutex;

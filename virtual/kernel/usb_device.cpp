@@ -72,8 +72,8 @@ QString UsbEvent::text() const
     return QString::fromLatin1(line);
 }
 
-UsbDevice::UsbDevice(Testbed& testbed, UsbDescription description, Handler handler)
-    : m_testbed(testbed)
+UsbDevice::UsbDevice(VirtualKernel& kernel, UsbDescription description, Handler handler)
+    : m_kernel(kernel)
     , m_shared(std::make_shared<Shared>())
 {
     m_shared->description = std::move(description);
@@ -93,8 +93,7 @@ void UsbDevice::plug()
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_connection && m_connection->isAlive())
         return;
-    m_connection =
-        std::make_shared<UsbConnection>(m_testbed, m_shared, UsbAddress::ofPlug(++plugs));
+    m_connection = std::make_shared<UsbConnection>(m_kernel, m_shared, UsbAddress::ofPlug(++plugs));
     m_connection->plug();
 }
 

@@ -3,8 +3,8 @@
 
 #pragma once
 
-#include "virtual/kernel/testbed.h"
 #include "virtual/kernel/usb_description.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <QStringList>
 
@@ -107,8 +107,8 @@ class UsbConnection;
 /// \brief A USB device on the virtual desk, served to unmodified libusb in any process.
 ///
 /// Starts unplugged. The handler decides about every control, bulk and interrupt transfer; it runs
-/// on the testbed's thread, one call at a time, and must not call `plug` or `unplug` (an answer can
-/// pull the plug). All functions may be called from any other thread.
+/// on the virtual kernel's thread, one call at a time, and must not call `plug` or `unplug` (an
+/// answer can pull the plug). All functions may be called from any other thread.
 class UsbDevice
 {
 public:
@@ -117,7 +117,7 @@ public:
     /// The log keeps this many events, so that a desk can stay up for days.
     static constexpr std::size_t MostEvents = 20000;
 
-    UsbDevice(Testbed& testbed, UsbDescription description, Handler handler);
+    UsbDevice(VirtualKernel& kernel, UsbDescription description, Handler handler);
     ~UsbDevice();
     UsbDevice(const UsbDevice&) = delete;
     UsbDevice& operator=(const UsbDevice&) = delete;
@@ -147,7 +147,7 @@ private:
     friend class UsbConnection;
     struct Shared;
 
-    Testbed& m_testbed;
+    VirtualKernel& m_kernel;
     std::shared_ptr<Shared> m_shared;
     std::shared_ptr<UsbConnection> m_connection;
     mutable std::mutex m_mutex;

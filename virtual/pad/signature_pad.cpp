@@ -38,8 +38,8 @@ QByteArray penReport(const PenPoint& point)
     return report;
 }
 
-SignaturePad::SignaturePad(Testbed& testbed)
-    : m_device(testbed, padDescription(), [this](const UsbRequest&) { return next(); })
+SignaturePad::SignaturePad(VirtualKernel& kernel)
+    : m_device(kernel, padDescription(), [this](const UsbRequest&) { return next(); })
 {
 }
 

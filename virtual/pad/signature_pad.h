@@ -24,7 +24,7 @@ constexpr quint16 PadProduct = 0x0060;
 class SignaturePad
 {
 public:
-    explicit SignaturePad(Testbed& testbed);
+    explicit SignaturePad(VirtualKernel& kernel);
 
     /// The device itself: plug, unplug, the log of what programs did.
     UsbDevice& device() { return m_device; }

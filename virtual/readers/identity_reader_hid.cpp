@@ -44,9 +44,8 @@ QByteArray replyHeader(char kind, char status, int length)
 
 } // namespace
 
-IdentityReaderHid::IdentityReaderHid(Testbed& testbed)
-    : m_device(testbed, description(),
-               [this](const UsbRequest& request) { return answer(request); })
+IdentityReaderHid::IdentityReaderHid(VirtualKernel& kernel)
+    : m_device(kernel, description(), [this](const UsbRequest& request) { return answer(request); })
 {
 }
 
@@ -152,7 +151,7 @@ QList<QByteArray> IdentityReaderHid::reportsOf(const QByteArray& message)
     return reports;
 }
 
-// On the testbed's thread, like everything below.
+// On the virtual kernel's thread, like everything below.
 UsbAnswer IdentityReaderHid::answer(const UsbRequest& request)
 {
     constexpr quint8 setReport = 9;

@@ -17,13 +17,13 @@ namespace virtual_desk {
 /// \brief The HID identity-card reader (072F:90D5), with its 32-byte feature reports.
 ///
 /// Starts unplugged, without a card, and with the kernel's HID driver bound to its interface. All
-/// functions may be called from any thread but the testbed's.
+/// functions may be called from any thread but the virtual kernel's.
 class IdentityReaderHid
 {
 public:
     enum Command { RequestCard = 0xB0, SelectCard = 0xB1, ReadCard = 0xB4 };
 
-    explicit IdentityReaderHid(Testbed& testbed);
+    explicit IdentityReaderHid(VirtualKernel& kernel);
 
     void plug();
     void unplug();

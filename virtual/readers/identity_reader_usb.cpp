@@ -73,8 +73,8 @@ QByteArray IdentityReaderUsb::factorySamNumber()
     return QByteArray::fromHex("0503000133A1B2C3D4E5F60708090A0B");
 }
 
-IdentityReaderUsb::IdentityReaderUsb(Testbed& testbed, Module module)
-    : m_testbed(testbed)
+IdentityReaderUsb::IdentityReaderUsb(VirtualKernel& kernel, Module module)
+    : m_kernel(kernel)
     , m_module(module)
     , m_samNumber(factorySamNumber())
     , m_faults(std::make_unique<Faults>())
@@ -87,7 +87,7 @@ IdentityReaderUsb::~IdentityReaderUsb() = default;
 void IdentityReaderUsb::createDevice()
 {
     m_device =
-        std::make_unique<UsbDevice>(m_testbed, description(m_module),
+        std::make_unique<UsbDevice>(m_kernel, description(m_module),
                                     [this](const UsbRequest& request) { return answer(request); });
 }
 
@@ -202,7 +202,7 @@ void IdentityReaderUsb::clearLog()
     m_device->clearLog();
 }
 
-// On the testbed's thread, like everything below.
+// On the virtual kernel's thread, like everything below.
 UsbAnswer IdentityReaderUsb::answer(const UsbRequest& request)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);

@@ -20,7 +20,7 @@ namespace virtual_desk {
 /// The "0501" module takes a command's header on endpoint 0x02 and its body on 0x06, and answers
 /// with a header on 0x81 and a body on 0x85. The "0503" module takes a whole frame on 0x01 (0x02 on
 /// request) and answers on 0x81. Starts unplugged and without a card. All functions may be called
-/// from any thread but the testbed's.
+/// from any thread but the virtual kernel's.
 class IdentityReaderUsb
 {
 public:
@@ -32,7 +32,7 @@ public:
     /// The number that a module has from the factory.
     static QByteArray factorySamNumber();
 
-    IdentityReaderUsb(Testbed& testbed, Module module);
+    IdentityReaderUsb(VirtualKernel& kernel, Module module);
     ~IdentityReaderUsb();
 
     void plug();
@@ -91,7 +91,7 @@ private:
     QByteArray dataOf(int command) const;
     void reply(int command, const QByteArray& status, const QByteArray& data);
 
-    Testbed& m_testbed;
+    VirtualKernel& m_kernel;
     std::unique_ptr<UsbDevice> m_device;
     mutable std::mutex m_mutex; ///< guards everything below
     Module m_module;

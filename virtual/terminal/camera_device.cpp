@@ -16,8 +16,8 @@ const QStringList& sceneNames()
 
 } // namespace
 
-CameraDevice::CameraDevice(Testbed& testbed, const CameraDescription& description)
-    : m_camera(testbed, description)
+CameraDevice::CameraDevice(VirtualKernel& kernel, const CameraDescription& description)
+    : m_camera(kernel, description)
     , m_scene(sceneNames().at(static_cast<int>(description.scene)))
 {
 }

@@ -12,7 +12,7 @@ namespace virtual_desk {
 class CameraDevice : public DeskDevice
 {
 public:
-    CameraDevice(Testbed& testbed, const CameraDescription& description);
+    CameraDevice(VirtualKernel& kernel, const CameraDescription& description);
 
     bool isPlugged() const override { return m_plugged; }
     QString plug() override;

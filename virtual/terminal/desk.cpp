@@ -19,11 +19,11 @@ IdentityCard invented(CardType type, int holder)
 } // namespace
 
 Desk::Desk()
-    : m_pad(m_testbed)
-    , m_usbReader(m_testbed)
-    , m_hidReader(m_testbed)
-    , m_documentCamera(m_testbed, {})
-    , m_portraitCamera(m_testbed, portraitCamera())
+    : m_pad(m_kernel)
+    , m_usbReader(m_kernel)
+    , m_hidReader(m_kernel)
+    , m_documentCamera(m_kernel, {})
+    , m_portraitCamera(m_kernel, portraitCamera())
 {
 }
 

@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 #include "virtual/terminal/camera_device.h"
 #include "virtual/terminal/identity_reader_device.h"
 #include "virtual/terminal/pad_device.h"
@@ -42,7 +42,7 @@ public:
     QJsonObject state();
 
 private:
-    Testbed m_testbed;
+    VirtualKernel m_kernel;
     PadDevice m_pad;
     UsbReaderDevice m_usbReader;
     HidReaderDevice m_hidReader;

@@ -74,8 +74,8 @@ QJsonObject IdentityReaderDevice::ownState() const
     return {{QStringLiteral("card"), m_card ? QJsonValue(cardState(*m_card)) : QJsonValue()}};
 }
 
-UsbReaderDevice::UsbReaderDevice(Testbed& testbed)
-    : m_reader(testbed, IdentityReaderUsb::Module0503)
+UsbReaderDevice::UsbReaderDevice(VirtualKernel& kernel)
+    : m_reader(kernel, IdentityReaderUsb::Module0503)
     , m_module(QStringLiteral("0503"))
 {
 }
@@ -122,8 +122,8 @@ QJsonObject UsbReaderDevice::ownState() const
     return state;
 }
 
-HidReaderDevice::HidReaderDevice(Testbed& testbed)
-    : m_reader(testbed)
+HidReaderDevice::HidReaderDevice(VirtualKernel& kernel)
+    : m_reader(kernel)
 {
 }
 

@@ -35,7 +35,7 @@ private:
 class UsbReaderDevice : public IdentityReaderDevice
 {
 public:
-    explicit UsbReaderDevice(Testbed& testbed);
+    explicit UsbReaderDevice(VirtualKernel& kernel);
 
     bool isPlugged() const override { return m_reader.isPlugged(); }
     QString plug() override;
@@ -63,7 +63,7 @@ private:
 class HidReaderDevice : public IdentityReaderDevice
 {
 public:
-    explicit HidReaderDevice(Testbed& testbed);
+    explicit HidReaderDevice(VirtualKernel& kernel);
 
     bool isPlugged() const override { return m_reader.isPlugged(); }
     QString plug() override;

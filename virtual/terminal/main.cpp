@@ -127,7 +127,7 @@ int run(const Options& options, const QString& directory)
 
 int main(int argc, char* argv[])
 {
-    Testbed::restartUnderPreload(argv);
+    VirtualKernel::restartUnderPreload(argv);
     const Options options = readOptions(argc, argv);
     const QGuiApplication application(argc, argv);
     if (options.controlPort == servicePort)

@@ -36,8 +36,8 @@ bool isPoint(const QJsonArray& numbers, QSize display)
 
 } // namespace
 
-PadDevice::PadDevice(Testbed& testbed)
-    : m_pad(testbed)
+PadDevice::PadDevice(VirtualKernel& kernel)
+    : m_pad(kernel)
 {
     QObject::connect(&m_dropTimer, &QTimer::timeout, &m_dropTimer, [this] { dropUnread(); });
     m_dropTimer.start(dropIntervalMs);

@@ -16,7 +16,7 @@ namespace virtual_desk {
 class PadDevice : public DeskDevice
 {
 public:
-    explicit PadDevice(Testbed& testbed);
+    explicit PadDevice(VirtualKernel& kernel);
 
     bool isPlugged() const override;
     QString plug() override;

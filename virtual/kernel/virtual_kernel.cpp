@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "virtual/kernel/testbed.h"
+#include "virtual/kernel/virtual_kernel.h"
 
 #include <QFile>
 #include <QtDebug>
@@ -22,8 +22,9 @@
 namespace virtual_desk {
 
 /// What timers and requests share: the context of umockdev's worker thread, known once a client
-/// came. That thread may run on for a moment after the testbed is gone, and finds it closed then.
-struct TestbedThread
+/// came. That thread may run on for a moment after the virtual kernel is gone, and finds it closed
+/// then.
+struct KernelThread
 {
     std::mutex mutex;
     GMainContext* context = nullptr;
@@ -32,7 +33,7 @@ struct TestbedThread
     std::mutex calls;    ///< held while anything of the desk runs on the thread
     bool closed = false; ///< under `calls`
 
-    ~TestbedThread()
+    ~KernelThread()
     {
         if (context)
             g_main_context_unref(context);
@@ -56,7 +57,7 @@ struct TestbedThread
     }
 };
 
-struct Testbed::Node
+struct VirtualKernel::Node
 {
     std::unique_ptr<UMockdevIoctlBase, GObjectUnref> base;
 };
@@ -84,31 +85,33 @@ std::string sanitizerRuntime()
 
 gboolean onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer handler)
 {
-    return (*static_cast<Testbed::IoctlHandler*>(handler))(shareClient(client)) ? TRUE : FALSE;
+    return (*static_cast<VirtualKernel::IoctlHandler*>(handler))(shareClient(client)) ? TRUE
+                                                                                      : FALSE;
 }
 
 /// Has the node's base own the handler.
-void connectHandler(UMockdevIoctlBase* base, const char* request, Testbed::IoctlHandler handler)
+void connectHandler(UMockdevIoctlBase* base, const char* request,
+                    VirtualKernel::IoctlHandler handler)
 {
     const GClosureNotify release = [](gpointer owned, GClosure*) {
-        delete static_cast<Testbed::IoctlHandler*>(owned);
+        delete static_cast<VirtualKernel::IoctlHandler*>(owned);
     };
     g_signal_connect_data(base, request, G_CALLBACK(onIoctl),
-                          new Testbed::IoctlHandler(std::move(handler)), release,
+                          new VirtualKernel::IoctlHandler(std::move(handler)), release,
                           static_cast<GConnectFlags>(0));
 }
 
 /// Kept to the end of the process: a timer that fires late still looks at its thread.
-std::shared_ptr<TestbedThread> makeThread()
+std::shared_ptr<KernelThread> makeThread()
 {
-    static auto* const all = new std::vector<std::shared_ptr<TestbedThread>>;
-    all->push_back(std::make_shared<TestbedThread>());
+    static auto* const all = new std::vector<std::shared_ptr<KernelThread>>;
+    all->push_back(std::make_shared<KernelThread>());
     return all->back();
 }
 
 gboolean runOnce(gpointer data)
 {
-    TestbedThread& thread = *static_cast<TestbedThread*>(data);
+    KernelThread& thread = *static_cast<KernelThread*>(data);
     const std::lock_guard<std::mutex> call(thread.calls);
     std::function<void()> work;
     {
@@ -142,7 +145,7 @@ IoctlData resolvePointer(UMockdevIoctlData* data, std::size_t offset, std::size_
                                  : umockdev_ioctl_data_resolve(data, offset, length, nullptr));
 }
 
-Testbed::Testbed()
+VirtualKernel::VirtualKernel()
     : m_testbed(umockdev_testbed_new())
     , m_thread(makeThread())
 {
@@ -150,13 +153,13 @@ Testbed::Testbed()
         qFatal("The virtual desk needs %s in LD_PRELOAD.", PreloadLibrary);
 }
 
-Testbed::~Testbed()
+VirtualKernel::~VirtualKernel()
 {
     m_thread->close();
     m_testbed.reset();
 }
 
-QString Testbed::rootDirectory() const
+QString VirtualKernel::rootDirectory() const
 {
     gchar* path = umockdev_testbed_get_root_dir(m_testbed.get());
     QString result = QString::fromLocal8Bit(path);
@@ -164,7 +167,7 @@ QString Testbed::rootDirectory() const
     return result;
 }
 
-bool Testbed::addDevices(const QByteArray& description)
+bool VirtualKernel::addDevices(const QByteArray& description)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     GError* error = nullptr;
@@ -175,7 +178,7 @@ bool Testbed::addDevices(const QByteArray& description)
     return false;
 }
 
-void Testbed::removeDevice(const QByteArray& sysPath, const QByteArray& node)
+void VirtualKernel::removeDevice(const QByteArray& sysPath, const QByteArray& node)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     umockdev_testbed_uevent(m_testbed.get(), sysPath.constData(), "remove");
@@ -184,7 +187,7 @@ void Testbed::removeDevice(const QByteArray& sysPath, const QByteArray& node)
         QFile::remove(rootDirectory() + QString::fromLocal8Bit(node));
 }
 
-void Testbed::attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHandler onRead)
+void VirtualKernel::attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHandler onRead)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto learning = [this](IoctlHandler inner) -> IoctlHandler {
@@ -207,7 +210,7 @@ void Testbed::attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHan
     m_nodes.push_back(std::move(served));
 }
 
-void Testbed::runLater(int milliseconds, std::function<void()> work)
+void VirtualKernel::runLater(int milliseconds, std::function<void()> work)
 {
     const std::lock_guard<std::mutex> lock(m_thread->mutex);
     if (!m_thread->context)
@@ -221,12 +224,12 @@ void Testbed::runLater(int milliseconds, std::function<void()> work)
     g_source_unref(source);
 }
 
-bool Testbed::preloaded()
+bool VirtualKernel::preloaded()
 {
     return qgetenv("LD_PRELOAD").contains("libumockdev-preload");
 }
 
-void Testbed::restartUnderPreload(char** arguments)
+void VirtualKernel::restartUnderPreload(char** arguments)
 {
     if (preloaded())
         return;
@@ -245,7 +248,7 @@ void Testbed::restartUnderPreload(char** arguments)
     qFatal("virtual desk: the program cannot be restarted: %s", std::strerror(errno));
 }
 
-QProcessEnvironment Testbed::outsideEnvironment()
+QProcessEnvironment VirtualKernel::outsideEnvironment()
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("LD_PRELOAD"));

@@ -39,22 +39,23 @@ IoctlData resolvePointer(UMockdevIoctlData* data, std::size_t offset, std::size_
 
 /// \brief The /dev and /sys of one virtual desk, and the owner of every emulated device node on it.
 ///
-/// The process that creates a testbed runs under the preload library of umockdev (see
+/// The process that creates a virtual kernel runs under the preload library of umockdev (see
 /// `restartUnderPreload` and the DEVICES option of desk_add_test). Creating one sets UMOCKDEV_DIR
 /// for this process and for every program that it starts from then on: they all see the virtual
-/// desk, unmodified. One testbed per process at a time. It must outlive every program that uses it.
-class Testbed
+/// desk, unmodified. One virtual kernel per process at a time. It must outlive every program that
+/// uses it.
+class VirtualKernel
 {
 public:
-    /// Answers one ioctl of a client. Runs on the testbed's own thread. Returns false when the
-    /// request is not understood (the client then sees ENOTTY). Returning true promises a later
+    /// Answers one ioctl of a client. Runs on the virtual kernel's own thread. Returns false when
+    /// the request is not understood (the client then sees ENOTTY). Returning true promises a later
     /// `completeIoctl`.
     using IoctlHandler = std::function<bool(const IoctlClient& client)>;
 
-    Testbed();
-    ~Testbed();
-    Testbed(const Testbed&) = delete;
-    Testbed& operator=(const Testbed&) = delete;
+    VirtualKernel();
+    ~VirtualKernel();
+    VirtualKernel(const VirtualKernel&) = delete;
+    VirtualKernel& operator=(const VirtualKernel&) = delete;
 
     /// The folder that stands for the root of the file system; its "dev" holds the nodes.
     QString rootDirectory() const;
@@ -70,15 +71,15 @@ public:
     void removeDevice(const QByteArray& sysPath, const QByteArray& node);
 
     /// Sends the requests that clients make on `node` ("/dev/…") to `handler`. Call it before the
-    /// device is added. The node stays served until the testbed ends, because a client whose node
-    /// loses its server is aborted by the preload library. Any thread.
+    /// device is added. The node stays served until the virtual kernel ends, because a client whose
+    /// node loses its server is aborted by the preload library. Any thread.
     /// \param onRead answers reads of the node in the same way; the request's argument is the
     /// read's buffer, and the result the number of bytes
     void attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHandler onRead = nullptr);
 
-    /// Runs `work` on the testbed's thread, after `milliseconds`. Any thread. Before the first
-    /// client has opened a node there is no such thread to reach, and `work` is dropped: nobody
-    /// waits for an answer.
+    /// Runs `work` on the virtual kernel's thread, after `milliseconds`. Any thread. Before the
+    /// first client has opened a node there is no such thread to reach, and `work` is dropped:
+    /// nobody waits for an answer.
     void runLater(int milliseconds, std::function<void()> work);
 
     UMockdevTestbed* handle() const { return m_testbed.get(); }
@@ -99,12 +100,12 @@ private:
 
     std::unique_ptr<UMockdevTestbed, GObjectUnref> m_testbed;
     std::vector<std::unique_ptr<Node>> m_nodes;
-    std::shared_ptr<struct TestbedThread> m_thread;
+    std::shared_ptr<struct KernelThread> m_thread;
     std::mutex m_mutex;
 };
 
 /// Ends a request with `result`, or with -1 and `error` when `error` is not 0. Does nothing when
-/// the client is gone. On the testbed's thread only.
+/// the client is gone. On the virtual kernel's thread only.
 void completeIoctl(const IoctlClient& client, long result, int error = 0);
 
 /// True while the client has the file open. A close is seen late, after some milliseconds.
