@@ -18,7 +18,7 @@ export function classicScript() {
     if (/^(import|export) /m.test(body))
         throw new Error("desk-terminal.js imports or exports in a way that this script does not know");
     return [
-        "// Made of ../desk-terminal.js by `npm run classic`: change that file.",
+        "// Made of ../desk-terminal.js by make_classic.mjs: change that file.",
         "var deskTerminal = (() => {",
         '"use strict";',
         body.trimEnd(),
