@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "idcard/card_data.h"
+
 #include <cstdint>
 
 struct libusb_context;
@@ -26,7 +28,7 @@ public:
     static constexpr int ErrorStatus = -20;   ///< the reader reported an error
 
     /// Bytes that the target of a message takes: a card's text, photo and fingerprints.
-    static constexpr int MessageBytes = 256 + 1024 + 1024;
+    static constexpr int MessageBytes = CardData::MostBytes;
 
     /// Attaches the reader's kernel driver again if any object ever detached it: without it the
     /// reader would be dead to other programs until it is replugged. For the end of the process;
@@ -53,11 +55,12 @@ public:
     /// \return 0, `CardRefused`, `InvalidHandle` or `NothingMoved`.
     long PICC_Reader_ID_Select(long handle);
 
-    /// Reads the selected card: text at offset 0, photo at 256, fingerprints at 1280.
+    /// Reads the selected card; see `CardData` for what arrives where.
     /// \param out takes `MessageBytes`; bytes that the reader does not deliver are left alone.
     /// \return 0, or the negative result of `GetUsbMsg`.
     long PICC_Reader_ID_Read(long handle, unsigned char* out);
 
+    /// Part of the library's interface; the service itself does not call it.
     /// Requests, selects and reads in one call. None of the outputs is filled, but for "无卡" (7
     /// bytes) in \p message when there is no card.
     /// \return 244 no card, 252 not selected or not read, otherwise the result of the selection.

@@ -5,11 +5,13 @@
 // badly comes out short or empty, and a photo that cannot be decoded leaves the file of the photo
 // alone.
 
+#include "idcard/identity_record.h"
+
 #include "files/fixed_file.h"
-#include "idcard/id_info.h"
+#include "idcard/card_data.h"
 #include "idcard/nation_table.h"
-#include "idcard/read_id_card.h"
-#include "idimage/photo/libwlt.h"
+#include "idcard/text_conversions.h"
+#include "idimage/holder_photo.h"
 
 #include <QByteArray>
 #include <QDebug>
@@ -24,29 +26,23 @@
 
 namespace {
 
-// The raw data: prefix, card text, photo, fingerprints.
-constexpr int PrefixBytes = 6;
-constexpr int PhotoOffset = 256;
-constexpr int PhotoBytes = 1024;
-constexpr int FingerprintOffset = PhotoOffset + PhotoBytes;
+using namespace CardData;
 
+constexpr int PrefixBytes = 6;
 constexpr int TypeOffset = 248;
 constexpr int LongestFieldUnits = 60;
 constexpr size_t WideLimit = 1000;
 constexpr size_t DateBytes = 8;
 constexpr size_t IdNumberBytes = 18;
 
-constexpr char PhotoFile[] = "./simage_file.bmp";
-constexpr int DecodedPhotoRoom = 40960;
 constexpr int PhotoDecoded = 1;
 
 // The text block of one card: fields are converted one by one, by their place in bytes.
 class CardText
 {
 public:
-    CardText(ReadIDCard& card, const unsigned char* text)
-        : m_card(card)
-        , m_text(text)
+    explicit CardText(const unsigned char* text)
+        : m_text(text)
     {
     }
 
@@ -59,7 +55,7 @@ public:
             units[i] = static_cast<uint16_t>(unit[0] | unit[1] << 8);
         }
         std::array<uint8_t, WideLimit + 1> converted{};
-        m_card.Utf16_To_Utf8(units.data(), converted.data(), limit, StrictConversion);
+        Utf16_To_Utf8(units.data(), converted.data(), limit, StrictConversion);
         return reinterpret_cast<const char*>(converted.data());
     }
 
@@ -78,7 +74,6 @@ public:
     }
 
 private:
-    ReadIDCard& m_card;
     const unsigned char* m_text;
 };
 
@@ -167,7 +162,7 @@ void decodeResidencePermit(CardText card, IDINFO& info)
 
 void writePhotoFile(const unsigned char* photo, int length)
 {
-    const QString path = QString::fromLatin1(PhotoFile);
+    const QString path = QString::fromLatin1(HolderPhoto::path);
     if (!FixedFile::write(path,
                           QByteArray::fromRawData(reinterpret_cast<const char*>(photo), length))) {
         printf("创建文件失败");
@@ -177,9 +172,9 @@ void writePhotoFile(const unsigned char* photo, int length)
 
 void decodePhoto(const unsigned char* text)
 {
-    std::array<unsigned char, PhotoBytes + 32> compressed{};
+    std::array<unsigned char, PhotoBytes> compressed{};
     std::copy_n(text + PhotoOffset, PhotoBytes, compressed.begin());
-    std::array<unsigned char, DecodedPhotoRoom> decoded{};
+    std::array<unsigned char, libwlt::BitmapBytes> decoded{};
     int length = 0;
     const int result = libwlt().Unpack_Data(compressed.data(), PhotoBytes, decoded.data(), &length);
     if (result == PhotoDecoded)
@@ -190,13 +185,12 @@ void decodePhoto(const unsigned char* text)
 
 } // namespace
 
-int ReadIDCard::AnalysisID(const unsigned char* data, IDINFO* info, bool withPrefix,
-                           char* /*scratch*/)
+void decodeRecord(const unsigned char* data, IDINFO* info, bool withPrefix)
 {
     const unsigned char* text = data + (withPrefix ? PrefixBytes : 0);
     std::memset(info, 0, sizeof *info);
     qWarning("读卡4  \n");
-    CardText card(*this, text);
+    CardText card(text);
     info->CardType[0] = card.field(TypeOffset, 2, WideLimit)[0];
 
     switch (info->CardType[0]) {
@@ -212,5 +206,4 @@ int ReadIDCard::AnalysisID(const unsigned char* data, IDINFO* info, bool withPre
         decodeResidentCard(card, text, *info);
     }
     decodePhoto(text);
-    return 0;
 }

@@ -7,7 +7,6 @@
 #include "idcard/text_conversions.h"
 
 #include "idcard/gb2312_table.h"
-#include "idcard/read_id_card.h"
 
 #include <algorithm>
 #include <climits>
@@ -135,18 +134,7 @@ int UnicodeToAnsi(const uint16_t* source, char* target, int /*unused*/, int sour
     return 0;
 }
 
-int ReadIDCard::TurnAscii(long codePoint, char* out)
-{
-    return ::TurnAscii(codePoint, out);
-}
-
-int ReadIDCard::U2A(const char* gbHex, char* out)
-{
-    return ::U2A(gbHex, out);
-}
-
-int ReadIDCard::UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*unused*/,
-                                int sourceBytes)
+int UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*unused*/, int sourceBytes)
 {
     if (sourceBytes < 2)
         return 0;
@@ -157,13 +145,13 @@ int ReadIDCard::UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*un
         const unsigned character = characterAt(i);
         char bytes[3] = {Space, Space, static_cast<char>(character)};
         if (!isDigit(character))
-            ::TurnAscii(static_cast<long>(character), bytes);
+            TurnAscii(static_cast<long>(character), bytes);
         target = std::copy(std::begin(bytes), std::end(bytes), target);
     }
     return static_cast<int>(characterAt(0));
 }
 
-int ReadIDCard::delete_spance(const char* source, char* target)
+int delete_spance(const char* source, char* target)
 {
     *std::remove_copy(source, source + strlen(source), target, Space) = '\0';
     return 0;

@@ -3,13 +3,31 @@
 
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
-/// How `ReadIDCard::Utf16_To_Utf8` treats unpaired surrogates; every value but 0 is lenient.
+/// How `Utf16_To_Utf8` treats unpaired surrogates; every value but 0 is lenient.
 enum ConversionFlags : int {
     StrictConversion = 0, ///< an unpaired surrogate ends the conversion
     LenientConversion = 1 ///< an unpaired surrogate becomes 3 bytes like any other character
 };
+
+/// Converts UTF-16 in host order, up to the first zero unit, into UTF-8. Writes no terminating
+/// zero, so that callers pass zeroed targets of at least one byte more than \p targetSize.
+///
+/// What was converted so far is kept in every case. The result is
+///
+/// - 0: complete
+/// - 1: a high surrogate stands before the terminating zero
+/// - 2: the next character does not fit whole into \p targetSize bytes
+/// - 3: an unpaired surrogate in strict mode
+/// - 4: a null pointer
+int Utf16_To_Utf8(const uint16_t* source, uint8_t* target, size_t targetSize,
+                  ConversionFlags flags);
+
+/// \name Conversions from GB2312 and to three-byte sequences
+/// Part of the library's interface; the service itself does not call them.
+/// @{
 
 /// Result of the lookups below for a character outside their range.
 constexpr int NoHexDigit = 1000;
@@ -41,7 +59,21 @@ int U2A(const char* gbHex, char* out);
 /// wide character v * 257; a zero unit ends the text, and a character that the locale cannot hold
 /// gives an empty text.
 ///
-/// \param source      sourceBytes / 2 characters, one in every second unit.
-/// \param target      takes `MB_LEN_MAX` bytes for each character and a terminating zero.
+/// \param source       sourceBytes / 2 characters, one in every second unit.
+/// \param target       takes `MB_LEN_MAX` bytes for each character and a terminating zero.
 /// \return 0.
 int UnicodeToAnsi(const uint16_t* source, char* target, int unused, int sourceBytes);
+
+/// Writes 3 bytes for every UTF-16LE character up to a space or the end of \p source: two spaces
+/// and the digit for "0" to "9", the bytes of `TurnAscii` for anything else. No terminating zero.
+///
+/// \param target       3 bytes for each of the sourceBytes / 2 characters.
+/// \param sourceBytes  length of \p source in bytes.
+/// \return 0 when \p sourceBytes is below 2, otherwise the first character.
+int UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int unused, int sourceBytes);
+
+/// Copies a text without its spaces (0x20). \p target takes up to the length of \p source and a
+/// terminating zero; both may be the same buffer. \return 0.
+int delete_spance(const char* source, char* target);
+
+/// @}

@@ -79,6 +79,21 @@ bool readReply0503(libusb_device_handle* handle, Reply& reply);
 /// Writes 16 bytes as 32 upper-case hexadecimal digits and a terminating zero (33 bytes).
 void formatSamNumber(const unsigned char* number, char* text);
 
+/// \name The operations of a module on an open and claimed reader
+/// Each returns 0, or a negative code that says which transfer failed or which status refused.
+/// \p samText takes `samTextBytes` and keeps its content when the module refuses. \p output takes
+/// `replyBytes`. \p fingerprintFlag is set to 1 when more than text and photo arrived.
+/// @{
+int32_t getIDSAM0501(libusb_device_handle* handle, char* samText);
+int32_t findCard0501(libusb_device_handle* handle);
+int32_t selectCard0501(libusb_device_handle* handle);
+int32_t readCardData0501(libusb_device_handle* handle, unsigned char* output, int* fingerprintFlag);
+int32_t getIDSAM0503(libusb_device_handle* handle, char* samText);
+int32_t findCard0503(libusb_device_handle* handle);
+int32_t selectCard0503(libusb_device_handle* handle);
+int32_t readCardData0503(libusb_device_handle* handle, unsigned char* output, int* fingerprintFlag);
+/// @}
+
 /// \brief The way to the reader for one call: what has been reached is undone in reverse order,
 /// at the latest when the object goes.
 class Session

@@ -4,7 +4,7 @@
 // The operations of the "0501" module: a frame goes out as a header and a body, and the reply comes
 // back as a header with its length and a body with its status.
 
-#include "idcard/read_id_card.h"
+#include "idcard/card_data.h"
 #include "idcard/usb_reader.h"
 
 #include <QDebug>
@@ -67,7 +67,7 @@ void dump(const Reply& reply)
 
 } // namespace
 
-int32_t ReadIDCard::getIDSAM0501(libusb_device_handle* handle, char* samText)
+int32_t UsbReader::getIDSAM0501(libusb_device_handle* handle, char* samText)
 {
     if (!writeHeader(handle, getSamNumber, shortTimeout)) {
         qWarning("getIDSAM0501-libusb_bulk_transfer(0x01) write failed:[0] \n");
@@ -93,7 +93,7 @@ int32_t ReadIDCard::getIDSAM0501(libusb_device_handle* handle, char* samText)
     return 0;
 }
 
-int32_t ReadIDCard::findCard0501(libusb_device_handle* handle)
+int32_t UsbReader::findCard0501(libusb_device_handle* handle)
 {
     constexpr int firstCode = -100;
     Exchange exchange{findCard, longTimeout, shortTimeout};
@@ -103,7 +103,7 @@ int32_t ReadIDCard::findCard0501(libusb_device_handle* handle)
     return exchange.body.hasStatus(bodyStatus, statusNoCard) ? firstCode - statusRefused : 0;
 }
 
-int32_t ReadIDCard::selectCard0501(libusb_device_handle* handle)
+int32_t UsbReader::selectCard0501(libusb_device_handle* handle)
 {
     constexpr int firstCode = -110;
     Exchange exchange{selectCard, shortTimeout, shortTimeout};
@@ -113,8 +113,8 @@ int32_t ReadIDCard::selectCard0501(libusb_device_handle* handle)
     return exchange.body.hasStatus(selectStatus, statusNotSelected) ? firstCode - statusRefused : 0;
 }
 
-int32_t ReadIDCard::readCardData0501(libusb_device_handle* handle, unsigned char* output,
-                                     int* fingerprintFlag)
+int32_t UsbReader::readCardData0501(libusb_device_handle* handle, unsigned char* output,
+                                    int* fingerprintFlag)
 {
     constexpr int firstCode = -120;
     Exchange exchange{readCard0501, shortTimeout, longTimeout};
@@ -125,13 +125,12 @@ int32_t ReadIDCard::readCardData0501(libusb_device_handle* handle, unsigned char
         return firstCode - statusRefused;
 
     constexpr int notCopied = 8;
-    constexpr int textAndPhoto = 1280;
     const int length = exchange.header.statedLength() - notCopied;
     if (length < 1)
         return 0;
     const auto* first = exchange.body.bytes.begin() + 1;
     std::copy_n(first, std::min<std::ptrdiff_t>(length, exchange.body.bytes.end() - first), output);
-    if (length > textAndPhoto)
+    if (length > CardData::FingerprintOffset)
         *fingerprintFlag = 1;
     return 0;
 }

@@ -3,7 +3,7 @@
 
 // The operations of the "0503" module: a frame goes out whole and its reply comes back whole.
 
-#include "idcard/read_id_card.h"
+#include "idcard/card_data.h"
 #include "idcard/usb_reader.h"
 
 #include <QDebug>
@@ -34,7 +34,7 @@ void logFourBytes(const unsigned char* bytes)
 
 } // namespace
 
-int32_t ReadIDCard::getIDSAM0503(libusb_device_handle* handle, char* samText)
+int32_t UsbReader::getIDSAM0503(libusb_device_handle* handle, char* samText)
 {
     if (!writeFrame0503(handle, getSamNumber, shortTimeout)) {
         qWarning("libusb_bulk_transfer(0x01) write failed:[0] \n");
@@ -50,18 +50,18 @@ int32_t ReadIDCard::getIDSAM0503(libusb_device_handle* handle, char* samText)
     return 0;
 }
 
-int32_t ReadIDCard::selectCard0503(libusb_device_handle* handle)
+int32_t UsbReader::findCard0503(libusb_device_handle* handle)
 {
     return addressCard(handle, findCard, longTimeout, statusNoCard, -310);
 }
 
-int32_t ReadIDCard::findCard0503(libusb_device_handle* handle)
+int32_t UsbReader::selectCard0503(libusb_device_handle* handle)
 {
     return addressCard(handle, selectCard, shortTimeout, statusNotSelected, -300);
 }
 
-int32_t ReadIDCard::readCardData0503(libusb_device_handle* handle, unsigned char* output,
-                                     int* fingerprintFlag)
+int32_t UsbReader::readCardData0503(libusb_device_handle* handle, unsigned char* output,
+                                    int* fingerprintFlag)
 {
     if (!writeFrame0503(handle, readCard0503, shortTimeout))
         return -320;
@@ -75,12 +75,11 @@ int32_t ReadIDCard::readCardData0503(libusb_device_handle* handle, unsigned char
     }
 
     constexpr int notCopied = 4;
-    constexpr int textAndPhoto = 1280;
     const int length = reply.statedLength() - notCopied;
     const auto* first = reply.bytes.begin() + dataOffset0503;
     if (length > 0)
         std::copy_n(first, std::min<std::ptrdiff_t>(length, reply.bytes.end() - first), output);
-    if (length > textAndPhoto)
+    if (length > CardData::FingerprintOffset)
         *fingerprintFlag = 1;
     logFourBytes(output);
     logFourBytes(reply.bytes.data());

@@ -3,7 +3,7 @@
 
 // Every text of a card passes through here on its way into the record.
 
-#include "idcard/read_id_card.h"
+#include "idcard/text_conversions.h"
 
 #include <array>
 #include <cstdio>
@@ -67,8 +67,7 @@ Result takeCharacter(const uint16_t*& source, bool strict, uint32_t& character)
 
 } // namespace
 
-int ReadIDCard::Utf16_To_Utf8(const uint16_t* source, uint8_t* target, size_t targetSize,
-                              ConversionFlags flags)
+int Utf16_To_Utf8(const uint16_t* source, uint8_t* target, size_t targetSize, ConversionFlags flags)
 {
     if (source == nullptr || target == nullptr) {
         printf("ERR, Utf16_To_Utf8: source=%p, targetStart=%p\n", static_cast<const void*>(source),

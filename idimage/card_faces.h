@@ -30,9 +30,8 @@ struct BackTexts
     QString expireDate;
 };
 
-/// Paints the captions, the texts, and the photo of "./simage_file.bmp". That file is rewritten
-/// with the photo as it was painted: 307 x 378 pixels, near-white cut out. Without the file, or
-/// with one that is no image, the face stays without a photo.
+/// Paints the captions, the texts and the holder's photo, see `HolderPhoto::prepareForFace`.
+/// Without the photo's file, or with one that is no image, the face stays without a photo.
 void paintFront(QPixmap& face, const FrontTexts& texts);
 void paintBack(QPixmap& face, const BackTexts& texts);
 

@@ -13,8 +13,6 @@
 
 namespace {
 
-constexpr int faceWidth = 307;
-constexpr int faceHeight = 378;
 constexpr int bytesPerPixel = 4;
 constexpr int alphaByte = 3;
 

@@ -11,12 +11,17 @@ namespace HolderPhoto {
 /// Where the decoded photo lies between reading a card and the end of the command.
 constexpr const char* path = "./simage_file.bmp";
 
-/// Loads the photo, cuts out its near-white background, scales it to the 307 x 378 pixels of the
-/// front face and writes it back in the same place.
+/// Pixels of the photo on the front face.
+constexpr int faceWidth = 307;
+constexpr int faceHeight = 378;
+
+/// Loads the photo, makes its near-white background transparent, scales it to the size above and
+/// writes it back to the same file.
 /// \return the photo as it is painted; a null image when the file is missing or no image.
 QImage prepareForFace();
 
-/// Makes pixels transparent whose red, green and blue are all above 240; their colour goes too.
+/// Makes pixels transparent whose red, green and blue are all above 240; their colour is set to 0
+/// as well.
 /// \param photo in premultiplied 32-bit RGBA byte order.
 void clearNearWhite(QImage& photo);
 

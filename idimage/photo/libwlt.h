@@ -16,6 +16,8 @@
 class libwlt
 {
 public:
+    static constexpr int BlockBytes = 1024; ///< of the photo block on a card
+
     /// Bytes of a decoded photo: a BMP file of 102 x 126 pixels, 24 bits each.
     static constexpr int BitmapBytes = 38862;
 

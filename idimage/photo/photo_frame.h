@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include "idimage/photo/libwlt.h"
 #include "idimage/photo/photo_stream.h"
 
 namespace photo {
@@ -14,7 +15,7 @@ namespace photo {
 //
 // Numbers are little-endian. Every byte from position 10 on is combined with a mask by
 // exclusive-or.
-constexpr int BlockBytes = 1024;
+constexpr int BlockBytes = libwlt::BlockBytes;
 constexpr std::uint8_t HeaderMark = 0x32;
 constexpr int HeaderBytes = 7;
 constexpr int ScrambledFrom = 10;

@@ -3,6 +3,8 @@
 
 #include "virtual/readers/identity_reader_usb.h"
 
+#include "virtual/cards/identity_card.h"
+
 namespace virtual_desk {
 
 namespace {
@@ -18,8 +20,6 @@ constexpr quint8 bodyIn = 0x85;
 
 constexpr int headerBytes = 7;
 constexpr int frameBytes = 10;
-constexpr int textBytes = 256;
-constexpr int photoBytes = 1024;
 
 const char preamble[] = "\xAA\xAA\xAA\x96\x69";
 
@@ -280,9 +280,9 @@ QByteArray IdentityReaderUsb::dataOf(int command) const
         return m_samNumber;
     if (command != ReadCard || m_card.isEmpty())
         return {};
-    QByteArray lengths = word(textBytes) + word(photoBytes);
+    QByteArray lengths = word(CardTextBytes) + word(CardPhotoBytes);
     if (m_module == Module0503)
-        lengths += word(static_cast<int>(m_card.size()) - textBytes - photoBytes);
+        lengths += word(static_cast<int>(m_card.size()) - CardTextBytes - CardPhotoBytes);
     return lengths + m_card;
 }
 

@@ -3,6 +3,7 @@
 
 #include "virtual/terminal/card_request.h"
 
+#include "idimage/photo/photo_tables.h"
 #include "virtual/cards/photo_encoder.h"
 #include "virtual/cards/portrait.h"
 
@@ -47,7 +48,7 @@ constexpr NamedField namedFields[] = {
 // The middle of the picture, in the proportions of a card's photo.
 QImage cutToPhoto(const QImage& picture)
 {
-    const QSize size(102, 126);
+    const QSize size(photo::PhotoWidth, photo::PhotoHeight);
     const QImage scaled =
         picture.scaled(size, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
     const QPoint corner((scaled.width() - size.width()) / 2, (scaled.height() - size.height()) / 2);
