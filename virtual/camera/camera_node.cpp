@@ -225,20 +225,14 @@ bool CameraNode::isOwnedByAnother(const IoctlClient& client)
     return m_faults.busy || (m_owner && m_owner != client);
 }
 
-/// A program that ends while a request of it is held goes unnoticed until something is read from
-/// it.
-bool CameraNode::isAlive(const IoctlClient& client, UMockdevIoctlData* argument)
+void CameraNode::forget(const IoctlClient& client)
 {
-    if (umockdev_ioctl_data_reload(argument, nullptr) != FALSE)
-        return true;
     m_clients.erase(std::remove(m_clients.begin(), m_clients.end(), client), m_clients.end());
     m_cutOff.erase(std::remove(m_cutOff.begin(), m_cutOff.end(), client), m_cutOff.end());
     if (m_owner == client) {
         m_owner.reset();
         m_stream.allocate(0);
     }
-    umockdev_ioctl_client_abort(client.get());
-    return false;
 }
 
 CameraNode::Answer CameraNode::queryCapabilities(const IoctlClient&, v4l2_capability& argument)
@@ -376,8 +370,10 @@ void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point aske
 {
     const IoctlData data =
         resolvePointer(umockdev_ioctl_client_get_arg(client.get()), 0, sizeof(v4l2_buffer));
-    if (data && !isAlive(client, data.get()))
+    if (data && !isProgramAlive(client, data.get())) {
+        forget(client);
         return;
+    }
     if (!data || m_owner != client || !m_stream.isRunning()) {
         completeIoctl(client, -1, isCutOff(client) ? ENODEV : EINVAL);
         return;

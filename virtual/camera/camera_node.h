@@ -60,7 +60,7 @@ private:
     bool handle(const IoctlClient& client);
     bool isCutOff(const IoctlClient& client);
     bool isOwnedByAnother(const IoctlClient& client);
-    bool isAlive(const IoctlClient& client, UMockdevIoctlData* argument);
+    void forget(const IoctlClient& client);
 
     template <typename Argument>
     bool answer(const IoctlClient& client,

@@ -570,17 +570,14 @@ void UsbConnection::reap(const IoctlClient& client)
     });
 }
 
-/// A program that dies while a request of it is held goes unnoticed until something is read from
-/// it.
 bool UsbConnection::askIfAlive(const IoctlClient& client)
 {
     if (isGone(client))
         return false;
     const IoctlData argument = resolveArgument(client, sizeof(void*));
-    if (argument && umockdev_ioctl_data_reload(argument.get(), nullptr))
+    if (isProgramAlive(client, argument.get()))
         return true;
     m_dead.insert(client);
-    umockdev_ioctl_client_abort(client.get());
     return false;
 }
 

@@ -267,4 +267,12 @@ bool isConnected(const IoctlClient& client)
     return umockdev_ioctl_client_get_connected(client.get()) != FALSE;
 }
 
+bool isProgramAlive(const IoctlClient& client, UMockdevIoctlData* argument)
+{
+    if (argument && umockdev_ioctl_data_reload(argument, nullptr) != FALSE)
+        return true;
+    umockdev_ioctl_client_abort(client.get());
+    return false;
+}
+
 } // namespace virtual_desk

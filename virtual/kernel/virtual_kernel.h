@@ -111,4 +111,8 @@ void completeIoctl(const IoctlClient& client, long result, int error = 0);
 /// True while the client has the file open. A close is seen late, after some milliseconds.
 bool isConnected(const IoctlClient& client);
 
+/// False when the program of a held request has died, which its open file does not show: then the
+/// memory behind the request's `argument` cannot be read. Ends the connection of such a client.
+bool isProgramAlive(const IoctlClient& client, UMockdevIoctlData* argument);
+
 } // namespace virtual_desk
