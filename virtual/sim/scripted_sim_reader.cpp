@@ -123,9 +123,10 @@ int SendApduCommand(int length, const char* text, int* responseLength, char* res
            content(response, bufferSize));
     const Step step = nextStep("SendApduCommand");
     *responseLength = static_cast<int>(step.answer.size());
-    std::memcpy(response, step.answer.c_str(), step.answer.size() + 1);
+    // An answer that fills the buffer has no end.
+    std::memcpy(response, step.answer.c_str(), std::min(step.answer.size() + 1, bufferSize));
     keep(responseLength, sizeof(*responseLength));
-    keep(response, bufferSize);
+    keep(response, bufferSize - 1); // the last byte may be the service's end of the text
     return step.code;
 }
 

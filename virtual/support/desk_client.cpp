@@ -90,6 +90,19 @@ QJsonObject DeskClient::ask(const QString& function, const QJsonObject& keys, in
     return reply(timeoutMs);
 }
 
+QString DeskClient::asked(const QString& function, const QJsonObject& keys)
+{
+    return inShort(ask(function, keys));
+}
+
+QString DeskClient::inShort(const QJsonObject& reply)
+{
+    return QStringLiteral("%1 %2 %3%4")
+        .arg(reply.value("functionName").toString())
+        .arg(reply.value("success").toInt(-999))
+        .arg(reply.value("msg").toString(), reply.contains("Base64") ? " image" : "");
+}
+
 bool DeskClient::silentFor(int ms)
 {
     return !runUntil([this] { return !m_texts.isEmpty() || !m_binaries.isEmpty(); }, ms);

@@ -16,7 +16,7 @@ namespace virtual_desk {
 
 /// \brief A web page's side of the service: sends commands and keeps every frame that arrives.
 ///
-/// All waits run the caller's event loop.
+/// All waits run the caller's event loop. Their limits are far above what any machine needs.
 class DeskClient : public QObject
 {
     Q_OBJECT
@@ -25,9 +25,9 @@ public:
     DeskClient();
 
     /// \return false when the service did not take the connection within `timeoutMs`
-    bool open(int timeoutMs = 5000, quint16 port = servicePort);
+    bool open(int timeoutMs = 60000, quint16 port = servicePort);
     bool isOpen() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
-    bool waitForClosed(int timeoutMs = 5000);
+    bool waitForClosed(int timeoutMs = 60000);
     void close() { m_socket.close(); }
     void abort() { m_socket.abort(); }
     QWebSocketProtocol::CloseCode closeCode() const { return m_socket.closeCode(); }
@@ -38,12 +38,18 @@ public:
     void command(const QString& function, QJsonObject keys = {});
 
     /// \return the oldest frame not taken yet, or a null text when none came in time
-    QString text(int timeoutMs = 5000);
-    QByteArray binary(int timeoutMs = 5000);
+    QString text(int timeoutMs = 60000);
+    QByteArray binary(int timeoutMs = 60000);
     /// \return the next text frame as a JSON object; empty when none came or it was not one
-    QJsonObject reply(int timeoutMs = 5000);
+    QJsonObject reply(int timeoutMs = 60000);
     /// Sends a command and takes its reply.
-    QJsonObject ask(const QString& function, const QJsonObject& keys = {}, int timeoutMs = 5000);
+    QJsonObject ask(const QString& function, const QJsonObject& keys = {}, int timeoutMs = 60000);
+
+    /// Sends a command. \return its reply in short
+    QString asked(const QString& function, const QJsonObject& keys = {});
+
+    /// A reply on one line, "NAME SUCCESS MESSAGE", with " image" where it carries one.
+    static QString inShort(const QJsonObject& reply);
 
     /// Whether nothing arrives for `ms`.
     bool silentFor(int ms);

@@ -10,13 +10,14 @@
 #include <QTcpSocket>
 
 #include <csignal>
+#include <sys/resource.h>
 
 namespace virtual_desk {
 
 namespace {
 
-constexpr int startTimeoutMs = 10000;
-constexpr int stopTimeoutMs = 5000;
+constexpr int startTimeoutMs = 60000;
+constexpr int stopTimeoutMs = 60000;
 constexpr int pollMs = 5;
 
 template <typename Condition>
@@ -88,6 +89,23 @@ int ServiceProcess::waitForEnd(int timeoutMs)
         return -999;
     return m_process.exitStatus() == QProcess::CrashExit ? -m_process.exitCode()
                                                          : m_process.exitCode();
+}
+
+void ServiceProcess::closeOutput()
+{
+    m_process.closeReadChannel(QProcess::StandardOutput);
+    m_process.closeReadChannel(QProcess::StandardError);
+}
+
+int ServiceProcess::limitDescriptors(int count) const
+{
+    const auto process = static_cast<pid_t>(processId());
+    rlimit limit{};
+    prlimit(process, RLIMIT_NOFILE, nullptr, &limit);
+    const auto before = static_cast<int>(limit.rlim_cur);
+    limit.rlim_cur = static_cast<rlim_t>(count);
+    prlimit(process, RLIMIT_NOFILE, &limit, nullptr);
+    return before;
 }
 
 void ServiceProcess::collect()

@@ -19,7 +19,7 @@ public:
 
     /// Starts the service and waits until its port accepts connections.
     /// \param environment added to (or put in place of) the caller's own variables
-    /// \return false when the port did not open within ten seconds
+    /// \return false when the port did not open within a minute
     bool start(const QProcessEnvironment& environment = {});
 
     /// Starts the program without waiting for its port.
@@ -31,6 +31,12 @@ public:
     /// \return the exit code, or minus the number of the signal that ended it; -999 when it runs on
     int waitForEnd(int timeoutMs = 60000);
 
+    /// Closes the reading ends of what it writes to.
+    void closeOutput();
+
+    /// \return the limit on its open descriptors before, in whose place `count` comes
+    int limitDescriptors(int count) const;
+
     bool isRunning() const { return m_process.state() == QProcess::Running; }
     qint64 processId() const { return m_process.processId(); }
 
@@ -39,8 +45,8 @@ public:
     QByteArray standardError();
 
     /// Waits until standard error (or output) holds `text`, `times` times over.
-    bool waitForError(const QByteArray& text, int times = 1, int timeoutMs = 5000);
-    bool waitForOutput(const QByteArray& text, int times = 1, int timeoutMs = 5000);
+    bool waitForError(const QByteArray& text, int times = 1, int timeoutMs = 60000);
+    bool waitForOutput(const QByteArray& text, int times = 1, int timeoutMs = 60000);
 
     /// Forgets what was written so far.
     void forgetOutput();

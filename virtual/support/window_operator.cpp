@@ -21,7 +21,7 @@ constexpr QPoint cameraSelector(170, 438);
 constexpr int pollMs = 20;
 constexpr int popupMs = 200; // an opened list is ready for keys after that time
 
-bool xdotool(const QStringList& arguments, QString* output = nullptr)
+bool run(const QString& program, const QStringList& arguments, QString* output = nullptr)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("LD_PRELOAD")); // sees the real devices, not virtual ones
@@ -29,11 +29,23 @@ bool xdotool(const QStringList& arguments, QString* output = nullptr)
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     QProcess process;
     process.setProcessEnvironment(environment);
-    process.start(QStringLiteral("xdotool"), arguments);
+    process.start(program, arguments);
     const bool ended = process.waitForFinished() && process.exitStatus() == QProcess::NormalExit;
     if (output)
         *output = QString::fromUtf8(process.readAllStandardOutput());
     return ended && process.exitCode() == 0;
+}
+
+bool xdotool(const QStringList& arguments, QString* output = nullptr)
+{
+    return run(QStringLiteral("xdotool"), arguments, output);
+}
+
+/// The number after `name` in a tool's output; -1 when there is none.
+qint64 numberAfter(const QString& name, const QString& output)
+{
+    const auto found = QRegularExpression(name + "(-?\\d+)").match(output);
+    return found.hasMatch() ? found.captured(1).toLongLong() : -1;
 }
 
 } // namespace
@@ -58,6 +70,23 @@ bool WindowOperator::waitForWindows(int count, int timeoutMs) const
         if (timer.elapsed() > timeoutMs)
             return false;
     return true;
+}
+
+QRect WindowOperator::place() const
+{
+    QString output;
+    xdotool({"getwindowgeometry", "--shell", windows().value(0)}, &output);
+    const auto number = [&output](const char* name) { return int(numberAfter(name, output)); };
+    return {number("X="), number("Y="), number("WIDTH="), number("HEIGHT=")};
+}
+
+int WindowOperator::opacity() const
+{
+    constexpr double opaque = 0xFFFFFFFF;
+    QString output;
+    run("xprop", {"-id", windows().value(0), "_NET_WM_WINDOW_OPACITY"}, &output);
+    const qint64 part = numberAfter("= ", output); // no property: opaque
+    return part < 0 ? 100 : qRound(100 * double(part) / opaque);
 }
 
 bool WindowOperator::click(QPoint position) const

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QPoint>
+#include <QRect>
 #include <QString>
 #include <QStringList>
 
@@ -20,7 +21,12 @@ public:
     /// The X identifiers of the visible windows with the title, the topmost last.
     QStringList windows() const;
     /// Whether `count` such windows are visible, now or within `timeoutMs`.
-    bool waitForWindows(int count, int timeoutMs = 10000) const;
+    bool waitForWindows(int count, int timeoutMs = 60000) const;
+
+    /// Where the topmost window is on the display, without a frame.
+    QRect place() const;
+    /// Its opacity in percent.
+    int opacity() const;
 
     /// Clicks a point of the topmost window, in its own coordinates.
     bool click(QPoint position) const;
