@@ -8,12 +8,15 @@
 
 #include <malloc.h>
 
-/// The number of this process's open descriptors.
-inline int openDescriptors()
+/// The number of this process's open descriptors, or of those whose file's path contains `path`.
+inline int openDescriptors(const char* path = "")
 {
-    return static_cast<int>(QDir(QStringLiteral("/proc/self/fd"))
-                                .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
-                                .size());
+    int count = 0;
+    const QDir folder(QStringLiteral("/proc/self/fd"));
+    const auto all = QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System;
+    for (const QFileInfo& each : folder.entryInfoList(all))
+        count += each.symLinkTarget().contains(QLatin1String(path)) ? 1 : 0;
+    return count;
 }
 
 /// Bytes of this process's heap in use.
