@@ -6,6 +6,7 @@
 #include "camera/capture_window.h"
 
 #include "camera/known_cameras.h"
+#include "diagnosis/categories.h"
 #include "ui_capture_window.h"
 
 #include <libudev.h>
@@ -102,6 +103,8 @@ int CameraUser::initCamera()
         std::printf("t_nFlag1 == 2");
         ui->comboBox_2->addItem(QStringLiteral("人像摄像头"));
     }
+    if (document != 1 && portrait != 1)
+        qCWarning(cameraLog, "none of the known models is plugged in");
     std::fflush(stdout); // the last line has no end and the window may stay open for long
     return document == 1 || portrait == 1 ? 0 : -1;
 }

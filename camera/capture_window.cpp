@@ -7,6 +7,7 @@
 
 #include "camera/capture_resolutions.h"
 #include "camera/capture_settings.h"
+#include "camera/open_failure.h"
 #include "camera/preview.h"
 #include "files/fixed_file.h"
 #include "ui_capture_window.h"
@@ -227,6 +228,7 @@ void CameraUser::stopPreview()
 void CameraUser::giveUp()
 {
     qDebug("open camera error");
+    logUnopenedCamera(m_currentIndex);
     if (isVisible())
         close();
     else

@@ -5,6 +5,9 @@
 // hid_reader_messages.cpp.
 
 #include "idcard/hid_reader.h"
+
+#include "diagnosis/categories.h"
+#include "diagnosis/usb_failure.h"
 #include "idcard/hid_report.h"
 
 #include <libusb.h>
@@ -60,7 +63,7 @@ void HidIDCard::release()
 long HidIDCard::ICC_Reader_Open(char* /*port*/)
 {
     release();
-    int result = libusb_init(&m_context);
+    int result = logged(idcardLog, "start libusb", libusb_init(&m_context));
     if (result < 0) {
         std::perror("libusb_init");
         return result;
@@ -75,6 +78,7 @@ long HidIDCard::ICC_Reader_Open(char* /*port*/)
     if (!m_handle) {
         std::perror("libusb_open_device_with_pid_vid");
         std::printf("libusb_open_device_with_pid_vid err %d\n", 34);
+        logUnopened(idcardLog, m_context, VendorId, ProductId);
         libusb_free_device_list(devices, 1);
         libusb_exit(m_context);
         m_context = nullptr;
@@ -95,12 +99,14 @@ int HidIDCard::claim()
 {
     if (libusb_kernel_driver_active(m_handle, interfaceNumber) == 1) {
         std::printf("Kernel Driver Active %d\n", 46);
-        if (libusb_detach_kernel_driver(m_handle, interfaceNumber) == 0) {
+        if (logged(idcardLog, "detach kernel driver",
+                   libusb_detach_kernel_driver(m_handle, interfaceNumber)) == 0) {
             kernelDriverWasDetached = true;
             std::printf("Kernel Driver Detached %d\n", 48);
         }
     }
-    const int result = libusb_claim_interface(m_handle, interfaceNumber);
+    const int result =
+        logged(idcardLog, "claim interface 0", libusb_claim_interface(m_handle, interfaceNumber));
     if (result < 0) {
         std::perror("libusb_claim_interface");
         m_unclaimed = m_handle;

@@ -3,6 +3,8 @@
 
 // Messages of the HID reader over feature reports.
 
+#include "diagnosis/categories.h"
+#include "diagnosis/usb_failure.h"
 #include "idcard/hid_reader.h"
 #include "idcard/hid_report.h"
 
@@ -32,8 +34,9 @@ int HidIDCard::HidD_SetFeature(long handle, unsigned char* report, int /*length*
     constexpr std::uint16_t reportId = 0;
     if (!isOpen(handle))
         return LIBUSB_ERROR_NO_DEVICE;
-    return libusb_control_transfer(m_handle, classRequestOut, setReport, reportId, 0, report,
-                                   reportBytes, transferTimeout);
+    return logged(idcardLog, "set feature report",
+                  libusb_control_transfer(m_handle, classRequestOut, setReport, reportId, 0, report,
+                                          reportBytes, transferTimeout));
 }
 
 int HidIDCard::HidD_GetFeature(long handle, unsigned char* report, int /*length*/)
@@ -43,8 +46,9 @@ int HidIDCard::HidD_GetFeature(long handle, unsigned char* report, int /*length*
     constexpr std::uint16_t reportId = 0x3000;
     if (!isOpen(handle))
         return LIBUSB_ERROR_NO_DEVICE;
-    return libusb_control_transfer(m_handle, classRequestIn, getReport, reportId, 0, report,
-                                   reportBytes, transferTimeout);
+    return logged(idcardLog, "get feature report",
+                  libusb_control_transfer(m_handle, classRequestIn, getReport, reportId, 0, report,
+                                          reportBytes, transferTimeout));
 }
 
 // A handle that the object has not given out, or has closed, must not reach libusb as a pointer.

@@ -5,6 +5,11 @@
 
 #include "idcard/usb_reader.h"
 
+#include "diagnosis/categories.h"
+#include "diagnosis/usb_failure.h"
+
+#include <QtDebug>
+
 #include <cstdio>
 
 namespace UsbReader {
@@ -20,6 +25,13 @@ constexpr bool checkByteFits(const Frame& frame)
     return (frame[5] ^ frame[6] ^ frame[7] ^ frame[8]) == frame[9];
 }
 
+bool passed(unsigned char endpoint, int result)
+{
+    if (result < 0)
+        qCWarning(idcardLog, "endpoint %02x: %s", unsigned{endpoint}, libusb_error_name(result));
+    return result == LIBUSB_SUCCESS;
+}
+
 static_assert(checkByteFits(getSamNumber) && checkByteFits(findCard) && checkByteFits(selectCard) &&
               checkByteFits(readCard0501) && checkByteFits(readCard0503));
 
@@ -30,15 +42,16 @@ bool write(libusb_device_handle* handle, unsigned char endpoint, const unsigned 
 {
     auto* const bytes = const_cast<unsigned char*>(data); // libusb only reads on the way out
     int transferred = 0;
-    return libusb_bulk_transfer(handle, endpoint, bytes, length, &transferred, timeout) ==
-           LIBUSB_SUCCESS;
+    const int result = libusb_bulk_transfer(handle, endpoint, bytes, length, &transferred, timeout);
+    return passed(endpoint, result);
 }
 
 bool read(libusb_device_handle* handle, unsigned char endpoint, unsigned timeout, Reply& reply)
 {
     reply = {};
-    return libusb_bulk_transfer(handle, endpoint, reply.bytes.data(), replyBytes, &reply.received,
-                                timeout) == LIBUSB_SUCCESS;
+    const int result = libusb_bulk_transfer(handle, endpoint, reply.bytes.data(), replyBytes,
+                                            &reply.received, timeout);
+    return passed(endpoint, result);
 }
 
 bool writeFrame0503(libusb_device_handle* handle, const Frame& frame, unsigned timeout)
@@ -61,19 +74,22 @@ void formatSamNumber(const unsigned char* number, char* text)
 
 bool Session::initialise()
 {
-    m_initialised = libusb_init(nullptr) == LIBUSB_SUCCESS;
+    m_initialised = logged(idcardLog, "start libusb", libusb_init(nullptr)) == LIBUSB_SUCCESS;
     return m_initialised;
 }
 
 bool Session::open()
 {
     m_handle = libusb_open_device_with_vid_pid(nullptr, vendorId, productId);
+    if (!m_handle)
+        logUnopened(idcardLog, nullptr, vendorId, productId);
     return m_handle != nullptr;
 }
 
 bool Session::claim()
 {
-    m_claimed = libusb_claim_interface(m_handle, interfaceNumber) == LIBUSB_SUCCESS;
+    m_claimed = logged(idcardLog, "claim interface 0",
+                       libusb_claim_interface(m_handle, interfaceNumber)) == LIBUSB_SUCCESS;
     return m_claimed;
 }
 

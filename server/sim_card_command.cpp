@@ -3,6 +3,8 @@
 
 #include "server/text_message_processor.h"
 
+#include "diagnosis/categories.h"
+#include "diagnosis/log_secrets.h"
 #include "simcard/iccid.h"
 #include "simcard/sim_reader.h"
 
@@ -35,12 +37,29 @@ struct WorkingBuffers
     std::array<Response, std::size(iccidCommands)> responses{};
 };
 
+/// Passes a step's code on. Not the command or its answer: the card's number may be in it.
+int noted(const char* step, int code)
+{
+    if (code != 0)
+        qCWarning(simLog, "%s: %08X", step, static_cast<unsigned>(code));
+    return code;
+}
+
+/// What the console shows of an answer: all of it, or the status word alone.
+const char* shown(const Response& response)
+{
+    constexpr std::size_t statusDigits = 4;
+    const std::size_t length = std::strlen(response.data());
+    return response.data() + (logTellsAll() ? 0 : length - std::min(length, statusDigits));
+}
+
 // Each step returns what failed, or an empty text.
 
 QString openReader(WorkingBuffers& buffers)
 {
     std::copy(std::begin(simReaderName), std::end(simReaderName), buffers.name.begin());
-    const int code = OpenCardReader(connectionKind, buffers.name.data(), buffers.openResult.data());
+    const int code = noted("OpenCardReader", OpenCardReader(connectionKind, buffers.name.data(),
+                                                            buffers.openResult.data()));
     if (code != 0) {
         std::printf("打开设备端口失败,返回:t_nRe = %08X\n", static_cast<unsigned>(code));
         return QStringLiteral("打开设备端口失败");
@@ -51,7 +70,7 @@ QString openReader(WorkingBuffers& buffers)
 
 QString powerOn(WorkingBuffers& buffers)
 {
-    const int code = CardPowerOn(buffers.atr.data());
+    const int code = noted("CardPowerOn", CardPowerOn(buffers.atr.data()));
     if (code != 0) {
         std::printf("设备上电失败,返回:t_nRe = %08X\n", static_cast<unsigned>(code));
         return QStringLiteral("设备上电失败");
@@ -65,21 +84,22 @@ QString powerOn(WorkingBuffers& buffers)
 
 QString sendCommand(const char* command, int& responseLength, Response& response)
 {
-    const int code = SendApduCommand(static_cast<int>(std::strlen(command)), command,
-                                     &responseLength, response.data());
+    const int code =
+        noted("SendApduCommand", SendApduCommand(static_cast<int>(std::strlen(command)), command,
+                                                 &responseLength, response.data()));
     if (code != 0) {
         std::printf("设备APDU通讯失败,返回:t_nRe = %08X\n", static_cast<unsigned>(code));
         return QStringLiteral("设备APDU(%1)通讯失败").arg(QLatin1String(command));
     }
     response.back() = '\0';
     std::printf("发送APDU:%s\n", command);
-    std::printf("n返回APDU:%s\n", response.data());
+    std::printf("n返回APDU:%s\n", shown(response));
     return {};
 }
 
 QString powerOff()
 {
-    if (CardPowerOff() != 0) {
+    if (noted("CardPowerOff", CardPowerOff()) != 0) {
         std::printf("设备下电失败");
         return QStringLiteral("设备下电失败");
     }
@@ -89,7 +109,7 @@ QString powerOff()
 
 QString closeReader()
 {
-    if (CloseCardReader() != 0) {
+    if (noted("CloseCardReader", CloseCardReader()) != 0) {
         std::printf("设备关闭失败");
         return QStringLiteral("设备关闭失败");
     }

@@ -3,6 +3,9 @@
 
 #include "sign/libusb_writing_device.h"
 
+#include "diagnosis/categories.h"
+#include "diagnosis/log_secrets.h"
+#include "diagnosis/usb_failure.h"
 #include "sign/pen_report.h"
 
 #include <QElapsedTimer>
@@ -33,7 +36,7 @@ void sleepUntilTimeout(const QElapsedTimer& started)
 QHandWritingDevForLibUsb::QHandWritingDevForLibUsb(QObject* parent)
     : QObject(parent)
 {
-    if (libusb_init(&context) < 0) {
+    if (logged(padLog, "start libusb", libusb_init(&context)) < 0) {
         qDebug("failed to initialise libusb\n");
         context = nullptr;
     }
@@ -64,13 +67,14 @@ int QHandWritingDevForLibUsb::openDevice()
         qDebug("Cannot open device\n");
         return -1;
     }
-    int result = libusb_claim_interface(handle, padInterface);
+    int result = claimInterface();
     if (result < 0) {
-        if (libusb_detach_kernel_driver(handle, padInterface) == 0) {
+        if (logged(padLog, "detach kernel driver",
+                   libusb_detach_kernel_driver(handle, padInterface)) == 0) {
             detachedKernelDriver = true;
             qDebug("Kernel Driver Detached!\n");
         }
-        result = libusb_claim_interface(handle, padInterface);
+        result = claimInterface();
     }
     if (result < 0) {
         std::perror("Cannot Claim Interface\n");
@@ -91,6 +95,10 @@ int QHandWritingDevForLibUsb::readData(int& x, int& y, int& p)
     const int result = transfer(report, received);
     qWarning("libusb_interrupt_transfer ,ret = %d", result);
     const bool isShort = received < PenReport::usefulSize;
+    if (result != LIBUSB_ERROR_TIMEOUT) // a pen that is lifted
+        logged(padLog, "read", result);
+    if (result == 0 && isShort)
+        qCWarning(padLog, "read: %d bytes", received);
     if (result != 0 || isShort) {
         sleepUntilTimeout(started);
         return result != 0 ? -1 : -2;
@@ -98,7 +106,8 @@ int QHandWritingDevForLibUsb::readData(int& x, int& y, int& p)
     x = report.x();
     y = report.y();
     p = report.pressure();
-    qWarning("x = %d , y = %d , p = %d", x, y, p);
+    if (logTellsAll())
+        qWarning("x = %d , y = %d , p = %d", x, y, p);
     return 0;
 }
 
@@ -132,7 +141,17 @@ void QHandWritingDevForLibUsb::giveBack()
 libusb_device_handle* QHandWritingDevForLibUsb::openHandle() const
 {
     // Without a context of our own libusb would reach for a default one that nobody has set up.
-    return context ? libusb_open_device_with_vid_pid(context, padVendor, padProduct) : nullptr;
+    if (!context)
+        return nullptr;
+    auto* const opened = libusb_open_device_with_vid_pid(context, padVendor, padProduct);
+    if (!opened)
+        logUnopened(padLog, context, padVendor, padProduct);
+    return opened;
+}
+
+int QHandWritingDevForLibUsb::claimInterface() const
+{
+    return logged(padLog, "claim interface 0", libusb_claim_interface(handle, padInterface));
 }
 
 /// \return libusb's result, 0 for success; -1 for a foreign exception

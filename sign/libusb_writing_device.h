@@ -40,6 +40,7 @@ public:
 
 private:
     libusb_device_handle* openHandle() const;
+    int claimInterface() const;
     int transfer(struct PenReport& report, int& received) const;
 
     int claimed = 0; ///< 1 while interface 0 is claimed

@@ -3,6 +3,7 @@
 
 #include "sign/pen_reader_thread.h"
 
+#include "diagnosis/log_secrets.h"
 #include "sign/hid_writing_device.h"
 #include "sign/session_state.h"
 
@@ -43,7 +44,8 @@ void QGetHandWrtingDevData::run()
             qWarning("readDataErro faild\n");
             Q_EMIT readDataErro();
         } else {
-            qWarning("getDataOk x = %d,y = %d,P = %d\n", x, y, p);
+            if (logTellsAll())
+                qWarning("getDataOk x = %d,y = %d,P = %d\n", x, y, p);
             Q_EMIT getDataOk(x, y, p);
             QThread::sleep(0);
         }

@@ -3,6 +3,7 @@
 
 #include "sign/signing_window.h"
 
+#include "diagnosis/log_secrets.h"
 #include "sign/hid_writing_device.h"
 #include "sign/saturated_cast.h"
 #include "sign/session_state.h"
@@ -174,7 +175,8 @@ void MainWindow::clickButtonAt(const QPointF& touch)
         if (button == ui->btnCancel) {
             qDebug("btnCancel_GloablRct x:%d,y:%d, w:%d,h:%d\r\n", saturatedInt(rectangle.x()),
                    saturatedInt(rectangle.y()), button->width(), button->height());
-            qDebug("currentTuchPt x:%f,y:%f\r\n", touch.x(), touch.y());
+            if (logTellsAll())
+                qDebug("currentTuchPt x:%f,y:%f\r\n", touch.x(), touch.y());
             if (hit)
                 qDebug("btnCancel_GloablRct.contains(currentTuchPt) \r\n");
         }
