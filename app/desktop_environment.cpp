@@ -9,8 +9,8 @@
 
 namespace {
 
-// The windows are painted without OpenGL. Its drivers, which the first window would load, hold 50
-// MB for as long as the service runs.
+// The windows are painted without OpenGL, whose drivers the first window would load: 50 MB for as
+// long as the service runs.
 void leaveOpenGlOut()
 {
     const char* integration = "QT_XCB_GL_INTEGRATION";
@@ -18,9 +18,9 @@ void leaveOpenGlOut()
         qputenv(integration, "none");
 }
 
-// Pages give the place of the pad's display and of the window in physical pixels, and the pen is
-// counted in them. On a desktop that is set to 125 % the toolkit would count in larger ones: by
-// factors in the environment, or by the monitors' resolution.
+// Pages give the positions of the pad's display and of the window in physical pixels, and pen
+// samples are converted to physical pixels. On a desktop that is scaled to 125 %, by factors in the
+// environment or by the monitors' resolution, Qt would use larger logical pixels.
 void countInPhysicalPixels()
 {
     for (const char* factor : {"QT_SCALE_FACTOR", "QT_SCREEN_SCALE_FACTORS",
@@ -29,8 +29,9 @@ void countInPhysicalPixels()
     qt_versions::ignoreMonitorResolution();
 }
 
-// A session manager asks its applications before a logout, and the signing window refuses to be
-// closed. It would also start the program anew at the next login, without its launcher.
+// A session manager asks its applications to close before a logout, and the signing window would
+// refuse and stop the logout. The session manager would also restart the program at the next login,
+// without its launcher.
 void stayOutOfSessionManagement()
 {
     qunsetenv("SESSION_MANAGER");

@@ -3,7 +3,7 @@
 
 #pragma once
 
-/// Takes out of the environment and the toolkit's attributes what a desktop sets for ordinary
-/// applications and what is wrong for the service. The toolkit reads it once, so this is called
-/// before the application object is made.
+/// Changes the settings that a desktop makes for ordinary applications and that are wrong for the
+/// service: OpenGL, scaling by the monitors' resolution, session management. Qt reads them once, so
+/// this is called before the application object is created.
 void prepareDesktopEnvironment();

@@ -3,10 +3,10 @@
 
 // limit-log LINES SECONDS [PROGRAM [ARGUMENT...]]
 //
-// Keeps a log small whose program repeats itself. Becomes PROGRAM, with the same process number;
-// what that writes to standard error passes a second process, which gives at most LINES lines of a
-// kind on in SECONDS and tells how many it left out. Lines that differ in digits only are of one
-// kind. Without PROGRAM it is that second process, from standard input to standard output.
+// Limits repeated log lines. Replaces itself by PROGRAM (same process number), whose standard error
+// goes through a second process; that passes at most LINES lines of a kind in SECONDS and reports
+// how many it left out. Lines that differ in digits only are of one kind. Without PROGRAM it is the
+// second process itself, from standard input to standard output.
 
 #include <array>
 #include <cctype>
@@ -20,8 +20,8 @@
 
 namespace {
 
-constexpr int longestPiece = 4096;    // of a line, in bytes; a longer one counts as several
-constexpr std::size_t maxKinds = 500; // what comes after them is one more kind
+constexpr int longestPiece = 4096;    // bytes; a longer line is handled as several lines
+constexpr std::size_t maxKinds = 500; // all further kinds are counted together
 
 std::string kindOf(const std::string& line)
 {
@@ -78,7 +78,8 @@ private:
 
 int filter(unsigned long lines, std::chrono::seconds window)
 {
-    // It ends with the program that it serves, whose last words may come after these.
+    // These signals go to the whole process group; the filter must outlive PROGRAM, whose last
+    // lines may come after the signal.
     for (const int number : {SIGINT, SIGTERM, SIGHUP})
         std::signal(number, SIG_IGN);
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
@@ -90,7 +91,8 @@ int filter(unsigned long lines, std::chrono::seconds window)
     return 0;
 }
 
-// Starts the filter between our standard error and the one that we have from here on.
+// Starts the filter process: from here on standard error is a pipe to it, and it writes to the
+// former standard error.
 bool interpose(char* arguments[])
 {
     std::array<int, 2> ends{};
@@ -100,7 +102,8 @@ bool interpose(char* arguments[])
     if (child == 0) {
         dup2(ends[0], STDIN_FILENO);
         dup2(STDERR_FILENO, STDOUT_FILENO);
-        closefrom(STDERR_FILENO + 1); // the pipe, and a lock that is the program's alone
+        // The pipe's ends, and the launcher's lock, which only PROGRAM may hold.
+        closefrom(STDERR_FILENO + 1);
         arguments[3] = nullptr;
         execv("/proc/self/exe", arguments);
         _exit(EXIT_FAILURE);

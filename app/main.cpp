@@ -29,8 +29,8 @@ void writeStartUpDiagnostics()
     qWarning("%s", buildVersion);
 }
 
-// Under a service manager standard output is a pipe: lines must not wait in a buffer, and a reader
-// that goes away must not take the service with it.
+// Under a service manager standard output is a pipe: lines must not stay in a buffer, and SIGPIPE
+// must not end the service when the reader closes its end.
 void prepareStandardOutput()
 {
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
@@ -48,7 +48,7 @@ int main(int argc, char* argv[])
     const QApplication application(argc, argv);
     missingDisplay.reset();
     QApplication::setQuitOnLastWindowClosed(false);
-    // Never deleted: it answers clients until the process ends.
+    // Never deleted: it serves clients until the process ends.
     static auto* const server = new EchoServer(servicePort, false);
     QObject::connect(server, &EchoServer::closed, &application, &QCoreApplication::quit);
     const OrderlyEnd orderlyEnd(*server, servicePort);

@@ -11,7 +11,7 @@
 
 namespace {
 
-// The informational level has no text of its own.
+// Informational messages get no level text.
 QString levelText(QtMsgType type)
 {
     switch (type) {
@@ -33,7 +33,7 @@ void appendLine(const QString& line)
     QFile file(QStringLiteral("log.txt"));
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
         return;
-    // Not in the locale's codec, which changes when a card face has been painted.
+    // UTF-8 and not the locale's codec, which painting a card face changes to GB2312.
     file.write(line.toUtf8() + '\n');
 }
 

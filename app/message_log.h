@@ -10,7 +10,7 @@ class QString;
 
 /// \brief Message handler that appends each diagnostic to "log.txt" in the working directory.
 ///
-/// Not installed by default: diagnostics belong on standard error. Callable from any thread. A
-/// fatal message ends the process at once and leaves no line; a file that cannot be opened loses
-/// the line. \param context ignored
+/// Not installed by default: diagnostics go to standard error. Callable from any thread. A fatal
+/// message aborts the process at once and is not written; a line is lost when the file cannot be
+/// opened.
 void outputMessage(QtMsgType type, const QMessageLogContext& context, const QString& msg);

@@ -14,7 +14,8 @@ namespace {
 
 QtMessageHandler otherwise = nullptr;
 
-// What the platform plugin says. It says so before the fatal message, which names no display.
+// The warnings of Qt's platform plugin. They come before the fatal message and name the display,
+// which the fatal message does not.
 QStringList& platformMessages()
 {
     static QStringList messages;

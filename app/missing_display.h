@@ -3,11 +3,12 @@
 
 #pragma once
 
-/// Exit code of a service that finds no display to show its windows on. The launcher has 3 and 4.
+/// Exit code of a service that finds no display to show its windows on. Exit codes 3 and 4 are the
+/// launcher's.
 constexpr int exitWithoutDisplay = 5;
 
-/// \brief While it lives, an application object that finds no display ends the process with one
-/// line on standard error and `exitWithoutDisplay`; the toolkit alone would abort.
+/// \brief While this object exists, a QApplication that finds no display ends the process with one
+/// line on standard error and `exitWithoutDisplay`; without it Qt would abort.
 class MissingDisplayReport
 {
 public:

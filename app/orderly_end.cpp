@@ -17,7 +17,7 @@
 
 namespace {
 
-// Below the five seconds after which an upgrade, or who else asks, kills the process.
+// Less than the five seconds after which the package's upgrade script kills the process.
 constexpr int longestEndMs = 3000;
 
 void endWithoutTheGuiThread(quint16 port)
@@ -34,7 +34,7 @@ void endWithoutTheGuiThread(quint16 port)
 OrderlyEnd::OrderlyEnd(EchoServer& server, quint16 port)
     : m_server(server)
 {
-    // Both live on the watching thread and are deleted when it ends.
+    // Both are moved to the thread m_watch and deleted when it ends.
     auto* termination = new TerminationSignals;
     auto* deadline = new QTimer;
     deadline->setSingleShot(true);

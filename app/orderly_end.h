@@ -8,12 +8,12 @@
 
 class EchoServer;
 
-/// \brief Ends the service in order when it is asked to by SIGTERM, SIGINT or SIGHUP.
+/// \brief Ends the service in order on SIGTERM, SIGINT or SIGHUP.
 ///
-/// Windows close, and the event loops end; what `main` and the application object do after that
-/// dismisses the clients and gives the pad and the HID identity-card reader back. A command that
-/// waits for a device keeps the GUI thread from all this: after three seconds the process then ends
-/// without it, with the clients dismissed, the same given back unless the command uses it, and exit
+/// Windows close and the event loops end; then `main` sends close frames to the clients, and the
+/// pad and the HID identity-card reader get their kernel drivers back. A command that waits for a
+/// device blocks the GUI thread and so delays this: after three seconds another thread sends the
+/// close frames, releases the devices that the command does not use and ends the process with exit
 /// code 0. GUI thread only.
 class OrderlyEnd : public QObject
 {
@@ -28,5 +28,5 @@ private:
     void begin();
 
     EchoServer& m_server;
-    QThread m_watch; ///< receives the signals, which the GUI thread may be too busy for
+    QThread m_watch; ///< receives the signals, because the GUI thread may be blocked
 };

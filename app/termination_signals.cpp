@@ -13,7 +13,7 @@ namespace {
 constexpr std::array<int, 3> terminationSignals{SIGINT, SIGTERM, SIGHUP};
 std::array<int, 2> pipeEnds{-1, -1};
 
-// In a handler little is allowed; these two calls are.
+// Only async-signal-safe functions may be called here; signal and write are.
 void wakeUp(int)
 {
     for (const int number : terminationSignals)

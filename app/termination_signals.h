@@ -8,8 +8,8 @@
 
 /// \brief Turns the first SIGINT, SIGTERM or SIGHUP into a Qt signal. One object per process.
 ///
-/// The next one ends the process at once. A signal that the process was started to ignore, as
-/// nohup(1) has it, stays ignored.
+/// A second signal ends the process at once. A signal that was ignored when the process was started
+/// (nohup(1) does that) stays ignored.
 class TerminationSignals : public QObject
 {
     Q_OBJECT

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// Finding the desk's cameras: which video device carries the USB identifiers of a known model.
+// Finding the terminal's cameras: which video device carries the USB identifiers of a known model.
 
 #include "camera/capture_window.h"
 
@@ -36,7 +36,7 @@ bool hasProperty(udev_device* device, const char* name, const char* value)
     return found != nullptr && std::strcmp(found, value) == 0;
 }
 
-/// Looks for the models in turn, into the same buffer.
+/// Looks for each model in turn and returns its path in the same buffer.
 template <std::size_t Count>
 int findFirst(CameraUser& window, const KnownCamera (&models)[Count], char* devicePath)
 {
@@ -46,8 +46,8 @@ int findFirst(CameraUser& window, const KnownCamera (&models)[Count], char* devi
     return 0;
 }
 
-/// The capture index is the path's last digit alone: /dev/video12 has index 2. The desk's cameras
-/// sit at single-digit nodes.
+/// The capture index is the path's last digit alone: /dev/video12 has index 2. The terminal's
+/// cameras have single-digit nodes.
 int captureIndex(const char* devicePath)
 {
     return static_cast<int>(std::strtol(devicePath + std::strlen(devicePath) - 1, nullptr, 10));
@@ -105,7 +105,7 @@ int CameraUser::initCamera()
     }
     if (document != 1 && portrait != 1)
         qCWarning(cameraLog, "none of the known models is plugged in");
-    std::fflush(stdout); // the last line has no end and the window may stay open for long
+    std::fflush(stdout); // the last line has no newline and the window may stay open for long
     return document == 1 || portrait == 1 ? 0 : -1;
 }
 

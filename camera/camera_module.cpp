@@ -30,8 +30,7 @@ CaptureWindowFactory loadFactory()
 
 std::unique_ptr<CaptureDialog> createCaptureWindow()
 {
-    // A failure is not remembered: a module that was installed meanwhile is found by the next
-    // command.
+    // Only a success is stored: the next command finds a module that was installed meanwhile.
     static CaptureWindowFactory factory = nullptr;
     if (factory == nullptr)
         factory = loadFactory();

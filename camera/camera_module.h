@@ -9,8 +9,8 @@
 /// \brief Builds the capture window, which opens the document camera.
 ///
 /// The window lives in libdesk-camera.so, which this loads at the first call: OpenCV's capture
-/// library brings some two hundred shared libraries with it, and a desk that takes no pictures
-/// should not carry them all day. The module is looked for beside the program and in
+/// library loads some two hundred shared libraries, whose memory a terminal that takes no pictures
+/// should not need. The module is looked for beside the program and in
 /// ../lib/desk-terminal-service, in this order, and stays loaded.
 ///
 /// \return the window, owned by the caller; null when the module cannot be loaded, which is then

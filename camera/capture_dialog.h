@@ -4,8 +4,8 @@
 
 #include <QDialog>
 
-/// \brief What the service sees of the capture window. The window itself needs OpenCV, which the
-/// resident service does not load before the first picture is asked for (camera_module.h).
+/// \brief The interface of the capture window that the service uses. The window's class needs
+/// OpenCV, which the service does not load before the first picture is requested (camera_module.h).
 class CaptureDialog : public QDialog
 {
 public:

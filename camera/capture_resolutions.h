@@ -5,7 +5,7 @@
 /// \brief One resolution that the operator can choose.
 struct CaptureResolution
 {
-    const char* text; ///< as the window's hidden text field holds it
+    const char* text; ///< of the window's hidden text field
     int width;        ///< pixels
     int height;       ///< pixels
 };

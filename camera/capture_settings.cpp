@@ -23,7 +23,7 @@ void applyCaptureSettings()
 {
     // Seconds that a read waits for a frame.
     setUnlessSet("OPENCV_VIDEOIO_V4L_SELECT_TIMEOUT", "0");
-    // Built-in back-ends start at 1000 and go down by ten; 0 takes one out.
+    // The built-in back-ends have the priorities 1000, 990 and so on; 0 excludes one.
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_V4L2", "2000");
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0");
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GSTREAMER", "0");

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The capture window: preview, camera and resolution, taking and handing over the picture.
+// The capture window: preview, selection of camera and resolution, taking the picture.
 
 #include "camera/capture_window.h"
 
@@ -28,12 +28,12 @@
 namespace {
 
 constexpr int previewInterval = 33; // ms, about 30 pictures a second
-// ms; closed before it is mapped, a window would make the window manager focus a dead window.
+// ms; when a window is closed before it is mapped, the window manager gives the focus to a window
+// that no longer exists.
 constexpr int closeDelay = 50;
 constexpr char pictureFile[] = "/tmp/kvo_cv.jpg";
 
-/// The picture file's content, encoded a second time by the GUI toolkit; empty when it cannot be
-/// read.
+/// The picture file, decoded and encoded again as JPEG by Qt; empty when it cannot be read.
 QByteArray encodedPicture()
 {
     const QString file = QString::fromLatin1(pictureFile);
@@ -45,8 +45,8 @@ QByteArray encodedPicture()
     return encoded;
 }
 
-/// Writes the picture file, and logs when that fails. Not the library's own writing, which would
-/// wait for a reader of a FIFO under the file's name.
+/// Writes the picture file, and logs when that fails. Not with cv::imwrite, which would block when
+/// a FIFO has the file's name.
 void writePicture(const cv::Mat& frame)
 {
     try {
@@ -63,7 +63,7 @@ void writePicture(const cv::Mat& frame)
     }
 }
 
-// The form's places are fixed and its labels 60 by 22 pixels: larger letters would be cut.
+// The form has fixed positions and labels of 60 by 22 pixels: larger letters would be cut off.
 constexpr int largestFont = 18; // pixels
 
 QFont fittingFont(QFont font)
@@ -121,8 +121,8 @@ void CameraUser::openCamaraSlot()
 
 void CameraUser::readFrameSlot()
 {
-    // Not read(): it empties the frame when there is no next one, and the picture that the operator
-    // sees could no longer be taken.
+    // Not read(), which clears the frame when no next one is available: the picture shown could
+    // then no longer be taken.
     try {
         if (!m_capture.grab() || !m_capture.retrieve(m_frame))
             return;
@@ -199,7 +199,7 @@ void CameraUser::showEvent(QShowEvent* event)
 
 bool CameraUser::openCamera(int index, int width, int height)
 {
-    // A picture taken before the first frame arrives must not be one of the device before.
+    // A picture taken before the first frame arrives must not show the previous camera's frame.
     m_frame.release();
     try {
         m_capture.open(index, cv::CAP_ANY);
@@ -223,8 +223,8 @@ void CameraUser::stopPreview()
     ui->cameraPic->setPixmap(QPixmap());
 }
 
-/// A dialog that is closed before its exec() is shown by it all the same and stays for ever; the
-/// close is then put off until the window is shown.
+/// A dialog that is closed before its exec() would still be shown by exec() and stay open;
+/// therefore the window is closed after it has been shown.
 void CameraUser::giveUp()
 {
     qDebug("open camera error");

@@ -17,14 +17,14 @@ class CameraUser;
 }
 
 /// \brief The window in which the operator sees a camera's picture, chooses camera and resolution,
-/// takes a picture and hands it over by closing the window with its own button.
+/// takes a picture and passes it on by closing the window with its own button.
 ///
-/// The preview is driven by a timer on the GUI thread. A read takes the frame that has arrived and
-/// never waits for one, so that a slow or silent camera does not hold up the service's other work.
+/// The preview is driven by a timer on the GUI thread. A read returns the frame that has arrived
+/// and never waits for one, so that a slow or silent camera does not block the service.
 ///
-/// The picture goes through "/tmp/kvo_cv.jpg", which every picture overwrites and nothing deletes:
-/// a window in which no picture is taken, or none could be written, hands over the one of an
-/// earlier window.
+/// The picture is passed through the file "/tmp/kvo_cv.jpg", which every picture overwrites and
+/// nothing deletes: a window in which no picture was taken, or none could be written, returns the
+/// picture of an earlier window.
 class CameraUser : public CaptureDialog
 {
     Q_OBJECT
@@ -37,21 +37,24 @@ public:
 
     QString getBase64() override;
 
-    /// \brief Looks for the cameras, notes their capture indices and fills the camera selector.
+    /// \brief Looks for the cameras, stores their capture indices and fills the camera selector.
     /// Prints what it found to standard output.
     /// \return 0, or -1 when there is none.
     int initCamera();
 
     /// \brief Looks for the first video device of one model.
-    /// \param productId four lower-case hexadecimal digits; the product comes first.
+    /// \param productId four lower-case hexadecimal digits; the product id is the first argument.
     /// \param vendorId four lower-case hexadecimal digits.
     /// \param devicePath receives the device's node, at most 127 characters and a terminating zero;
-    /// left alone when there is none. \return 1 when there is such a device, 0 otherwise.
+    /// not changed when there is none.
+    /// \return 1 when there is such a device, 0 otherwise.
     int findCameraVideoPath(char* productId, char* vendorId, char* devicePath);
 
-    /// \brief Older presence probe, with a table of its own (known_cameras.h). Prints what it found
-    /// to standard output. Nothing in the service calls it. \param first left as it is. \param
-    /// second set to the empty text. \return 0, or -1 when neither camera is there.
+    /// \brief Older check for the cameras, with its own table (known_cameras.h). Prints what it
+    /// found to standard output. Part of the fixed interface; nothing in the service calls it.
+    /// \param first not changed.
+    /// \param second set to the empty text.
+    /// \return 0, or -1 when neither camera is there.
     int getSignInfo(QString& first, QString& second);
 
 public Q_SLOTS:
@@ -59,18 +62,18 @@ public Q_SLOTS:
     void openCamaraSlot();
     /// Shows the next frame; does nothing when there is none.
     void readFrameSlot();
-    /// Closes the window and hands over the picture file as Base64 text.
+    /// Closes the window; `getBase64` then returns the picture file.
     void closeCamaraSlot();
     /// Shows the last frame and writes it to the picture file; does nothing before a newly opened
-    /// camera's first frame. A failure to write is logged and the window goes on: closing it hands
-    /// over what the file then holds.
+    /// camera's first frame. A failure to write is logged and the window stays open; closing it
+    /// returns what the file then holds.
     void takingPicturesSlot();
-    /// Closes the window without handing over a picture.
+    /// Closes the window without a picture.
     void closeSlot();
-    /// Opens the current camera anew with the chosen resolution.
+    /// Opens the current camera again with the selected resolution.
     void print_s();
-    /// Opens the chosen camera at 640 x 480. The choice goes by position: the first entry stands
-    /// for the document camera even when only the portrait camera is there.
+    /// Opens the chosen camera at 640 x 480. The entry's position decides: the first entry opens
+    /// the document camera even when only the portrait camera is attached.
     void print_camera();
 
 protected:
@@ -83,7 +86,7 @@ private:
     void giveUp();
 
     Ui::CameraUser* ui;
-    // Part of the class's layout; nothing fills them.
+    // Part of the class's layout; always empty.
     QStringList m_cameraNames;
     QStringList m_cameraPaths;
     QString m_base64;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The module's one door.
+// The function that the service calls in the module.
 
 #include "camera/camera_module.h"
 #include "camera/capture_window.h"

@@ -9,7 +9,7 @@ QImage previewImage(const cv::Mat& frame, QSize size)
         return {};
     const QImage whole(frame.data, frame.cols, frame.rows, static_cast<int>(frame.step),
                        QImage::Format_BGR888);
-    // Smaller than the frame first, so that only the pixels that are shown are converted.
+    // Scaled before the conversion, so that only the pixels that are shown are converted.
     return whole.scaled(size, Qt::IgnoreAspectRatio, Qt::FastTransformation)
         .convertToFormat(QImage::Format_RGB32);
 }

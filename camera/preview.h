@@ -6,10 +6,10 @@
 
 #include <opencv2/core/mat.hpp>
 
-/// \brief The frame as it is shown: red, green, blue, scaled to \p size without regard to its
-/// shape, each pixel taken from the nearest one of the frame.
+/// \brief The frame as it is shown: red, green, blue, scaled to \p size without keeping its
+/// proportions, each pixel taken from the nearest one of the frame.
 ///
 /// \param frame 8 bits, three channels, blue first; anything else gives a null image.
 /// \param size in pixels.
-/// \return a 32-bit image that shares nothing with \p frame.
+/// \return a 32-bit image that does not share memory with \p frame.
 QImage previewImage(const cv::Mat& frame, QSize size);

@@ -1,14 +1,14 @@
 # SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 # SPDX-License-Identifier: MIT
 #
-# What every target of the project shares: language level, warnings, output folders, and one-line helpers
-# for the libraries of the product and for the tests.
+# Settings of all targets (language level, warnings, output folders), and functions that define a library of the product
+# or a test in one call.
 
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
-# RUNPATH, never RPATH: LD_LIBRARY_PATH must be able to put a maker's library in front of ours.
+# RUNPATH and not RPATH, so that LD_LIBRARY_PATH can replace our SIM reader library by a maker's.
 set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 set(CMAKE_INSTALL_RPATH "$ORIGIN" "$ORIGIN/../lib/desk-terminal-service")
 
@@ -32,22 +32,22 @@ target_compile_options(
               -Wcast-align
               -Wformat=2
               -Wundef
-              # Not fused: arm64 would otherwise round other pixels than amd64.
+              # No fused multiply-add, with which arm64 would round pixels otherwise than amd64.
               -ffp-contract=off)
 if(DESK_QT EQUAL 6)
-    # Later versions deprecate what Qt 5 has no other name for.
+    # Without warnings about functions that were deprecated later and whose replacements Qt 5 does not have.
     target_compile_definitions(desk_options INTERFACE QT_WARN_DEPRECATED_UP_TO=0x060100)
 endif()
 target_compile_definitions(desk_options INTERFACE _FILE_OFFSET_BITS=64) # of 32-bit systems
 target_include_directories(desk_options INTERFACE "${CMAKE_SOURCE_DIR}")
-# What a distribution builds its packages with; the fortified functions need optimisation.
+# Hardening options as in distributions' packages; _FORTIFY_SOURCE needs optimisation.
 target_compile_options(
     desk_options INTERFACE $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2 -fstack-protector-strong
                            -fstack-clash-protection>)
 target_link_options(desk_options INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
 set(CMAKE_CXX_EXTENSIONS OFF)
 
-# The tidy preset runs clang-tidy beside the compiler, on the product's own targets only.
+# Set by the preset "tidy", for the product's targets only.
 option(DESK_CLANG_TIDY "Run clang-tidy on the product while compiling" OFF)
 
 function(desk_product_target target)
@@ -66,11 +66,11 @@ function(desk_add_library name)
     target_link_libraries(${name} PUBLIC ${arg_LIBRARIES})
 endfunction()
 
-# desk_add_test(<name> SOURCES ... LIBRARIES ... [LOCKS ...] [LABELS ...] [TIMEOUT s] [DEVICES]): one Qt Test program, run in a
-# sandbox of its own (network, PC/SC socket, working directory and X display; see tests/sandbox).
-# LOCKS names what two tests must not use at the same time, for instance the fixed files in /tmp.
-# LABELS threads marks a test that `./run sanitize` repeats under ThreadSanitizer.
-# DEVICES is for programs that own a virtual desk (virtual/kernel/virtual_kernel.h): they run under its preload library.
+# desk_add_test(<name> SOURCES ... LIBRARIES ... [LOCKS ...] [LABELS ...] [TIMEOUT s] [DEVICES]): one Qt Test program, run
+# in its own sandbox (network, PC/SC socket, working directory and X display; see tests/sandbox).
+# LOCKS: resources that two tests must not use at the same time, for instance the fixed files in /tmp.
+# LABELS threads: `./run sanitize` repeats the test under ThreadSanitizer.
+# DEVICES: the test creates a virtual desk (virtual/kernel/virtual_kernel.h) and needs umockdev's preload library.
 function(desk_add_test name)
     cmake_parse_arguments(arg "DEVICES" "TIMEOUT" "SOURCES;LIBRARIES;LOCKS;LABELS" ${ARGN})
     if(NOT arg_TIMEOUT)

@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr mode_t anybodysFile = 0666; // less the umask
+constexpr mode_t anybodysFile = 0666; // reduced by the umask
 
 void warn(const QString& path, const char* what, const char* reason)
 {
@@ -31,7 +31,7 @@ bool isRegular(const struct stat& status, const QString& path, const char* what)
     return false;
 }
 
-/// Opens `file` and warns when it cannot, unless there is nothing to read.
+/// Opens `file` and warns when it cannot, except for reading a file that does not exist.
 bool open(QFile& file, QIODevice::OpenMode mode, int flags, const char* what)
 {
     const QString path = file.fileName();

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// \brief Devices that say what a fuzzer likes, instead of libusb's functions: a target that
-/// links scripted_usb.cpp never reaches a bus.
+/// \brief Devices that say what a fuzzer likes, instead of libusb's functions: a target that links
+/// scripted_usb.cpp never reaches a bus.
 ///
 /// The devices take all that they do from one script of bytes. Each opening, claim and transfer
 /// eats one: 0 fails (a control transfer then moves nothing), 254 is an error of a control transfer
@@ -23,7 +23,8 @@ void play(const std::uint8_t* script, std::size_t size);
 /// The next byte of the script, 0 behind its end.
 std::uint8_t next();
 
-/// Copies up to \p count bytes of the script to \p target. \return how many there were.
+/// Copies up to \p count bytes of the script to \p target.
+/// \return how many there were.
 std::size_t take(std::uint8_t* target, std::size_t count);
 
 } // namespace ScriptedUsb

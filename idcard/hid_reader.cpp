@@ -35,7 +35,7 @@ void HidIDCard::giveBack()
     libusb_context* context = nullptr;
     if (!kernelDriverWasDetached || libusb_init(&context) < 0)
         return;
-    // A reader that was replugged has its driver already and refuses another.
+    // Fails, without harm, for a reader that was replugged: its driver is attached already.
     if (auto* reader = libusb_open_device_with_vid_pid(context, VendorId, ProductId)) {
         libusb_attach_kernel_driver(reader, interfaceNumber);
         libusb_close(reader);
@@ -59,7 +59,7 @@ void HidIDCard::release()
     m_context = nullptr;
 }
 
-// The number at the end of a line tells support which line of the sequence it was.
+// The number at the end of each line printed is part of the documented output.
 long HidIDCard::ICC_Reader_Open(char* /*port*/)
 {
     release();
@@ -147,8 +147,8 @@ long HidIDCard::PICC_Reader_ID_Select(long handle)
     return result == refused ? CardRefused : 0;
 }
 
-// Sends a command and takes byte 3 of its reply. A libusb error passes as success here: the reply
-// is then a cleared report, with the result 0.
+// Sends a command and stores byte 3 of its reply. A libusb error counts as success: the reply is
+// then a cleared report, with the result 0.
 bool HidIDCard::addressCard(long handle, unsigned char command, unsigned char& result)
 {
     HidReport::Report request = HidReport::command(command);

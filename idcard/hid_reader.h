@@ -14,7 +14,8 @@ struct libusb_device_handle;
 ///
 /// Messages travel as 32-byte feature reports through control transfers of at most 1000 ms. The
 /// operations keep the names and result codes of the usual libraries of such readers. One object
-/// serves one command, on the thread that handles the command; what it still holds goes with it.
+/// serves one command, on the thread that handles the command; the destructor releases what is
+/// still open.
 class HidIDCard
 {
 public:
@@ -30,9 +31,9 @@ public:
     /// Bytes that the target of a message takes: a card's text, photo and fingerprints.
     static constexpr int MessageBytes = CardData::MostBytes;
 
-    /// Attaches the reader's kernel driver again if any object ever detached it: without it the
-    /// reader would be dead to other programs until it is replugged. For the end of the process;
-    /// while an object has the reader open this changes nothing. Any thread.
+    /// Attaches the reader's kernel driver again if any object ever detached it: otherwise other
+    /// programs could not use the reader until it is replugged. For the end of the process; has no
+    /// effect while an object has the reader open. Any thread.
     static void giveBack();
 
     HidIDCard() = default;
@@ -45,18 +46,20 @@ public:
     /// \return the reader handle (greater than 0), or a negative value.
     long ICC_Reader_Open(char* port);
 
-    /// Closes the reader, if one is open. \return 0.
+    /// Closes the reader, if one is open.
+    /// \return 0.
     int ICC_Reader_Close(long handle);
 
-    /// Looks for a card. \return 0, `CardRefused`, `InvalidHandle` or `NothingMoved`.
+    /// Looks for a card.
+    /// \return 0, `CardRefused`, `InvalidHandle` or `NothingMoved`.
     long PICC_Reader_ID_Request(long handle);
 
-    /// Selects the card found. Refused only by the result byte 1.
+    /// Selects the card found. Only the result byte 1 counts as refused.
     /// \return 0, `CardRefused`, `InvalidHandle` or `NothingMoved`.
     long PICC_Reader_ID_Select(long handle);
 
     /// Reads the selected card; see `CardData` for what arrives where.
-    /// \param out takes `MessageBytes`; bytes that the reader does not deliver are left alone.
+    /// \param out takes `MessageBytes`; bytes that the reader does not deliver are not changed.
     /// \return 0, or the negative result of `GetUsbMsg`.
     long PICC_Reader_ID_Read(long handle, unsigned char* out);
 
@@ -69,20 +72,21 @@ public:
                             char* expireDate, char* passNum, char* signCount, char* message,
                             unsigned char* photo, int* photoLength);
 
-    /// Sends a message of up to 32 bytes as it stands, a longer one in several reports (its first
-    /// byte is then set to the kind of a first report). \return 0 or `NothingMoved`.
+    /// Sends a message of up to 32 bytes in one report, a longer one in several (its first byte is
+    /// then set to the kind of a first report).
+    /// \return 0 or `NothingMoved`.
     int SetUsbMsg(long handle, unsigned char* data, int length);
 
-    /// Receives a message; waits without limit while the reader says that it is busy. What a reply
-    /// states beyond `MessageBytes` is neither read nor stored.
-    /// \param out    takes `MessageBytes`.
+    /// Receives a message; waits without limit while the reader says that it is busy. Of a reply
+    /// that states a greater length only `MessageBytes` are read and stored.
+    /// \param out takes `MessageBytes`.
     /// \param length set to the length that the reply states, may be null.
     /// \return 0, `NothingMoved` or `ErrorStatus`.
     int GetUsbMsg(long handle, unsigned char* out, unsigned int* length);
 
     /// One feature report of 32 bytes, whatever \p length says.
-    /// \return the bytes moved or a negative libusb error. Only 0 counts as a failure above: an
-    /// error leaves a cleared report behind, which reads as a short, empty reply.
+    /// \return the bytes moved or a negative libusb error. Only 0 counts as a failure above: after
+    /// an error the report stays cleared, which is interpreted as an empty reply.
     int HidD_SetFeature(long handle, unsigned char* report, int length);
     int HidD_GetFeature(long handle, unsigned char* report, int length);
 

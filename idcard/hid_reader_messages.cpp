@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// Messages of the HID reader over feature reports.
+// Sending and receiving the HID reader's messages as feature reports.
 
 #include "diagnosis/categories.h"
 #include "diagnosis/usb_failure.h"
@@ -22,7 +22,7 @@ constexpr unsigned transferTimeout = 1000; // milliseconds
 constexpr int firstDataBytes = reportBytes - static_cast<int>(replyData);
 constexpr int nextDataBytes = reportBytes - static_cast<int>(continuationData);
 
-// A report and the zeros that stand for what a single report's length byte claims beyond it.
+// A report, and zeros behind it: a single report's length byte may state up to 255 bytes of data.
 using ReplyBuffer = std::array<unsigned char, replyData + 0xFF>;
 
 } // namespace
@@ -51,7 +51,7 @@ int HidIDCard::HidD_GetFeature(long handle, unsigned char* report, int /*length*
                                           reportBytes, transferTimeout));
 }
 
-// A handle that the object has not given out, or has closed, must not reach libusb as a pointer.
+// libusb must not be called for a handle that this object did not return or has closed.
 bool HidIDCard::isOpen(long handle) const
 {
     return m_handle && handle == openHandle();
@@ -59,7 +59,8 @@ bool HidIDCard::isOpen(long handle) const
 
 long HidIDCard::openHandle() const
 {
-    // A negative handle is an error: in 32 bits the upper half of the addresses must not be one.
+    // A negative handle is an error. On 32-bit systems addresses in the upper half would be
+    // negative.
     constexpr std::uintptr_t positive = std::numeric_limits<long>::max();
     return static_cast<long>(reinterpret_cast<std::uintptr_t>(m_handle) & positive);
 }
@@ -95,7 +96,8 @@ int HidIDCard::SetUsbMsg(long handle, unsigned char* data, int length)
 int HidIDCard::GetUsbMsg(long handle, unsigned char* out, unsigned int* length)
 {
     ReplyBuffer report{};
-    // Cleared each time: a reader that is pulled while it is busy must end the wait.
+    // Cleared each time: otherwise the last "busy" report of a reader that was unplugged would be
+    // repeated for ever.
     const auto receive = [&] {
         report = {};
         return HidD_GetFeature(handle, report.data(), reportBytes) != 0;

@@ -5,7 +5,7 @@
 
 #include <array>
 
-/// The 32-byte feature reports of the HID identity-card reader.
+/// Layout of the 32-byte feature reports of the HID identity-card reader.
 ///
 ///     command:       kind | 08 00 01 00 | command | check byte, XOR of 1 to 5 | zeros
 ///     reply:         kind | ? | status | length, low byte first (2) | data (27)

@@ -7,10 +7,10 @@
 ///
 /// Every text field is UTF-8 and NUL-terminated inside its width; fields that a card type does not
 /// have are empty. `ReadIDCard::AnalysisID` zeroes the whole record before it fills it. The record
-/// takes about a megabyte: it lives in the frame of the command that reads the card.
+/// takes about a megabyte; it is a local variable of the command that reads the card.
 struct IDINFO
 {
-    /// Bytes of the block that the card delivers for the fingerprints.
+    /// Bytes of a card's fingerprint block.
     static constexpr int FingerprintBlockBytes = 1024;
 
     char name[40];              ///< name (the Chinese name of a permanent residence card)
@@ -24,7 +24,7 @@ struct IDINFO
     char idNum[40];             ///< identity number (18 characters); permit number for type "I"
     char issueOrg[50];          ///< issuing authority; its code for type "I"
     char nationCode[200];       ///< nationality code, type "I" only
-    char reserved[1024 * 1024]; ///< kept by the record's layout, always zero
+    char reserved[1024 * 1024]; ///< part of the record's layout, always zero
     char passNum[24];           ///< pass number, type "J" only
     char signCount[8];          ///< number of issues, type "J" only
     char CertVersion[8];        ///< card version, type "I" only

@@ -1,9 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// From the raw blocks of a card to its record. Nothing here can fail: a field that the card holds
-// badly comes out short or empty, and a photo that cannot be decoded leaves the file of the photo
-// alone.
+// Decoding of a card's raw data. No error is returned: a field that is damaged on the card becomes
+// short or empty, and when the photo cannot be decoded its file is not changed.
 
 #include "idcard/identity_record.h"
 
@@ -37,7 +36,7 @@ constexpr size_t IdNumberBytes = 18;
 
 constexpr int PhotoDecoded = 1;
 
-// The text block of one card: fields are converted one by one, by their place in bytes.
+// The text block of one card; a field is given by its offset and length in bytes.
 class CardText
 {
 public:
@@ -87,7 +86,7 @@ void store(char (&field)[Width], const std::string& text)
     std::fill(std::copy_n(text.begin(), length, field), field + Width, '\0');
 }
 
-// Stores the first bytes of a text, wherever that cuts a character.
+// Stores the first bytes of a text, even if that cuts a character.
 template <size_t Width>
 void storeBytes(char (&field)[Width], const std::string& text, size_t count)
 {
@@ -100,8 +99,8 @@ void storeFingerprints(const unsigned char* text, IDINFO& info)
     std::copy_n(text + FingerprintOffset, IDINFO::FingerprintBlockBytes, info.figData);
 }
 
-// Foreigner's permanent residence card. The gender goes where the Chinese name goes, and the name
-// prevails.
+// Foreigner's permanent residence card. The gender is stored in the field of the Chinese name and
+// then overwritten by the name.
 void decodePermanentResidenceCard(CardText card, IDINFO& info)
 {
     store(info.englishName, card.firstWord(0, 120, 120));
@@ -166,7 +165,7 @@ void writePhotoFile(const unsigned char* photo, int length)
     if (!FixedFile::write(path,
                           QByteArray::fromRawData(reinterpret_cast<const char*>(photo), length))) {
         printf("创建文件失败");
-        QFile::remove(path); // another customer's photo must not pass for this one's
+        QFile::remove(path); // otherwise an earlier customer's photo would be taken for this one's
     }
 }
 

@@ -8,8 +8,8 @@ struct IDINFO;
 /// Turns the data of a card (see `CardData`) into a record and writes its photo to
 /// `HolderPhoto::path`.
 ///
-/// \param data       2304 readable bytes, or 2310 with \p withPrefix: 6 skipped bytes in front.
-/// \param info       the record; zeroed first, then filled within its widths.
+/// \param data 2304 readable bytes, or 2310 with \p withPrefix: 6 skipped bytes in front.
+/// \param info the record; zeroed first, then filled within its widths.
 ///
 /// A photo that cannot be decoded or written is printed to standard output; the record is complete
 /// all the same.

@@ -34,8 +34,8 @@ public:
     /// Opens the USB reader, finds out its module, reads the card on it into \p info and closes the
     /// reader again. Blocks for up to the sum of the transfers' timeouts, 1 to 3 seconds each.
     ///
-    /// \param info     filled by `AnalysisID` on success, untouched otherwise.
-    /// \param message  takes `MessageBytes`; names the step that failed, or the SAM number's
+    /// \param info filled by `AnalysisID` on success, untouched otherwise.
+    /// \param message takes `MessageBytes`; names the step that failed, or the SAM number's
     /// success.
     /// \return `CardRead` or what went wrong, see above.
     int readCard(IDINFO* info, char* message);
@@ -92,7 +92,9 @@ public:
     /// \return false, with \p base64 untouched, when the file does not exist or cannot be opened.
     bool getFileContetBase64(const QString& path, QString& base64);
 
-    /// `decodeRecord`. \param scratch not used, may be null. \return always 0.
+    /// `decodeRecord`.
+    /// \param scratch not used, may be null.
+    /// \return always 0.
     int AnalysisID(const unsigned char* data, IDINFO* info, bool withPrefix, char* scratch);
 
     /// \name Conversions of text, see the free functions of the same names

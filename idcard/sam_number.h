@@ -5,11 +5,11 @@
 
 #include <QString>
 
-/// What a query for the security module's number brought.
+/// The result of a query for the security module's number.
 struct SamNumber
 {
     bool success = false; ///< the reader answered, with or without a number
-    QString message;      ///< the step that failed, or the success, for the user
+    QString message;      ///< for the user: the step that failed, or the success
     QString number;       ///< 32 upper-case hexadecimal digits; empty when there is none
 };
 

@@ -21,7 +21,7 @@ constexpr int TemplateBits = 24;
 constexpr int TemplateDigits = TemplateBits / BitsPerDigit;
 constexpr char Space = ' ';
 
-// The free positions of the template, marked x, take the code point's bits from the highest down.
+// The positions marked x are replaced by the code point's bits, the highest first.
 constexpr char Utf8Template[] = "1110xxxx10xxxxxx10xxxxxx";
 
 bool isBinaryText(const char* bits)
@@ -30,8 +30,7 @@ bool isBinaryText(const char* bits)
     return length == TemplateBits && strspn(bits, "01") >= TemplateBits;
 }
 
-// The number that 4 hexadecimal characters stand for; 0, which no character has, when one is not a
-// digit.
+// The number of 4 hexadecimal digits; 0, which is no character's code, when one is not a digit.
 long codeFromHex(const char* gbHex)
 {
     long code = 0;

@@ -48,32 +48,35 @@ int CtoB(char c, char* out);
 int Format(const char* bits, char* out);
 
 /// Encodes a code point of up to 16 bits (higher bits are dropped) as exactly 3 bytes in the form
-/// of UTF-8, also where one or two would do. No terminating zero. \return 0.
+/// of UTF-8, also where one or two would do. No terminating zero.
+/// \return 0.
 int TurnAscii(long codePoint, char* out);
 
 /// Encodes the character of a GB2312 code, written as 4 hexadecimal digits, as `TurnAscii` does (3
-/// bytes). A code that the table does not hold gives the bytes of code point 0. \return 0.
+/// bytes). A code that the table does not hold gives the bytes of code point 0.
+/// \return 0.
 int U2A(const char* gbHex, char* out);
 
 /// Prints every second unit of \p source through the current locale. Each value v is printed as the
 /// wide character v * 257; a zero unit ends the text, and a character that the locale cannot hold
 /// gives an empty text.
 ///
-/// \param source       sourceBytes / 2 characters, one in every second unit.
-/// \param target       takes `MB_LEN_MAX` bytes for each character and a terminating zero.
+/// \param source sourceBytes / 2 characters, one in every second unit.
+/// \param target takes `MB_LEN_MAX` bytes for each character and a terminating zero.
 /// \return 0.
 int UnicodeToAnsi(const uint16_t* source, char* target, int unused, int sourceBytes);
 
 /// Writes 3 bytes for every UTF-16LE character up to a space or the end of \p source: two spaces
 /// and the digit for "0" to "9", the bytes of `TurnAscii` for anything else. No terminating zero.
 ///
-/// \param target       3 bytes for each of the sourceBytes / 2 characters.
-/// \param sourceBytes  length of \p source in bytes.
+/// \param target 3 bytes for each of the sourceBytes / 2 characters.
+/// \param sourceBytes length of \p source in bytes.
 /// \return 0 when \p sourceBytes is below 2, otherwise the first character.
 int UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int unused, int sourceBytes);
 
 /// Copies a text without its spaces (0x20). \p target takes up to the length of \p source and a
-/// terminating zero; both may be the same buffer. \return 0.
+/// terminating zero; both may be the same buffer.
+/// \return 0.
 int delete_spance(const char* source, char* target);
 
 /// @}

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The transfers that the operations of both module generations are made of.
+// The transfers that are common to both generations of the module.
 
 #include "idcard/usb_reader.h"
 

@@ -8,7 +8,7 @@
 #include <array>
 #include <cstdint>
 
-/// The wire of the USB identity-card reader: identifiers, frames and transfers, shared by both
+/// The protocol of the USB identity-card reader: identifiers, frames and transfers, shared by both
 /// generations of its module ("0501" and "0503") and by the security-module query.
 ///
 /// A command frame, 10 bytes:
@@ -21,7 +21,7 @@ constexpr std::uint16_t vendorId = 0x0400;  ///< of the device descriptor
 constexpr std::uint16_t productId = 0xC35A; ///< of the device descriptor
 constexpr int interfaceNumber = 0;
 
-constexpr unsigned shortTimeout = 1000; ///< milliseconds, for everything but the steps below
+constexpr unsigned shortTimeout = 1000; ///< milliseconds, unless `longTimeout` is used
 constexpr unsigned longTimeout = 3000;  ///< milliseconds, while the module works on the card
 
 using Frame = std::array<unsigned char, 10>;
@@ -31,7 +31,7 @@ constexpr Frame selectCard = {0xAA, 0xAA, 0xAA, 0x96, 0x69, 0x00, 0x03, 0x20, 0x
 constexpr Frame readCard0501 = {0xAA, 0xAA, 0xAA, 0x96, 0x69, 0x00, 0x03, 0x30, 0x01, 0x32};
 constexpr Frame readCard0503 = {0xAA, 0xAA, 0xAA, 0x96, 0x69, 0x00, 0x03, 0x30, 0x10, 0x23};
 
-/// The "0501" module takes a frame in two pieces, on two endpoints.
+/// The "0501" module receives a frame in two parts, on two endpoints.
 constexpr int headerBytes = 7;
 constexpr int bodyBytes = 3;
 
@@ -63,11 +63,13 @@ constexpr unsigned char statusNotSelected = 0x81;
 constexpr std::size_t statusOffset0503 = 7;
 constexpr std::size_t dataOffset0503 = 10;
 
-/// One bulk write of \p length bytes. \return whether libusb reported success.
+/// One bulk write of \p length bytes.
+/// \return whether libusb reported success.
 bool write(libusb_device_handle* handle, unsigned char endpoint, const unsigned char* data,
            int length, unsigned timeout);
 
-/// One bulk read of up to 4096 bytes into a cleared \p reply. \return whether it succeeded.
+/// One bulk read of up to 4096 bytes into a cleared \p reply.
+/// \return whether it succeeded.
 bool read(libusb_device_handle* handle, unsigned char endpoint, unsigned timeout, Reply& reply);
 
 /// Sends a whole frame as the "0503" module takes it: to endpoint 0x01, and to 0x02 if that fails.
@@ -80,9 +82,11 @@ bool readReply0503(libusb_device_handle* handle, Reply& reply);
 void formatSamNumber(const unsigned char* number, char* text);
 
 /// \name The operations of a module on an open and claimed reader
-/// Each returns 0, or a negative code that says which transfer failed or which status refused.
-/// \p samText takes `samTextBytes` and keeps its content when the module refuses. \p output takes
+///
+/// Each returns 0, or a negative code that says which transfer failed or which status refused. \p
+/// samText takes `samTextBytes` and is not changed when the module refuses. \p output takes
 /// `replyBytes`. \p fingerprintFlag is set to 1 when more than text and photo arrived.
+///
 /// @{
 int32_t getIDSAM0501(libusb_device_handle* handle, char* samText);
 int32_t findCard0501(libusb_device_handle* handle);
@@ -94,8 +98,8 @@ int32_t selectCard0503(libusb_device_handle* handle);
 int32_t readCardData0503(libusb_device_handle* handle, unsigned char* output, int* fingerprintFlag);
 /// @}
 
-/// \brief The way to the reader for one call: what has been reached is undone in reverse order,
-/// at the latest when the object goes.
+/// \brief The connection to the reader for one call. The steps that succeeded are undone in reverse
+/// order, at the latest by the destructor.
 class Session
 {
 public:
@@ -107,7 +111,7 @@ public:
     bool initialise(); ///< libusb's default context
     bool open();       ///< the first attached reader
     bool claim();      ///< interface 0
-    void end();        ///< releases, closes and leaves libusb, as far as there is something to undo
+    void end();        ///< undoes the steps that succeeded
 
     libusb_device_handle* handle() const { return m_handle; }
 

@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The operations of the "0501" module: a frame goes out as a header and a body, and the reply comes
-// back as a header with its length and a body with its status.
+// The operations of the "0501" module: a frame is sent as a header and a body, and the reply
+// consists of a header with its length and a body with its status.
 
 #include "idcard/card_data.h"
 #include "idcard/usb_reader.h"
@@ -22,7 +22,7 @@ constexpr unsigned char headerIn = 0x81;
 constexpr unsigned char bodyIn = 0x85;
 
 constexpr std::size_t bodyStatus = 0;
-constexpr std::size_t selectStatus = 7; // the select command alone is judged by these bytes
+constexpr std::size_t selectStatus = 7; // the offset in the reply to the select command only
 
 // The steps of an exchange, in order; an operation's result code counts down from its first.
 enum Step { WriteHeader, WriteBody, ReadHeader, ReadBody, Completed };

@@ -1,7 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The operations of the "0503" module: a frame goes out whole and its reply comes back whole.
+// The operations of the "0503" module: a frame is sent in one transfer and its reply received in
+// one.
 
 #include "idcard/card_data.h"
 #include "idcard/usb_reader.h"

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// Every text of a card passes through here on its way into the record.
+// Used for every text of a card's record.
 
 #include "idcard/text_conversions.h"
 
@@ -49,7 +49,7 @@ void writeSequence(uint32_t character, uint8_t* target, size_t length)
     target[0] = static_cast<uint8_t>(LeadBytes[length] | character);
 }
 
-// Takes one character, of one or two units, off the source.
+// Reads one character, of one or two units, and advances the source.
 Result takeCharacter(const uint16_t*& source, bool strict, uint32_t& character)
 {
     character = *source++;

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The card's faces as files beside the service.
+// The pictures of the card's faces as files in the working directory.
 
 #include "files/fixed_file.h"
 #include "idimage/card_faces.h"
@@ -13,7 +13,8 @@
 
 namespace {
 
-// Not the toolkit's loading by name, which keeps a template that has changed within its second.
+// Not QPixmap::load, whose cache would return the old picture of a template that was changed within
+// the same second.
 QPixmap loadTemplate(const QString& path)
 {
     return QPixmap::fromImage(QImage::fromData(FixedFile::read(path)));

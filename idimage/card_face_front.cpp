@@ -87,7 +87,8 @@ void paintBirthday(FacePainter& painter, const QString& date)
     const auto at = [&](int position) {
         return position < date.size() ? date.at(position) : QChar();
     };
-    // A month loses its leading zero; a day that begins with a zero keeps only that zero.
+    // A month is drawn without its leading zero; of a day that begins with a zero only that zero is
+    // drawn.
     const QString month = at(monthAt) == zero ? date.mid(monthAt + 1, 1) : date.mid(monthAt, 2);
     const QString day = at(dayAt) == zero ? date.mid(dayAt, 1) : date.mid(dayAt, 2);
     painter.drawText(valueX, birthY, birthValueOffset, date.left(monthAt));
@@ -95,12 +96,13 @@ void paintBirthday(FacePainter& painter, const QString& date)
     painter.drawText(0.4392523364485982, birthY, birthValueOffset, day);
 }
 
-// Three lines of 11 characters, the last as long as it has to be. A text that would fit on one line
-// is not drawn at all.
+// Two lines of 11 characters and a third with the rest. A text that fits on one line is not drawn
+// at all.
 std::array<QString, 3> addressLines(const QString& address)
 {
     constexpr std::size_t perLine = 11;
-    const std::u32string characters = address.toStdU32String(); // a rare one takes two units
+    // Not UTF-16, in which a rare character takes two units.
+    const std::u32string characters = address.toStdU32String();
     if (characters.size() <= perLine)
         return {};
     const auto part = [&](std::size_t from, std::size_t count) {

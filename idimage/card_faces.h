@@ -10,7 +10,7 @@ class QPixmap;
 /// The pictures of an identity card's two faces, painted onto templates.
 ///
 /// Every position is a fraction of the template's size plus a fixed number of pixels. A null
-/// template is left alone. GUI thread only; the locale's text codec is GB2312 afterwards.
+/// template is not painted on. GUI thread only; afterwards the locale's text codec is GB2312.
 namespace CardFaces {
 
 struct FrontTexts

@@ -10,17 +10,17 @@ class QImage;
 class QPixmap;
 class QString;
 
-/// \brief Writes on one face in the fonts and places of its layout.
+/// \brief Draws texts on one face at the positions of its layout.
 ///
-/// x and y are fractions of the template's width and height; the product is cut to whole pixels
-/// before the offset is added. A text's place is the left end of its baseline.
+/// x and y are fractions of the template's width and height; the product is truncated to whole
+/// pixels before the offset is added. A text's position is the left end of its baseline.
 class FacePainter
 {
 public:
     explicit FacePainter(QPixmap& face);
 
     /// \param spacing pixels between two letters, in addition to their own advance
-    /// \param weight  from 0, thin, to 50, normal
+    /// \param weight from 0, thin, to 50, normal
     void setFont(const QString& family, int pointSize, int spacing, int weight = 50);
     void setColour(const QColor& colour);
     void drawText(double x, double y, int offset, const QString& text);

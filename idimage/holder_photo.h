@@ -5,10 +5,10 @@
 
 class QImage;
 
-/// The holder's photo on its way from the card to the front face.
+/// The holder's photo, as it is painted on the front face.
 namespace HolderPhoto {
 
-/// Where the decoded photo lies between reading a card and the end of the command.
+/// The file of the decoded photo, from the reading of a card to the end of the command.
 constexpr const char* path = "./simage_file.bmp";
 
 /// Pixels of the photo on the front face.

@@ -14,11 +14,12 @@
 
 namespace {
 
-constexpr int reservedDescriptors = 64; // a camera window with its libraries opens some thirty
+constexpr int reservedDescriptors = 64; // a camera window and its libraries open about thirty
 constexpr int retryMs = 100;
 
-/// How many descriptors the process can still open, none above those that `select` can take:
-/// OpenCV waits for cameras with it. Asked of the kernel without opening anything.
+/// How many descriptors the process can still open below FD_SETSIZE, the limit of `select`, with
+/// which OpenCV waits for cameras. `poll` marks unused numbers POLLNVAL, so nothing has to be
+/// opened to count them.
 int freeDescriptors()
 {
     rlimit limit{};
@@ -58,8 +59,9 @@ void AcceptGate::closeWhenFew()
 
 void AcceptGate::close()
 {
-    // Pausing alone takes effect at the next turn of the event loop, and the acceptor empties the
-    // whole queue in one; without room for pending connections it stops at once.
+    // pauseAccepting() takes effect in the next iteration of the event loop only, and until then
+    // QTcpServer would accept the whole queue; with no pending connections allowed it stops at
+    // once.
     if (m_acceptor)
         m_acceptor->setMaxPendingConnections(0);
     m_server->pauseAccepting();

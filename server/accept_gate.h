@@ -10,18 +10,18 @@
 class QTcpServer;
 class QWebSocketServer;
 
-/// \brief Keeps descriptors free for windows and devices, however many clients come.
+/// \brief Keeps file descriptors free for windows and devices, however many clients connect.
 ///
-/// A window that opens while the process has no descriptor left waits for its display server for
-/// ever. So accepting rests while fewer than 64 are free and goes on when clients have left;
-/// meanwhile connections wait in the listening socket's queue, and nobody is refused. Connections
-/// that have not shown yet that they are WebSockets count like the others.
+/// A window that opens when no descriptor is left blocks for ever on its display server. Therefore
+/// no connection is accepted while fewer than 64 descriptors are free; new connections stay in the
+/// listening socket's queue until clients have disconnected, and none is refused. Connections whose
+/// WebSocket handshake is not finished count as well.
 class AcceptGate : public QObject
 {
     Q_OBJECT
 
 public:
-    /// \param server listens already; owns the gate
+    /// \param server listening; becomes the parent of this object
     explicit AcceptGate(QWebSocketServer* server);
 
 private:
@@ -30,7 +30,7 @@ private:
     void openWhenEnough();
 
     QWebSocketServer* m_server;
-    QPointer<QTcpServer> m_acceptor; ///< the server's own, which accepts the connections
+    QPointer<QTcpServer> m_acceptor; ///< the server's internal TCP server
     int m_pendingLimit = 0;          ///< of the acceptor while the gate is open
     QTimer m_retry;                  ///< runs while the gate is closed
 };

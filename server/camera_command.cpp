@@ -13,7 +13,7 @@
 
 namespace {
 
-// Each window waits inside the one before, on the same stack.
+// Each window's event loop runs inside the one before, on the same stack.
 constexpr int maxCaptureWindows = 4;
 
 class CountedWindow
@@ -52,7 +52,7 @@ void CTextMessageProcessor::ZCCameraPic(QString functionName, QWebSocket* client
     qWarning("ZCCameraPic");
     qWarning("ZCCameraPic");
 
-    // The client may go while the window is open, and its socket with it.
+    // The client may disconnect while the window is open; its socket is then deleted.
     const QPointer<QWebSocket> asker(client);
     const QString picture = takePicture();
     send(asker, CreateJson(functionName, picture.isEmpty() ? 0 : 1, QString(), QString(), picture));

@@ -21,23 +21,23 @@
 
 namespace {
 
-// Far above every command, low enough that a message that is sent back costs the other clients no
-// noticeable time (60 MiB cost them five seconds).
+// Far above every command, and small enough that echoing a message does not delay the other clients
+// noticeably (60 MiB delayed them by five seconds).
 constexpr quint64 maxMessageBytes = 8ULL * 1024 * 1024;
 
-// Options of the listening socket that the toolkit has no setters for.
+// Options of the listening socket for which Qt has no setters.
 void tuneListeningSocket(int descriptor)
 {
-    // Accepted sockets inherit this. Without it a reply that leaves as two writes waits some 40 ms
-    // for the peer's delayed acknowledgement, which hits exactly the replies that carry a picture.
+    // Accepted sockets inherit this. Without it a reply that is sent in two writes, as those with
+    // pictures are, waits some 40 ms for the peer's delayed acknowledgement.
     const int on = 1;
     ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-    // A second listen only changes the backlog: with the toolkit's 50, the rest of a burst of
-    // connects waits a second for its second SYN.
+    // A second listen only changes the backlog: with Qt's 50, further connects of a burst are
+    // retried by their clients after a second.
     ::listen(descriptor, SOMAXCONN);
 }
 
-// The connection below a client, which the toolkit keeps to itself.
+// The TCP connection of a client; QWebSocket does not give access to it.
 const QTcpSocket* connectionOf(const QWebSocket& client, const QWebSocketServer& server)
 {
     const QList<QTcpSocket*> all = server.findChildren<QTcpSocket*>();
@@ -68,7 +68,7 @@ EchoServer::EchoServer(quint16 port, bool debug, QObject* parent)
 EchoServer::~EchoServer()
 {
     m_pWebSocketServer->close();
-    // A socket that is deleted says that it is disconnected, which would change the list.
+    // Deleting a socket emits disconnected(), whose slot would change the list.
     for (QWebSocket* client : qAsConst(m_clients))
         client->disconnect(this);
     qDeleteAll(m_clients);
@@ -90,14 +90,15 @@ void EchoServer::endSessions()
         disconnect(client, &QWebSocket::textMessageReceived, this, nullptr);
         disconnect(client, &QWebSocket::binaryMessageReceived, this, nullptr);
     }
-    QCoreApplication::removePostedEvents(this, QEvent::MetaCall); // the frames that wait
+    // The frames that were received and not processed yet.
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     Q_EMIT m_processor->sEndSign();
     QApplication::closeAllWindows();
 }
 
 void EchoServer::dismissClients()
 {
-    const QList<QWebSocket*> clients = m_clients; // closing takes them off the list
+    const QList<QWebSocket*> clients = m_clients; // closing removes them from m_clients
     for (QWebSocket* client : clients)
         client->close(QWebSocketProtocol::CloseCodeGoingAway);
 }
@@ -109,14 +110,14 @@ void EchoServer::onNewConnection()
         return;
     socket->setMaxAllowedIncomingFrameSize(maxMessageBytes);
     socket->setMaxAllowedIncomingMessageSize(maxMessageBytes);
-    // Queued: a window's nested event loop inside a slot called from within the socket's own frame
-    // processing ends in a crash when that page goes away meanwhile.
+    // Queued: with a direct connection a window's nested event loop would run inside the socket's
+    // frame processing, which crashes when that page disconnects meanwhile.
     connect(socket, &QWebSocket::textMessageReceived, this, &EchoServer::processTextMessage,
             Qt::QueuedConnection);
     connect(socket, &QWebSocket::binaryMessageReceived, this, &EchoServer::processBinaryMessage,
             Qt::QueuedConnection);
     connect(socket, &QWebSocket::disconnected, this, &EchoServer::socketDisconnected);
-    // The toolkit answers pings by itself, and these answers can be left unread like all others.
+    // Qt answers pings by itself; a client can leave those answers unread too.
     if (const QTcpSocket* connection = connectionOf(*socket, *m_pWebSocketServer))
         connect(connection, &QTcpSocket::readyRead, socket, [socket] { canBeAnswered(socket); });
     m_clients << socket;

@@ -15,23 +15,23 @@ class QWebSocketServer;
 /// \brief The service's one network endpoint: plain WebSockets on all local addresses.
 ///
 /// Text frames are commands and go to the processor with the socket that sent them; binary frames
-/// are echoed. A port that cannot be bound is no error here: the object then stays alive without
-/// clients. Everything runs on the GUI thread.
+/// are echoed. A port that cannot be bound is not reported: the object then exists without clients.
+/// Everything runs on the GUI thread.
 class EchoServer : public QObject
 {
     Q_OBJECT
 
 public:
-    /// \param port  TCP port to listen on, IPv4 and IPv6
-    /// \param debug writes a debug line for each frame and each client that leaves
+    /// \param port TCP port to listen on, IPv4 and IPv6
+    /// \param debug writes a debug line for each frame and each disconnected client
     EchoServer(quint16 port, bool debug, QObject* parent = nullptr);
     ~EchoServer() override;
 
-    /// Begins the end of the process: takes no further frames, ends the open signing session and
-    /// closes the capture windows. Commands that wait for them answer when the event loops end.
+    /// Prepares the end of the process: processes no further frames, ends the open signing session
+    /// and closes the capture windows. Commands that wait for them reply when the event loops end.
     void endSessions();
 
-    /// Sends every client a close frame that says that the service goes away.
+    /// Closes every connection with a close frame of code 1001 (going away).
     void dismissClients();
 
 Q_SIGNALS:
@@ -50,5 +50,5 @@ private:
     QWebSocketServer* m_pWebSocketServer;
     QList<QWebSocket*> m_clients; ///< owned, in order of connection
     bool m_debug;
-    CTextMessageProcessor* m_processor; ///< shared by all clients; lives to process exit
+    CTextMessageProcessor* m_processor; ///< shared by all clients; exists until the process ends
 };

@@ -12,7 +12,7 @@
 
 namespace {
 
-// The last frame of a message, of the kind "close", with two bytes: 1001, going away.
+// FIN and opcode 8 (close), two bytes of payload: code 1001, going away.
 constexpr std::array<unsigned char, 4> closeFrame{0x88, 0x02, 0x03, 0xE9};
 
 /// \return the local TCP port of a socket; 0 when the descriptor is none
@@ -23,7 +23,8 @@ std::uint16_t localPort(int descriptor)
     if (::getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length) != 0)
         return 0;
     const bool isInternet = address.sin6_family == AF_INET || address.sin6_family == AF_INET6;
-    return isInternet ? ntohs(address.sin6_port) : 0; // at the same place in both
+    // The port has the same offset in sockaddr_in and sockaddr_in6.
+    return isInternet ? ntohs(address.sin6_port) : 0;
 }
 
 } // namespace

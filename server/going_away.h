@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-/// Sends a close frame that says that the service goes away on every connection to \p port of this
-/// process. It goes below the sockets' objects, which belong to the GUI thread: for a process that
-/// ends while that thread is busy. Does not wait. Any thread.
+/// Sends a close frame of code 1001 (going away) on every connection to \p port of this process,
+/// for a process that ends while its GUI thread is blocked: writes to the descriptors and does not
+/// touch the QWebSocket objects, which belong to that thread. Does not wait. Any thread.
 void sendGoingAway(std::uint16_t port);

@@ -36,7 +36,7 @@ QString photoFile()
     return QString::fromLatin1(HolderPhoto::path);
 }
 
-// The photo that the record's decoding left behind, as the Base64 text of a bitmap; empty when
+// The photo file written while the record was decoded, as the Base64 text of a bitmap; empty when
 // there is none.
 QString loadPhoto()
 {
@@ -47,7 +47,7 @@ QString loadPhoto()
     return QString::fromLatin1(bitmap.toBase64());
 }
 
-// Fingerprint blocks begin with "C"; anything else is no fingerprint.
+// A fingerprint block begins with "C"; otherwise the card has no fingerprints.
 QString fingerprintText(const IDINFO& info)
 {
     if (info.figData[0] != 'C')
@@ -89,7 +89,7 @@ struct HidFailure
     QString message;
 };
 
-// Takes the raw data of the card on an opened reader.
+// Reads the raw data of the card with an opened reader.
 HidFailure takeHidCard(HidIDCard& reader, long handle, unsigned char* data)
 {
     long result = reader.PICC_Reader_ID_Request(handle);
@@ -173,7 +173,7 @@ QString CTextMessageProcessor::CreateJsonIDCard(QString functionName, int /*succ
     return QString::fromUtf8(QJsonDocument(reply).toJson(QJsonDocument::Compact));
 }
 
-// Accepted and logged for pages that still send it; there is nothing to open and nothing to answer.
+// Accepted for pages that still send it: nothing is opened and no reply is sent.
 void CTextMessageProcessor::ZCReadHIDOpen(QString /*functionName*/, QWebSocket* /*client*/,
                                           QString /*request*/)
 {

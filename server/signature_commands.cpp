@@ -23,7 +23,8 @@ const QString textSigningInProgress = QStringLiteral("签名进行中");
 const QString textCancelled = QStringLiteral("用户已取消");
 const QString textNotSigned = QStringLiteral("未签名");
 
-// Pages match the end of a session by this name, whatever began it.
+// The reply at the end of a session has this name and not that of the command that began it; pages
+// rely on it.
 const QString sessionReplyName = QStringLiteral("ZCOutputImageBase64AB");
 
 void takePlace(const QString& request)
@@ -86,7 +87,7 @@ void CTextMessageProcessor::ZCBeginSignAB(QString functionName, QWebSocket* clie
     takePlace(request);
     g_SignData.imageBase64.clear();
 
-    // The page may go while its signer writes, and its socket with it.
+    // The page may disconnect during the session; its socket is then deleted.
     const QPointer<QWebSocket> asker(client);
     const auto window = std::make_unique<MainWindow>();
     g_globalObj->signWindow = window.get();

@@ -12,7 +12,7 @@
 struct CTextMessageProcessor::Setting
 {
     const char* key; ///< of the request
-    int* field;      ///< takes whatever the client sends; no number is 0
+    int* field;      ///< any value is stored; text that is no number as 0
 };
 
 void CTextMessageProcessor::storeSettings(const QString& functionName, QWebSocket* client,

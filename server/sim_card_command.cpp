@@ -26,8 +26,8 @@ constexpr const char* iccidCommands[] = {selectMasterFileCommand, selectIccidFil
 
 using Response = std::array<char, 1024>;
 
-/// All that one command gives to the SIM reader library. It stays to the command's last call: a
-/// maker's library may write into it later than it should.
+/// All buffers that one command passes to the SIM reader library. They exist until the command's
+/// last call, because a maker's library may still write to a buffer after the call that got it.
 struct WorkingBuffers
 {
     std::array<char, 256> name{};
@@ -53,7 +53,7 @@ const char* shown(const Response& response)
     return response.data() + (logTellsAll() ? 0 : length - std::min(length, statusDigits));
 }
 
-// Each step returns what failed, or an empty text.
+// Each step returns the message of its failure, or an empty text.
 
 QString openReader(WorkingBuffers& buffers)
 {
@@ -117,8 +117,8 @@ QString closeReader()
     return {};
 }
 
-// After a failure the reader is closed with the card as it stands; a close that failed is tried
-// once more.
+// After a failure the reader is closed without powering the card off; a close that failed is
+// repeated once.
 QString readSimCard(WorkingBuffers& buffers)
 {
     QString failure = openReader(buffers);
@@ -148,7 +148,7 @@ void CTextMessageProcessor::ZCSIMCard(QString functionName, QWebSocket* client, 
         iccid = iccidFromResponse(buffers.responses.back().data(), buffers.responses.back().size());
         msg = QStringLiteral("获取SIM卡ICCID成功");
         success = 1;
-        // Pages rely on the success being answered twice and the reader being closed twice.
+        // Pages rely on getting the success reply twice; the reader is closed twice as well.
         send(client, CreateJson(functionName, success, msg, iccid, {}));
         CloseCardReader();
     }

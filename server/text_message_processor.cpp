@@ -44,7 +44,7 @@ void CTextMessageProcessor::Process(QWebSocket* client, QString request)
 {
     request.replace(QLatin1Char('\''), QLatin1Char('"'));
     dispatch(client, request);
-    std::fflush(stdout); // device progress must not sit in a buffer after its command
+    std::fflush(stdout); // the devices' progress lines must be written by the end of the command
 }
 
 void CTextMessageProcessor::dispatch(QWebSocket* client, const QString& request)
@@ -122,5 +122,5 @@ void CTextMessageProcessor::send(QWebSocket* client, const QString& reply)
     if (!canBeAnswered(client))
         return;
     client->sendTextMessage(reply);
-    client->flush(); // saves a turn of the event loop, or the rest of a handler that goes on
+    client->flush(); // sent now, not at the next iteration of the event loop or after the handler
 }

@@ -13,10 +13,10 @@ struct IDINFO;
 
 /// \brief Turns one command request into one call of a command handler.
 ///
-/// The class is the table of contents of the protocol: each command's handler is a member of its
-/// own, in the handler file of its subsystem. Every handler takes the command name as the request
-/// gave it, the socket that asked (may be null, then nothing is sent) and the whole request text.
-/// One processor serves all clients, on the GUI thread; handlers that run a window are re-entered.
+/// Each command has one handler, a member function in the file of its subsystem. A handler gets the
+/// command name as the request gave it, the client's socket (may be null, then nothing is sent) and
+/// the whole request text. One processor serves all clients, on the GUI thread; while a handler
+/// runs a window, requests of other clients call handlers in that window's event loop.
 class CTextMessageProcessor : public QObject
 {
     Q_OBJECT
@@ -44,8 +44,8 @@ public:
                              QString photo) const;
 
 Q_SIGNALS:
-    void sEndSign(); ///< the open signing session is to end without an answer of its own
-    void sResSign(); ///< the open signing session is to start again on a white canvas
+    void sEndSign(); ///< ends the open signing session without a reply to its ZCBeginSignAB
+    void sResSign(); ///< clears the canvas of the open signing session
 
 private:
     struct Command;
@@ -53,8 +53,8 @@ private:
     void dispatch(QWebSocket* client, const QString& request);
     static void send(QWebSocket* client, const QString& reply);
 
-    /// The guard of commands that must not disturb an open signing session: refuses them.
-    /// \return whether a session is open, and the refusal sent
+    /// Refuses a command that must not be executed during a signing session.
+    /// \return true when a session is open and the refusal was sent
     bool CheckSigning(const QString& functionName, QWebSocket* client) const;
 
     struct Setting;

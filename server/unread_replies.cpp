@@ -8,7 +8,7 @@
 
 namespace {
 
-// Our choice: about two of the largest camera pictures as Base64 text.
+// Chosen here: room for about two of the largest camera pictures as Base64 text.
 constexpr qint64 maxUnreadBytes = 16LL * 1024 * 1024;
 
 } // namespace

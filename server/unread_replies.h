@@ -5,7 +5,7 @@
 
 class QWebSocket;
 
-/// Whether a client can be sent another reply. One that is gone cannot; one that has left more than
-/// 16 MiB of replies unread is disconnected here: what waits for it would grow without limit. A
-/// single reply may be larger. \param client may be null
+/// Whether another reply can be sent to a client. A null or disconnected client gives false. A
+/// client that has left more than 16 MiB of replies unread is disconnected here, because its queue
+/// would grow without limit; a single reply may be larger.
 bool canBeAnswered(QWebSocket* client);

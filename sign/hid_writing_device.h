@@ -3,7 +3,7 @@
 
 #pragma once
 
-/// \brief A signature pad, whatever transport reaches it.
+/// \brief A signature pad, independent of how it is connected.
 ///
 /// The drivers are QObjects and are never deleted through this interface. `findDevice`,
 /// `openDevice` and `closeDevice` belong to the GUI thread, `readData` to the pen reader thread,
@@ -24,7 +24,8 @@ public:
     /// \return 0 a sample, negative none
     virtual int readData(int& x, int& y, int& p) = 0;
 
-    /// Harmless on a closed device. \return 1
+    /// Does nothing on a closed device.
+    /// \return 1
     virtual int closeDevice() = 0;
 
 protected:
@@ -33,5 +34,6 @@ protected:
 
 /// Scales a device coordinate to pixels, truncated toward zero: logicalRange / physicalRange x
 /// value, with the division first, in double precision. Results beyond the range of int are its
-/// nearest bound. \param physicalRange not 0
+/// nearest bound.
+/// \param physicalRange not 0
 int convertPhysicalTologicalValue(int value, int physicalRange, int logicalRange);

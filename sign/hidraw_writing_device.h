@@ -17,29 +17,32 @@ public:
     explicit QLinuxHidRawDev(QObject* parent = nullptr);
     ~QLinuxHidRawDev() override;
 
-    /// Takes the first node in the order of the directory /dev that `isMyHidraw` accepts, and
-    /// remembers its path. Finding none leaves the path as it was.
+    /// Selects the first node, in the order of the directory /dev, that `isMyHidraw` accepts, and
+    /// stores its path. The stored path stays when there is none.
     int findDevice() override;
 
-    /// Opens the path found last, after closing what was open. \return 1, or -1
+    /// Opens the path found last, after closing what was open.
+    /// \return 1, or -1
     int openDevice() override;
 
-    /// Blocks until a report comes. \return 0, or -1 for fewer than 16 bytes
+    /// Blocks until a report comes.
+    /// \return 0, or -1 for fewer than 16 bytes
     int readData(int& x, int& y, int& p) override;
 
     int closeDevice() override;
 
-    /// The node found last; empty before.
+    /// The path of the node found last; empty before the first.
     QByteArray path() const { return devicePath; }
 
 private:
     QByteArray devicePath;
-    int fd = -1;         ///< keeps its number after a close; see `opened`
-    bool opened = false; ///< a number once closed may belong to another file of the process by now
+    int fd = -1;         ///< keeps its value after a close; see `opened`
+    bool opened = false; ///< false: the number in `fd` may belong to another open file by now
 };
 
-/// Judges one hidraw node. Of the pad's own nodes only the one whose report descriptor starts with
-/// vendor usage page 0xFF02 carries pen reports. A node of any other device is accepted too, by
-/// design: without the pad's identity the first hidraw node of the desk counts as the pad. \return
-/// 1 accepted, 0 rejected
+/// Decides whether a hidraw node is taken for the pad. Of the pad's own nodes only the one whose
+/// report descriptor starts with vendor usage page 0xFF02 carries pen reports. A node of any other
+/// device is accepted too, by design: the first hidraw node of the machine counts as the pad when
+/// it is not one of the pad's own.
+/// \return 1 accepted, 0 rejected
 int isMyHidraw(const char* path);

@@ -8,8 +8,7 @@
 #include <QByteArray>
 #include <QObject>
 
-/// \brief A driver that never touches hardware: nothing is found, nothing opens, reads give
-/// nothing.
+/// \brief A driver without a device: finds nothing, opens nothing, reads no samples.
 class QLinuxHidDev : public QObject, public QHidWritingDevice
 {
     Q_OBJECT
@@ -19,7 +18,8 @@ public:
 
     int findDevice() override; ///< \return 0
     int openDevice() override; ///< \return -1
-    /// Leaves the outputs untouched. \return 0
+    /// Leaves the outputs untouched.
+    /// \return 0
     int readData(int& x, int& y, int& p) override;
     int closeDevice() override; ///< \return 0
 

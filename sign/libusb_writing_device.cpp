@@ -22,8 +22,8 @@ constexpr int padInterface = 0;
 constexpr unsigned char penEndpoint = LIBUSB_ENDPOINT_IN | 1;
 constexpr unsigned readTimeoutMs = 300;
 
-// A read without a sample takes the full time-out, whatever ended it: the reading thread repeats it
-// at once and would otherwise spin on an unplugged pad.
+// A read without a sample takes the full time-out, also when it failed at once: the reading thread
+// repeats it immediately and would otherwise use a whole processor while the pad is unplugged.
 void sleepUntilTimeout(const QElapsedTimer& started)
 {
     const qint64 left = static_cast<qint64>(readTimeoutMs) - started.elapsed();
@@ -61,7 +61,7 @@ int QHandWritingDevForLibUsb::findDevice()
 int QHandWritingDevForLibUsb::openDevice()
 {
     if (handle)
-        closeDevice(); // a second handle would hide the first one, still claimed
+        closeDevice(); // otherwise the claim of the earlier handle would make this one fail
     handle = openHandle();
     if (!handle) {
         qDebug("Cannot open device\n");
@@ -131,7 +131,7 @@ void QHandWritingDevForLibUsb::giveBack()
     if (!detachedKernelDriver)
         return;
     detachedKernelDriver = false;
-    // A pad that was replugged has its driver already and refuses another.
+    // Fails, without harm, for a pad that was replugged: its driver is attached already.
     if (libusb_device_handle* pad = openHandle()) {
         libusb_attach_kernel_driver(pad, padInterface);
         libusb_close(pad);
@@ -140,7 +140,7 @@ void QHandWritingDevForLibUsb::giveBack()
 
 libusb_device_handle* QHandWritingDevForLibUsb::openHandle() const
 {
-    // Without a context of our own libusb would reach for a default one that nobody has set up.
+    // With a null context libusb would use its default context, which is not initialised.
     if (!context)
         return nullptr;
     auto* const opened = libusb_open_device_with_vid_pid(context, padVendor, padProduct);

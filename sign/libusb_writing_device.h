@@ -24,18 +24,18 @@ public:
     int findDevice() override;
 
     /// Opens the pad and claims its interface, after detaching the kernel's driver where that is
-    /// needed. The kernel's driver is not attached again before `giveBack`.
+    /// needed. The kernel's driver stays detached until `giveBack`.
     int openDevice() override;
 
-    /// Waits up to 300 ms. A failed read takes the full time too, so that the reading thread
-    /// does not spin on an unplugged pad, which fails at once. \return 0 a sample, -1 time-out or
-    /// failed transfer or closed device, -2 fewer than 8 bytes
+    /// Waits up to 300 ms. A failed read takes the full time too: an unplugged pad fails at once,
+    /// and the reading thread would otherwise repeat the read without a pause.
+    /// \return 0 a sample, -1 time-out or failed transfer or closed device, -2 fewer than 8 bytes
     int readData(int& x, int& y, int& p) override;
 
     int closeDevice() override;
 
-    /// Closes the pad and, if its kernel driver was ever detached here, attaches it again: without
-    /// it the pad would be dead to the desktop until it is replugged.
+    /// Closes the pad and, if its kernel driver was ever detached here, attaches it again:
+    /// otherwise the desktop could not use the pad until it is replugged.
     void giveBack();
 
 private:

@@ -7,7 +7,7 @@
 
 #include <atomic>
 
-/// \brief Reads pen samples from the pad of `g_globalObj` and hands each to the GUI thread.
+/// \brief Reads pen samples from the pad of `g_globalObj` and passes each to the GUI thread.
 ///
 /// The object lives on the GUI thread, so its signals arrive there as queued events, in order. It
 /// neither opens nor closes the pad and never ends by itself.
@@ -18,13 +18,13 @@ class QGetHandWrtingDevData : public QThread
 public:
     QGetHandWrtingDevData();
 
-    /// Starts reading, after ending a loop that still runs. GUI thread.
+    /// Starts reading, after stopping a loop that still runs. GUI thread.
     void startReading();
 
     /// Ends the loop and waits for it: one `readData`, up to about 300 ms. GUI thread.
     void stopReading();
 
-    std::atomic<bool> stop; ///< ends the loop at its next turn
+    std::atomic<bool> stop; ///< ends the loop at its next iteration
 
 Q_SIGNALS:
     void findDeviceErro(); ///< not emitted by this thread

@@ -6,8 +6,8 @@
 #include <limits>
 
 /// Truncates toward zero; what no int can hold becomes the nearest that can, and no number becomes
-/// 0. Coordinates and sizes come unchecked from clients and devices, and a plain cast would be
-/// undefined.
+/// 0. Coordinates and sizes come unchecked from clients and devices, and a plain cast of such a
+/// value is undefined behaviour.
 inline int saturatedInt(double value)
 {
     using Limits = std::numeric_limits<int>;

@@ -26,8 +26,8 @@ void releasePad()
 
 namespace {
 
-// The thread uses Qt's and libusb's static data: it must not run on while the process takes them
-// down.
+// The reader thread uses static data of Qt and libusb and must have ended before the process
+// destroys them.
 const bool padIsReleasedAtTheEnd = [] {
     qAddPostRoutine(releasePad);
     return true;

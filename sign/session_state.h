@@ -16,8 +16,8 @@ class CGlobalObject
 public:
     CGlobalObject();
 
-    QHidWritingDevice* handWritingDev; ///< a QHandWritingDevForLibUsb; lives to process exit
-    QGetHandWrtingDevData* readThread; ///< lives to process exit
+    QHidWritingDevice* handWritingDev; ///< a QHandWritingDevForLibUsb; never deleted
+    QGetHandWrtingDevData* readThread; ///< never deleted
     MainWindow* signWindow = nullptr;  ///< null when no session is open
 };
 
@@ -40,7 +40,7 @@ struct struct_GLOBALSSIGNDATA
     unsigned backgroundColor = 0xFFFFFF; ///< 0xRRGGBB, of a new canvas
     int reserved2 = 0;
     int penWidth = 5;      ///< pixels at full pressure
-    int mode = 0;          ///< stored for clients, without a meaning of its own
+    int mode = 0;          ///< stored for clients; the service does not use it
     int transparency = 65; ///< window opacity in percent
     bool cancelDisabled = false;
     bool resignDisabled = false;
@@ -51,11 +51,11 @@ struct struct_GLOBALSSIGNDATA
     QByteArray imageBase64; ///< PNG of the last signature as Base64 text; empty while there is none
 };
 
-/// Made before `main`, never deleted.
+/// Created before `main`, never deleted.
 extern CGlobalObject* g_globalObj;
 extern struct_GLOBALSSIGNDATA g_SignData;
 
-/// Ends the reader thread and gives the pad back to the desktop; see
-/// `QHandWritingDevForLibUsb::giveBack`. Also runs when the application object goes. Any thread but
-/// the reader.
+/// Stops the reader thread, closes the pad and attaches its kernel driver again; see
+/// `QHandWritingDevForLibUsb::giveBack`. Also called when the application object is destroyed. Any
+/// thread but the reader.
 void releasePad();

@@ -11,6 +11,6 @@
 QString signatureFile();
 
 /// Decodes an image from Base64 text and, unless `path` is empty, saves it there in the format of
-/// the path's suffix; a failure is logged. What is no image gives a null pixmap and writes nothing.
-/// GUI thread.
+/// the path's suffix; a failure is logged. For data that is no image the result is a null pixmap
+/// and nothing is written. GUI thread.
 QPixmap Base64_To_Image(const QByteArray& base64, const QString& path);

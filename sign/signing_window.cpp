@@ -27,9 +27,10 @@ constexpr int padRangeY = 13564;
 constexpr int pngQuality = 20;
 constexpr int buttonFontSize = 24; // pixels, on buttons of 60
 
-// X11 counts window coordinates in 16 bits.
+// X11 window coordinates have 16 bits.
 constexpr int coordinateLimit = 32767;
-// Canvas, window surface and display server each hold the pixels once more: 64 MB at this size.
+// Canvas, window surface and display server each hold a copy of the pixels: 64 MB each at this
+// size.
 constexpr double pixelLimit = 4096.0 * 4096.0;
 
 QSize withinLimits(int width, int height)
@@ -50,7 +51,8 @@ QPoint windowOrigin()
             withinDesktop(qint64(g_SignData.screenY) + g_SignData.y)};
 }
 
-/// Where a point of the window lies on the desktop, for stored positions of any size.
+/// A point of the window in coordinates of the desktop; doubles, because the stored position may be
+/// any int.
 QPointF onDesktop(const QPoint& inWindow)
 {
     return QPointF(inWindow) + QPointF(g_SignData.screenX, g_SignData.screenY) +
@@ -104,9 +106,8 @@ void MainWindow::placeOnPad()
     setWindowOpacity(g_SignData.transparency * 0.01);
 }
 
-/// Gives the layout its real geometry, which the canvas takes its size from. The window is not
-/// mapped: a window manager that sees it come and go may lose it, or its place on top, when it is
-/// really shown.
+/// Activates the layout, from which the canvas takes its size. The window is not mapped for it:
+/// after a map and an unmap some window managers do not show the window again, or not on top.
 void MainWindow::layOutUnseen()
 {
     setAttribute(Qt::WA_DontShowOnScreen);
@@ -115,17 +116,16 @@ void MainWindow::layOutUnseen()
     setAttribute(Qt::WA_DontShowOnScreen, false);
 }
 
-/// The clerk's page keeps the keyboard, and a page in full screen on the pad's display does not
-/// cover the window: window managers activate modal windows and put full screens above those that
-/// "stay on top". The widget's own flags are not changed, only those of its window on the display.
+/// Bypasses the window manager, which would activate the modal window (taking the keyboard from the
+/// clerk's page) and put full-screen windows above those that "stay on top". Only the flags of the
+/// native window are changed, not the widget's.
 void MainWindow::leaveWindowManagerOut()
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
     windowHandle()->setFlag(Qt::X11BypassWindowManagerHint);
 }
 
-/// Black on the form's white whatever the desktop's theme, and of a size for a display that is
-/// written on by hand.
+/// Black text on white in every theme of the desktop, and large enough for the pad's display.
 void MainWindow::makeButtonsReadable()
 {
     for (QPushButton* button : {ui->btnCancel, ui->btnResign, ui->btnOK}) {
@@ -140,8 +140,8 @@ void MainWindow::makeButtonsReadable()
 
 int MainWindow::exec()
 {
-    // Shown by exec() itself, the window would be marked as modal before it is mapped, and modal
-    // windows are activated.
+    // Shown before exec(), which marks the window as modal first; a modal window would be activated
+    // when it is mapped.
     show();
     return QDialog::exec();
 }
@@ -160,7 +160,8 @@ void MainWindow::on_getDataOk(int x, int y, int p)
     last = {x, y, p, 0};
 }
 
-/// The button under the pen looks pressed as long as the pen is down: the pad shows no pointer.
+/// Shows the button under the pen as pressed while the pen is down, because the pad shows no
+/// pointer.
 void MainWindow::showPressed(const QPointF& touch, bool penIsDown)
 {
     for (QPushButton* button : {ui->btnCancel, ui->btnResign, ui->btnOK})
@@ -180,7 +181,8 @@ void MainWindow::clickButtonAt(const QPointF& touch)
             if (hit)
                 qDebug("btnCancel_GloablRct.contains(currentTuchPt) \r\n");
         }
-        // Samples that were on their way when the session was decided do not decide it again.
+        // After the session has ended, samples that were still queued must not click a second
+        // button.
         if (hit && !closeAllowed)
             button->click();
     }
@@ -194,7 +196,7 @@ void MainWindow::DrawWgtHandWriting(int cx, int cy, int p)
         const Stroke stroke(last, sample, g_SignData.penWidth, g_SignData.penColor);
         const QRect changed = stroke.bounds(canvas->size());
         if (!changed.isEmpty()) {
-            // As long as the label shares the pixels, painting would first copy all of them.
+            // While the label shares the pixmap's data, painting would first copy all of it.
             ui->wgtHandwriting->setAttribute(Qt::WA_UpdatesDisabled);
             ui->wgtHandwriting->clear();
             stroke.paint(*canvas);

@@ -13,16 +13,18 @@ QT_BEGIN_NAMESPACE
 class Ui_MainWindow;
 QT_END_NAMESPACE
 
-/// \brief The dialog on the pad's display: pen samples become strokes, pen taps press its buttons.
+/// \brief The dialog on the pad's display: pen samples are drawn as strokes, pen taps press the
+/// buttons.
 ///
-/// Made from `g_SignData`, run with `exec()`, read and deleted by the command that made it. GUI
-/// thread only. Nothing but its own slots closes it: neither the window manager nor a key.
+/// Reads its settings from `g_SignData`. The command that created it runs it with `exec()`, reads
+/// the result and deletes it. GUI thread only. Only its own slots close it; the window manager and
+/// keys cannot.
 class MainWindow : public QDialog
 {
     Q_OBJECT
 
 public:
-    /// Outcomes.
+    /// Results of `exec()`.
     enum Result {
         Signed = 0,
         Cancelled = -1, ///< or the signature could not be encoded
@@ -31,11 +33,11 @@ public:
         EndedByCommand = -88,
     };
 
-    /// Lays the window out at its place on the pad's display, without showing it.
+    /// Computes the window's position and layout on the pad's display, without showing it.
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
-    /// Shows the window above all others of its display, leaving the keyboard where it is, and
+    /// Shows the window above all others of its display without taking the keyboard focus, and
     /// returns when it has been closed.
     int exec() override;
 
@@ -43,12 +45,12 @@ public:
     /// nothing.
     void DrawWgtHandWriting(int cx, int cy, int p);
 
-    /// Starts again on a white canvas, unless that is disabled. The window stays open.
+    /// Clears the canvas to white, unless the button is disabled. The window stays open.
     void btnResign_clicked();
 
     int result = Cancelled;
     QByteArray imageBase64;      ///< PNG of the canvas as Base64 text, set by OK
-    bool endedByCommand = false; ///< closed by a command, which answers for itself
+    bool endedByCommand = false; ///< closed by a command, which sends its own reply
     bool closeAllowed = false;   ///< close events are accepted only when set
     Ui_MainWindow* ui;           ///< owned
     QPixmap* canvas = nullptr;   ///< owned; the label `wgtHandwriting` shows it
@@ -65,7 +67,7 @@ public Q_SLOTS:
     void on_openDeviceErro();
     void on_readDataErro();
 
-    /// Escape ends up here: the session goes on.
+    /// Called for Escape; does nothing, so that the session goes on.
     void reject() override;
 
 protected:

@@ -16,12 +16,13 @@ namespace {
 
 // Pressure has ten bits.
 constexpr double pressureScale = 1.0 / 1024;
-// Wider than any canvas: such a pen covers all that it touches, and the rasteriser's numbers stay
-// small.
+// Wider than any canvas, so a wider pen draws the same; keeps the numbers of Qt's rasteriser in
+// range.
 constexpr int widestPen = 32767;
-// Antialiasing and the rounding of the rasteriser reach a little beyond the geometry.
+// Antialiasing and the rasteriser's rounding change pixels a little outside the geometry.
 constexpr double margin = 2;
-// Qt 5 cuts lines there itself; Qt 6 goes through every row of them, on the canvas or not.
+// Qt 5 clips lines at this coordinate by itself; Qt 6 processes every row of a line, also outside
+// the canvas.
 constexpr double farthest = 32767;
 
 bool isFar(const QPointF& point)
@@ -29,7 +30,8 @@ bool isFar(const QPointF& point)
     return std::abs(point.x()) > farthest || std::abs(point.y()) > farthest;
 }
 
-/// Cuts a line to what lies in a rectangle. \return whether anything does.
+/// Clips a line to a rectangle.
+/// \return false when no part of it lies inside.
 bool cutTo(const QRectF& rectangle, QLineF& line)
 {
     double begin = 0;

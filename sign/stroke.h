@@ -7,7 +7,7 @@
 #include <QPixmap>
 #include <QRect>
 
-/// \brief A pen sample as the drawing keeps it.
+/// \brief A pen sample in canvas coordinates.
 struct PenSample
 {
     int x = 0;
@@ -16,19 +16,19 @@ struct PenSample
     int reserved = 0;
 };
 
-/// Width of a stroke in pixels from the pressures (0 to 1023) at its ends, truncated. 0 stands for
-/// the thinnest pen, one pixel, and so does every width below it.
+/// Width of a stroke in pixels from the pressures (0 to 1023) at its ends, truncated. At least 1:
+/// every smaller \p penWidth, 0 included, gives one pixel.
 int strokeWidth(int lastPressure, int pressure, int penWidth);
 
-/// \brief The mark between two pen samples: a line with round ends, or a point where the pen comes
-/// down.
+/// \brief The stroke between two pen samples: a line with round ends, or a point where the pen is
+/// put down.
 class Stroke
 {
 public:
     /// \param color 0xRRGGBB
     Stroke(const PenSample& from, const PenSample& to, int penWidth, unsigned color);
 
-    /// The pixels that `paint` may change on a canvas of that size; empty when the mark lies
+    /// The pixels that `paint` may change on a canvas of that size; empty when the stroke lies
     /// outside.
     QRect bounds(const QSize& canvas) const;
 

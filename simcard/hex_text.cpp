@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The value of a hexadecimal digit, or -1. Not isxdigit: the host's locale has no say here.
+/// The value of a hexadecimal digit, or -1. Not isxdigit, which depends on the locale.
 int digitValue(char character)
 {
     if (character >= '0' && character <= '9')

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-/// The bytes of `length` characters of hexadecimal text, in either case; nothing when the text is
-/// odd, holds another character, or does not end (with its NUL) exactly there. Reads no further
-/// than that NUL.
+/// The bytes of `length` characters of hexadecimal text, in either case; std::nullopt when the
+/// length is odd, a character is no hexadecimal digit, or the NUL does not stand at exactly that
+/// length. Reads no further than that NUL.
 std::optional<std::vector<std::uint8_t>> bytesFromHex(const char* text, std::size_t length);
 
 /// Upper-case hexadecimal text, two characters a byte.

@@ -19,12 +19,11 @@ inline constexpr char selectIccidFileCommand[] = "A0A40000022FE2";
 /// READ BINARY, offset 0, 10 bytes.
 inline constexpr char readIccidCommand[] = "A0B000000A";
 
-/// Decodes the response to the read command. The last four characters, the status word, are dropped
-/// unseen (a text that is shorter is dropped whole), then the two characters of each pair change
-/// places: the card keeps the digits with their nibbles swapped. Filler digits F stay; nothing is
-/// validated. In a text of odd length the last character has no partner: U+0000 takes its place and
-/// it moves behind that.
+/// Decodes the response to the read command. The last four characters, the status word, are removed
+/// without being checked (a shorter text becomes empty), then the two characters of each pair are
+/// exchanged: the card stores the digits with swapped nibbles. Filler digits F stay; nothing is
+/// validated. In a text of odd length the last character is exchanged with U+0000.
 ///
-/// \param response  UTF-8 text up to its NUL, or up to `capacity` bytes if there is none.
-/// \param capacity  bytes of the buffer that `response` points to.
+/// \param response UTF-8 text up to its NUL, or up to `capacity` bytes if there is none.
+/// \param capacity bytes of the buffer that `response` points to.
 QString iccidFromResponse(const char* response, std::size_t capacity);

@@ -23,22 +23,22 @@ public:
     PcscSession& operator=(const PcscSession&) = delete;
 
     /// Connects to the daemon and chooses the reader that `wanted` stands for; its full name goes
-    /// to `opened`. An earlier connection is closed first. Nothing is held after a failure.
+    /// to `opened`. An earlier connection is closed first. After a failure there is no connection.
     LONG open(const std::string& wanted, std::string& opened);
 
-    /// Powers the card, after powering it off if it was on. The card is kept from other programs
-    /// until it is powered off.
+    /// Powers the card, after powering it off if it was on. The card is locked against other
+    /// programs until it is powered off.
     LONG powerOn(std::vector<std::uint8_t>& answerToReset);
 
     /// Sends one command. A response of less than two bytes is SCARD_W_REMOVED_CARD: the daemon
-    /// reports success with no data when the card is pulled in the middle.
+    /// reports success with no data when the card is pulled during the command.
     LONG transmit(const std::vector<std::uint8_t>& command, std::vector<std::uint8_t>& response);
 
     /// Powers the card off and releases it.
     LONG powerOff();
 
-    /// Powers off a card that is on, and disconnects from the daemon. Nothing is held afterwards,
-    /// whatever it returns.
+    /// Powers off a card that is on, and disconnects from the daemon. Afterwards there is no
+    /// connection, also when an error is returned.
     LONG close();
 
 private:

@@ -81,7 +81,7 @@ bool PcscWorker::startThread()
         std::thread(&PcscWorker::work, this).detach();
         setState(State::idle);
     } catch (const std::system_error&) {
-        setState(State::noThread); // none to be had now; the next call tries again
+        setState(State::noThread); // could not be created; the next call tries again
     }
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     return m_state == State::idle;

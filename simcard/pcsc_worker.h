@@ -9,30 +9,32 @@
 #include <functional>
 #include <mutex>
 
-/// \brief Runs PC/SC calls on a thread of their own, so that a caller gets its answer in bounded
-/// time even when the daemon or a card never answers.
+/// \brief Runs PC/SC calls on a thread of their own, so that a caller waits a limited time even
+/// when the daemon or a card never answers.
 ///
-/// There is one worker, one thread and one session in a process, and there never are more:
-/// pcsc-lite's client side holds a lock across its calls, so that a second thread would hang in the
-/// same place. A call that runs out of time is left to the thread, which closes the session as soon
-/// as the call comes back; until then nothing new is started.
+/// A process has one worker, one thread and one session: pcsc-lite's client library holds a lock
+/// during a call, so a second thread would block as well. When a call runs out of time, its caller
+/// stops waiting, and the thread closes the session as soon as the call returns; until then no
+/// other call is started.
 class PcscWorker
 {
 public:
-    /// What a call does to the session, seen from outside.
+    /// What a call does to the session.
     enum class Access { open, use, close };
 
-    /// A call. It may outlive its caller, so it owns what it reads and writes.
+    /// The work of a call. It may still run after its caller has returned, so it owns the data it
+    /// uses.
     using Job = std::function<LONG(PcscSession&)>;
 
-    /// The bound on the calls of one session together, from its opening on: what callers wait, for
-    /// other callers too.
+    /// Limit of the time that callers wait in all calls of one session together, from its opening
+    /// on; waiting for other callers counts.
     static constexpr std::chrono::milliseconds sessionBound{5000};
 
     /// How long an opening waits for an earlier call that ran out of time.
     static constexpr std::chrono::milliseconds recoveryBound{500};
 
-    /// The process's worker. It is never destroyed: its thread may hang beyond the end of main.
+    /// The process's worker. Never destroyed, because its thread may still be blocked when main
+    /// returns.
     static PcscWorker& instance();
 
     /// Runs `job` and returns its code, or SCARD_E_TIMEOUT when the session's time is up. With no

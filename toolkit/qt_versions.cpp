@@ -21,7 +21,7 @@
 namespace qt_versions {
 namespace {
 
-// Runs between fork and exec: system calls only.
+// Runs between fork and exec, where only system calls are safe.
 void dependOnParent()
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

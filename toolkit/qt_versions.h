@@ -10,21 +10,21 @@ class QFont;
 /// \brief The places where Qt 5 and Qt 6 differ; the rest of the source is the same for both.
 namespace qt_versions {
 
-/// Keeps the toolkit from scaling its windows by the monitors' resolution. To be called before the
-/// application object exists.
+/// Stops Qt from scaling windows by the monitors' resolution. To be called before the application
+/// object is created.
 void ignoreMonitorResolution();
 
-/// Makes GB2312 the character set in which this process's diagnostics leave from now on.
+/// From this call on, this process's diagnostics are written in GB2312.
 ///
-/// With Qt 5 that is one effect of the locale's codec. Qt 6 has no such codec: there the default
-/// output of diagnostics is replaced; a message handler that someone else installed stays.
+/// Qt 5 writes them in the locale's codec, which this sets. Qt 6 has no such codec: there the
+/// default message handler is replaced, unless another handler is installed already.
 void setLocaleCodecToGb2312();
 
 /// \param weight from 0, thin, to 50, normal: the lighter half of the scale of Qt 5
 void setFontWeight(QFont& font, int weight);
 
-/// \brief A child process that is killed when the thread that started it ends, and in a process
-/// group of its own, which Ctrl-C in the terminal does not reach.
+/// \brief A child process that is killed when the thread that started it ends. It has its own
+/// process group, so that Ctrl-C in a terminal does not signal it.
 class DependentProcess : public QProcess
 {
 public:

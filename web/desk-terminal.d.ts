@@ -9,7 +9,7 @@ export type CommandName =
     | "ZCSetSignScreenPosSizeAB" | "ZCGetSAMNum" | "ZCReadIDCard" | "ZCReadHIDOpen" | "ZCReadHIDIDCard"
     | "ZCCameraPic" | "ZCSIMCard";
 
-/** Each command's parameters with their least and greatest value, and how long its answer may take. */
+/** Each command's parameters with their minimum and maximum, and the time limit of its reply. */
 export declare const commands: Readonly<
     Record<CommandName, { parameters: Record<string, [least: number, greatest: number]>; seconds?: number }>
 >;
@@ -32,7 +32,7 @@ export interface Picture {
 
 /** An identity card. Fields that a kind of card does not have are empty. */
 export interface Card {
-    /** A code of the card's kind, "J", "I" or another. */
+    /** The code of the card's type, "J", "I" or another. */
     CardType: string;
     name: string;
     englishName: string;
@@ -55,7 +55,7 @@ export interface Card {
     photo: Picture | null;
 }
 
-/** A reply as it came. */
+/** A reply, unchanged. */
 export interface Reply {
     functionName?: string;
     _tflag?: string;
@@ -80,9 +80,9 @@ export declare class DeskError extends Error {
      * "unknown-command", "card-unreadable".
      */
     readonly code: number | string;
-    /** The service's own words, or the client's. */
+    /** The service's message, or the client's. */
     readonly text: string;
-    /** A word to choose a message by. */
+    /** A keyword for the cause, for choosing a message. */
     readonly reason: string;
     readonly reply?: Reply;
 }
@@ -107,7 +107,7 @@ export interface FrameEvent extends DeskEvent {
     readonly bytes?: Uint8Array;
 }
 
-/** A reply that belongs to no command of this page. */
+/** A reply that does not belong to a command of this page. */
 export interface StrayEvent extends DeskEvent {
     readonly text: string;
 }
@@ -120,17 +120,17 @@ interface DeskEvents {
 
 export interface Options {
     url?: string;
-    /** A constructor, where the platform has none (Node before 22). */
+    /** A WebSocket class, for platforms without one (Node before 22). */
     WebSocket?: unknown;
-    /** Connect again whenever the connection is lost (true). */
+    /** Reconnect when the connection is lost (default true). */
     reconnect?: boolean;
-    /** Milliseconds before the first new attempt; doubles with each (500). */
+    /** Milliseconds before the first new attempt; doubled after each (default 500). */
     firstDelay?: number;
-    /** Milliseconds (10000). */
+    /** Milliseconds (default 10000). */
     longestDelay?: number;
-    /** Milliseconds (5000). */
+    /** Milliseconds (default 5000). */
     connectTimeout?: number;
-    /** Milliseconds between looks whether another page ended the signing session (10000; 0 for never). */
+    /** Milliseconds between checks whether another page ended the signing session (default 10000; 0: never). */
     sessionCheck?: number;
 }
 
@@ -140,7 +140,7 @@ export interface CommandOptions {
 }
 
 export interface SigningOptions extends CommandOptions {
-    /** When a session is open already, perhaps another page's, end it and begin (false). */
+    /** End a session that is open already, perhaps another page's, and begin (default false). */
     endOpenSession?: boolean;
 }
 

@@ -13,15 +13,15 @@
  * Every command is a promise. It rejects with a {@link DeskError} that names the step, its code and its text.
  */
 
-/** Where the service listens, on the machine of the page. */
+/** The service's address on the machine that shows the page. */
 export const defaultUrl = "ws://localhost:12343/";
 
 const place = { x: [-32768, 32767], y: [-32768, 32767], width: [1, 32767], height: [1, 32767] };
 
 /**
- * The commands of the service. `parameters` gives each parameter's least and greatest value; `seconds` is how
- * long the answer may take (a device that hangs, or another page's card, holds up the whole service); commands
- * without it wait for a person.
+ * The commands of the service. `parameters` gives each parameter's minimum and maximum; `seconds` is the time
+ * limit of the reply (long, because a device that hangs or another page's card blocks the whole service);
+ * commands without it wait for a person and have no limit.
  */
 export const commands = Object.freeze({
     ZCDeviceExist: { parameters: {}, seconds: 15 },
@@ -43,13 +43,13 @@ export const commands = Object.freeze({
     ZCSIMCard: { parameters: {}, seconds: 30 },
 });
 
-// Not a command of the service, whose names all begin with ZC.
+// Must not be the name of a command; those begin with ZC.
 const ping = "ping";
 
-// Where a browser tells what the page's policy blocks, in a page and in a worker.
+// The object that gets the browser's "securitypolicyviolation" events, in a page and in a worker.
 const policyEvents = globalThis.document ?? globalThis;
 
-// [reason, step, code or pattern of the service's text, for people]
+// [reason, step, code or pattern of the service's text, message for people]
 const reasons = [
     ["pad-absent", "ZCStartDeviceAB", -1, "no signature pad is attached"],
     ["pad-busy", "ZCStartDeviceAB", -2, "another program uses the signature pad"],
@@ -74,9 +74,9 @@ const reasons = [
 export class DeskError extends Error {
     /**
      * @param {string} step the command that failed, or "connect"
-     * @param {number|string} code the service's code; a word when the client itself gave up
-     * @param {string} text the service's own words, or the client's
-     * @param {object} [reply] what the service answered
+     * @param {number|string} code the service's code; a word for an error of the client itself
+     * @param {string} text the service's message, or the client's
+     * @param {object} [reply] the service's reply
      */
     constructor(step, code, text, reply) {
         const known = reply && reasons.find(([, at, sign]) => (at === null || at === step)
@@ -87,13 +87,13 @@ export class DeskError extends Error {
         this.step = step;
         this.code = code;
         this.text = text;
-        /** A word to choose a message by: the table above, else the code as text. */
+        /** A keyword for the cause: from the table above, otherwise the code as text. */
         this.reason = known ? known[0] : String(code);
         this.reply = reply;
     }
 }
 
-/** What {@link DeskTerminal} reports: "state", "frame" and "stray", with the details as members. */
+/** An event of {@link DeskTerminal}: "state", "frame" or "stray", with its details as members. */
 export class DeskEvent extends Event {
     /**
      * @param {string} type
@@ -106,8 +106,8 @@ export class DeskEvent extends Event {
 }
 
 /**
- * Writes a request. The service turns every apostrophe of the text into a double quote before it reads it;
- * the escaped form passes.
+ * Writes a request. Apostrophes are escaped, because the service replaces each by a double quote before it parses
+ * the text.
  * @param {object} request
  * @returns {string}
  */
@@ -116,7 +116,7 @@ export function encodeRequest(request) {
 }
 
 /**
- * A picture of a reply. The service does not say which kind it is; its first bytes do.
+ * A picture of a reply. Its type is found by its first bytes, because the reply does not give it.
  * @param {string} base64
  * @returns {{base64: string, type: string, dataUrl: string}}
  */
@@ -127,7 +127,7 @@ export function picture(base64) {
 }
 
 /**
- * Why a page cannot connect, as far as the page can tell.
+ * The likely reason why a page cannot connect.
  * @param {string} url of the service
  * @param {{protocol: string, hostname: string}} [page] the page's own address
  * @returns {Promise<"service-not-running"|"public-http"|"permission-denied"|"permission-needed"|"mixed-content">}
@@ -138,7 +138,7 @@ export async function likelyReason(url, page = globalThis.location) {
         return "mixed-content";
     if (!page || !/^https?:$/.test(page.protocol) || isLocal(page.hostname))
         return "service-not-running";
-    // Browsers go by the page's network address; all that a page knows of it is its name.
+    // Browsers decide by the page's network address; a page only knows its host name.
     if (!page.hostname.includes(".") || /^(10|192\.168|172\.(1[6-9]|2\d|3[01])|169\.254)\./.test(page.hostname)
         || /\.(local|lan|intranet|internal)$/.test(page.hostname))
         return "service-not-running";
@@ -196,13 +196,13 @@ export class DeskTerminal extends EventTarget {
     /**
      * @param {object} [options]
      * @param {string} [options.url]
-     * @param {any} [options.WebSocket] a constructor, where the platform has none (Node before 22)
-     * @param {boolean} [options.reconnect] connect again whenever the connection is lost (true)
-     * @param {number} [options.firstDelay] ms before the first new attempt; doubles with each (500)
-     * @param {number} [options.longestDelay] ms (10000)
-     * @param {number} [options.connectTimeout] ms (5000)
-     * @param {number} [options.sessionCheck] ms between looks whether an open signing session was ended by
-     *     another page, which the service does not tell (10000; 0 for never)
+     * @param {any} [options.WebSocket] a WebSocket class, for platforms without one (Node before 22)
+     * @param {boolean} [options.reconnect] reconnect when the connection is lost (default true)
+     * @param {number} [options.firstDelay] ms before the first new attempt; doubled after each (default 500)
+     * @param {number} [options.longestDelay] ms (default 10000)
+     * @param {number} [options.connectTimeout] ms (default 5000)
+     * @param {number} [options.sessionCheck] ms between checks whether another page has ended an open signing
+     *     session, which the service does not report (default 10000; 0: never)
      */
     constructor(options = {}) {
         super();
@@ -220,8 +220,8 @@ export class DeskTerminal extends EventTarget {
     // --- Connection -------------------------------------------------------------------------------------------
 
     /**
-     * Connects now. Commands do it by themselves. When this attempt fails, the promise rejects with the likely
-     * reason, and further attempts follow in the background.
+     * Connects now; a command does it when there is no connection. When this attempt fails, the promise rejects
+     * with the likely reason, and further attempts follow in the background.
      * @returns {Promise<void>}
      */
     connect() {
@@ -235,8 +235,8 @@ export class DeskTerminal extends EventTarget {
     }
 
     /**
-     * Ends the connection, and this page's signing session if it is open; commands that wait reject. A later
-     * command connects again.
+     * Ends the connection, and this page's signing session if it is open; commands without a reply reject. A
+     * later command connects again.
      */
     close() {
         clearTimeout(this.#timer);
@@ -261,7 +261,7 @@ export class DeskTerminal extends EventTarget {
         try {
             socket = new this.#WebSocket(this.#options.url);
         } catch (error) {
-            // The browser refuses the address, or the page's right to use it; Firefox tells of a policy just after.
+            // The browser refuses the address or the page's access to it; Firefox sends the event for a policy later.
             this.#timer = setTimeout(() => this.#lost(error.message));
             return;
         }
@@ -274,7 +274,7 @@ export class DeskTerminal extends EventTarget {
             if (socket === this.#socket)
                 this.#lost(`closed, code ${event.code}${event.reason && `, ${event.reason}`}`);
         };
-        socket.onerror = () => {}; // a close follows
+        socket.onerror = () => {}; // followed by a close event, which is handled
     }
 
     #opened() {
@@ -290,7 +290,7 @@ export class DeskTerminal extends EventTarget {
         this.#next();
     }
 
-    /** A socket that the page's policy blocks does not say why it fails, in Chromium not even that it does. */
+    /** A socket blocked by the page's policy gives no reason for its failure, in Chromium not even an event. */
     #policyViolated = (/** @type {any} */ { disposition, effectiveDirective, blockedURI }) => {
         this.#isBlocked ||= disposition === "enforce" && effectiveDirective === "connect-src"
             && blockedURI.startsWith(new URL(this.url).origin);
@@ -311,7 +311,7 @@ export class DeskTerminal extends EventTarget {
         this.#drop(error);
         if (willRetry)
             this.#timer = setTimeout(() => this.#open(), delay);
-        // Looking for the reason takes a moment; the state is right at once.
+        // Finding the reason is asynchronous; the state is set before.
         this.#state = willRetry ? "waiting" : "closed";
         if (!wasOpen)
             error.reason = this.#isBlocked ? "content-security-policy"
@@ -321,14 +321,14 @@ export class DeskTerminal extends EventTarget {
         this.dispatchEvent(new DeskEvent("state", { state: this.#state, delay, error }));
     }
 
-    /** Lets go of the socket and of everything that waits for it. */
+    /** Drops the socket and rejects everything that waits for it. */
     #drop(error) {
         const socket = this.#socket;
         this.#socket = null;
         try {
             socket?.close();
         } catch {
-            // It never opened.
+            // The socket was not open.
         }
         this.#unwatchSession();
         const jobs = [...this.#windows.values(), ...(this.#active ? [this.#active] : []), ...this.#queue.splice(0)];
@@ -345,12 +345,12 @@ export class DeskTerminal extends EventTarget {
     // --- Requests and replies ---------------------------------------------------------------------------------
 
     /**
-     * Sends one command and takes its reply as it is. The commands below are more comfortable.
+     * Sends one command and returns its reply unchanged. The methods below check and convert the replies.
      * @param {string} name
      * @param {object} [parameters]
-     * @param {{timeout?: number}} [options] ms; else by the table of commands
-     * @returns {Promise<object>} the reply, with whatever success it tells; of ZCReadHIDOpen, which is never
-     *     answered, an empty one once the service has taken it
+     * @param {{timeout?: number}} [options] ms; by default as in the table of commands
+     * @returns {Promise<object>} the reply, also when it reports a failure; an empty object for ZCReadHIDOpen,
+     *     which has no reply, when the service has received it
      */
     async request(name, parameters = {}, { timeout } = {}) {
         if (this.#state !== "open")
@@ -364,7 +364,7 @@ export class DeskTerminal extends EventTarget {
     }
 
     /**
-     * Sends any text as it is, past the queue. Its reply is an event, "stray".
+     * Sends any text unchanged and at once, ahead of queued commands. Its reply is reported by a "stray" event.
      * @param {string} text
      */
     sendRaw(text) {
@@ -373,7 +373,7 @@ export class DeskTerminal extends EventTarget {
         this.#send(text);
     }
 
-    /** Has the service echo a binary frame, in order with the commands: it lives and has taken them. */
+    /** Lets the service echo a binary frame, which shows that it has processed all earlier commands. */
     async ping() {
         await this.request(ping);
     }
@@ -434,7 +434,7 @@ export class DeskTerminal extends EventTarget {
             return;
         }
         if (active && data === active.sent) {
-            // The service sends back what it does not understand.
+            // The service sends a text back when it is no known command.
             this.#fail(active, new DeskError(active.name, "unknown-command", "the service does not know it"));
             return;
         }
@@ -452,9 +452,10 @@ export class DeskTerminal extends EventTarget {
     }
 
     /**
-     * Whose reply this is. A reply carries the tag of the latest request, which for an ordinary command is its
-     * own: it is answered before the next is looked at. What a window answers, and what comes after its
-     * command was given up, carries some other tag. A signing session answers under another command's name.
+     * The command that a reply belongs to. The service tags a reply with the latest request's tag. For an ordinary
+     * command that is its own tag, because it is answered before the next one is sent; the reply of a command with
+     * a window, or one that arrives after the time limit, has another. A signing session's reply has the name of
+     * another command.
      */
     #jobOf(reply) {
         const { functionName: name, _tflag: tag } = reply;
@@ -468,7 +469,7 @@ export class DeskTerminal extends EventTarget {
     #finish(job, reply) {
         const first = job.resolve;
         if (job.name === "ZCSIMCard" && reply.success === 1 && !job.answered) {
-            // The same again follows; the next command waits for it, so that it cannot be mistaken.
+            // The service sends this reply twice; the next command waits for the second one.
             job.answered = true;
             first(reply);
             return;
@@ -501,10 +502,10 @@ export class DeskTerminal extends EventTarget {
             ? "; the capture window stays open, and until the operator closes it a new one gives no picture" : "";
         this.#fail(job, new DeskError(job.name, "timeout", `no answer within ${job.timeout / 1000} s${stays}`));
         if (job.name === "ZCBeginSignAB")
-            this.request("ZCEndSignAB").catch(() => {}); // nobody waits for the window any more
+            this.request("ZCEndSignAB").catch(() => {}); // closes the window, whose result is not needed now
     }
 
-    /** A session that a command ended has no answer of its own, and none can come after that command's. */
+    /** Rejects the session's promise: after a command has ended the session, no reply to its begin follows. */
     #sessionEnded() {
         const session = this.#windows.get("ZCBeginSignAB");
         if (session)
@@ -512,8 +513,8 @@ export class DeskTerminal extends EventTarget {
     }
 
     /**
-     * Another page can end this page's session without a word to it. The signing mode is a setting without any
-     * effect that is refused while a session is open: setting it again tells.
+     * Checks whether another page has ended this page's session, which the service does not report: it refuses to
+     * set the signing mode, a setting without effect, while a session is open.
      */
     #watchSession() {
         globalThis.addEventListener?.("pagehide", this.#leavePage);
@@ -535,24 +536,24 @@ export class DeskTerminal extends EventTarget {
         clearInterval(this.#sessionTimer);
     }
 
-    /** Nobody is left to take the signature: the window goes from the pad's display. */
+    /** Ends the session when the page is closed, so that the window does not stay on the pad's display. */
     #leavePage = () => {
         this.#sendEnd();
         this.#sessionEnded();
     };
 
-    /** Past the queue: there may be no time to wait for the command before. */
+    /** Sent ahead of the queue: a page that is closed cannot wait for the commands before. */
     #sendEnd() {
         this.#send(encodeRequest({ function: "ZCEndSignAB" }));
     }
 
     // --- Commands ---------------------------------------------------------------------------------------------
 
-    /** Sends a command and takes its reply if it tells of success. */
+    /** Sends a command and returns its reply; rejects when it reports a failure. */
     async #command(name, parameters = {}, options = {}) {
         for (const [key, [least, greatest]] of Object.entries(commands[name].parameters)) {
             const value = parameters[key];
-            // The service itself would take what is no number for 0.
+            // The service would use 0 for a value that is no number.
             if (!Number.isInteger(value) || value < least || value > greatest)
                 throw new RangeError(`${name}: ${key} must be a whole number from ${least} to ${greatest}`);
         }
@@ -567,7 +568,7 @@ export class DeskTerminal extends EventTarget {
         return (await this.request("ZCDeviceExist")).success === 1;
     }
 
-    /** Opens the signature pad. It is read, and fills the service's log, until {@link stopPad}. */
+    /** Opens the signature pad. The service reads it, and logs every read, until {@link stopPad}. */
     async startPad() {
         await this.#command("ZCStartDeviceAB");
     }
@@ -581,9 +582,9 @@ export class DeskTerminal extends EventTarget {
      * Opens the signing window on a started pad and waits for the signer.
      * @param {{x: number, y: number, width: number, height: number}} area in pixels of the pad's display
      * @param {object} [options]
-     * @param {number} [options.timeout] ms until the session is ended; else it waits for ever
-     * @param {boolean} [options.endOpenSession] when a session is open already, end it and begin: right only
-     *     when that signature, perhaps another page's, is known to be given up (false)
+     * @param {number} [options.timeout] ms until the session is ended; no limit by default
+     * @param {boolean} [options.endOpenSession] end a session that is open already and begin (default false); only
+     *     for pages that know that the other signature, perhaps another page's, is not needed
      * @returns the signature, a PNG picture
      */
     async beginSigning(area, { endOpenSession = false, ...options } = {}) {
@@ -640,18 +641,18 @@ export class DeskTerminal extends EventTarget {
         await this.#command("ZCSetPenWidth", { Width: width });
     }
 
-    /** A setting that the service keeps and does not use. */
+    /** Stores a setting that the service does not use. */
     async setMode(mode) {
         await this.#command("ZCSetModeAB", { mode });
         this.#mode = mode;
     }
 
-    /** Where the pad's display lies in the desktop, and its size, in pixels. */
+    /** Sets the position of the pad's display in the desktop, and its size, in pixels. */
     async setPadScreen(area) {
         await this.#command("ZCSetSignScreenPosSizeAB", area);
     }
 
-    /** The number of the USB card reader's security module: 32 digits, or nothing when it tells none. */
+    /** The number of the USB card reader's security module: 32 digits, or empty when the module gives none. */
     async samNumber() {
         return (await this.#command("ZCGetSAMNum")).data ?? "";
     }
@@ -666,7 +667,7 @@ export class DeskTerminal extends EventTarget {
         return this.#readCard("ZCReadHIDIDCard");
     }
 
-    /** A HID reader that is lost in the middle of a read passes for a success, with the fields before the loss. */
+    /** When a HID reader is unplugged during a read, the service reports success with the fields read before. */
     async #readCard(name) {
         const reply = await this.#command(name);
         const field = unreadField(reply.data);
@@ -675,23 +676,23 @@ export class DeskTerminal extends EventTarget {
         return card(reply);
     }
 
-    /** Kept for pages that send it; there is nothing to open. */
+    /** Kept for pages that send this command, which does nothing. */
     async openHidReader() {
         await this.request("ZCReadHIDOpen");
     }
 
-    /** Has the operator take a picture: a JPEG. */
+    /** Opens the camera window, in which the operator takes a picture (JPEG). */
     async takePicture(options = {}) {
         return picture((await this.#command("ZCCameraPic", {}, options)).Base64);
     }
 
-    /** The SIM card's number (ICCID), as a rule 20 digits; nothing when the card has none. */
+    /** The SIM card's number (ICCID), usually 20 digits; empty when the card has none. */
     async readSim() {
         return (await this.#command("ZCSIMCard")).data ?? "";
     }
 }
 
-/** The first field that shows that a card was not read to its end, if there is one. */
+/** The first field whose value shows that a card was not read completely; undefined when all are complete. */
 function unreadField(data) {
     const number = data.CardType === "I" ? /^[A-Z]{3}\d{12}$/ : /^\d{17}[\dX]$/;
     const date = /^\d{8}$/;

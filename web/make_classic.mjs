@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// Makes console/desk-terminal.classic.js of desk-terminal.js. A browser loads no ES module into a page that was
-// opened from disk; the console page therefore has the library as a classic script, a global `deskTerminal`.
+// Converts desk-terminal.js to console/desk-terminal.classic.js. Browsers load no ES module into a page that was
+// opened from disk; the console page therefore uses the library as a classic script, the global `deskTerminal`.
 
 import { readFileSync, writeFileSync } from "node:fs";
 import { fileURLToPath } from "node:url";

@@ -9,7 +9,7 @@
 
 namespace photo {
 
-/// The payload of a photo block. It travels by value, so that a decoder owns what it reads.
+/// The payload of a photo block. Passed by value, so that a decoder owns its data.
 struct NR
 {
     static constexpr int MaximumLength = 1031;
@@ -26,9 +26,9 @@ struct State
     std::array<std::uint8_t, Contexts> moreProbable; ///< the more probable symbol, 0 or 1
     std::array<std::uint8_t, Contexts> index;        ///< entry of `ShiftTb`
     std::array<std::uint32_t, Contexts> qe;          ///< estimate of the less probable symbol
-    std::array<std::uint32_t, Contexts> weights;     ///< 1 each; the format's, no use is known
-    /// For the models of 3, 4 and 8 contexts, our own use: the least neighbourhood activity of each
-    /// context.
+    std::array<std::uint32_t, Contexts> weights;     ///< 1 each; the format's, without a known use
+    /// For the models of 3, 4 and 8 contexts the least neighbourhood activity of each context
+    /// (defined by this project).
     std::array<std::uint32_t, 16> parameters;
 };
 
@@ -36,7 +36,7 @@ struct State
 /// parameters, any other size leaves them cleared.
 void InitState(State& model, int alphabetSize);
 
-/// Moves a context on after its more or its less probable symbol was coded (ITU-T T.81, D.1.5).
+/// Updates a context after its more or its less probable symbol was coded (ITU-T T.81, D.1.5).
 void adaptAfterMoreProbable(State& model, int context);
 void adaptAfterLessProbable(State& model, int context);
 
@@ -46,13 +46,13 @@ struct Jg
     std::uint32_t interval = 0x10000;
     std::uint32_t code = 0;
     int bitCount = 0;
-    int position = 0; ///< of the next byte of the payload; runs on past its end
+    int position = 0; ///< of the next byte of the payload; may be beyond its end
 };
 
 /// \brief The QM decoder of ITU-T T.81, Annex D, with the photo format's own byte-in rule.
 ///
-/// The last byte of the payload is never fed, 0xFF 0x00 stands for 0xFF, and behind the payload
-/// come zeros.
+/// The last byte of the payload is never read, 0xFF 0x00 means 0xFF, and the payload is continued
+/// with zeros.
 class ArithmeticDecoder
 {
 public:

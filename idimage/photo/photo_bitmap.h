@@ -22,8 +22,9 @@ Image convertColours(const std::array<Plane, Components>& planes);
 /// Gives every pixel outside the mask `n` the background colour, the first three bytes of `FixNum`.
 void fillBackground(Image& image);
 
-/// Replaces every inner pixel outside the mask that touches the object by the mean of its
-/// neighbourhood, in place (our choice): later pixels see the earlier ones smoothed.
+/// Replaces every inner pixel outside the mask that has a neighbour inside the mask by the mean of
+/// its neighbourhood, in place (our choice): the neighbourhood may contain pixels that are already
+/// smoothed.
 void smoothEdges(Image& image);
 
 /// Writes the BMP file of the photo, `libwlt::BitmapBytes` bytes.

@@ -12,7 +12,7 @@
 
 namespace photo {
 
-/// What a stream says before its coefficients.
+/// The values in a stream before its coefficients.
 struct StreamSetup
 {
     static constexpr std::uint32_t Mark = 0xB38D; ///< 16 bits, first of the set-up values
@@ -42,7 +42,7 @@ using PlaneCoefficients = std::array<Coefficients, Components>;
 ///
 /// Coefficients are coded by bit planes, from the highest down; in each plane component after
 /// component, block after block from the coarsest band to the finest. A block that has no
-/// significant coefficient yet starts with one decision that says whether it gets one now. A
+/// significant coefficient yet starts with one decision: whether it gets one in this bit plane. A
 /// coefficient that is not significant yet is coded as 0 or as significant with its sign, one that
 /// is significant gets its next bit. The stream may end after any decision; the rest of a
 /// coefficient is then estimated.

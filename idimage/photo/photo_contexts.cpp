@@ -86,7 +86,7 @@ int CoefficientContexts::ofSignificance(const State& model, int row, int column)
     const size_t i = at(row, column);
     const bool hasParent = r[i] > LastBandWithoutParents && m_sign[at(row / 2, column / 2)] != 0;
     const int activity = m_activity[i] + (hasParent ? ParentActivity : 0);
-    // The last context whose least activity is reached.
+    // The highest context whose least activity is not above the neighbourhood's.
     size_t context = State::Contexts - 1;
     while (context > 0 && static_cast<int>(model.parameters[context]) > activity)
         --context;

@@ -36,8 +36,8 @@ struct SignContext
     int predictedNegative; ///< 0 or 1
 };
 
-/// \brief The contexts of one component's decisions: what is known of the blocks and coefficients
-/// around.
+/// \brief The contexts of one component's decisions, from the state of the neighbouring blocks and
+/// coefficients.
 ///
 /// Neighbours count only within a coefficient's own band. The parent of a coefficient or block
 /// stands at half its row and column in the next coarser band of the same orientation.

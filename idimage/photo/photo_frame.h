@@ -25,14 +25,14 @@ constexpr int PayloadAt = 15;
 constexpr std::uint8_t FirstPayloadByte = 0x6F;
 constexpr int CheckSumBytes = 2;
 
-/// The payload of a block and what stands behind it, 0 where the block ends first.
+/// The payload of a block and the check sum behind it; 0 when the block ends before the check sum.
 struct FramedPayload
 {
     NR payload;
     std::uint16_t checkSum = 0;
 };
 
-/// Checks the header and takes the payload out of a block of \p length bytes.
+/// Checks the header and copies the payload of a block of \p length bytes.
 /// \return `Success`, `HeaderMismatch`, `PayloadDoesNotFit` or `BadPayload`.
 Result takePayload(const unsigned char* block, int length, FramedPayload& framed);
 

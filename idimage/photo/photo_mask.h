@@ -7,16 +7,17 @@
 
 namespace photo {
 
-/// Which way a line of a plane runs; rows are split before columns.
+/// Direction of a line of a plane; rows are split before columns.
 enum class Line { Row, Column };
 
-/// An object sample that stood alone at an odd position and was moved into the low half leaves its
-/// place marked in the high half: by a row, by a column, by a column whose even sample was a row's
-/// marker.
+/// Values in the high half that mark the origin of an object sample which stood alone at an odd
+/// position and was moved into the low half: set when a row is split, when a column is split, and
+/// when a column is split whose even sample was a row's marker.
 constexpr std::int32_t RowMarker = 128;
 constexpr std::int32_t ColumnMarker = 129;
 constexpr std::int32_t ColumnOverMarker = 130;
-/// What a column's split tests before it writes `ColumnOverMarker`. The format has 80 here.
+/// The value that splitting a column tests for before it writes `ColumnOverMarker`; 80 in the
+/// format.
 constexpr std::int32_t OverMarkerTest = 80;
 
 /// Splits a mask line of \p m entries: even positions to the low half, odd ones to the high half,
@@ -27,7 +28,7 @@ void splitMaskLine(const std::int32_t* in, std::int32_t* out, int m, Line line);
 /// Undoes `splitMaskLine`, for a line of an even number of entries.
 void mergeMaskLine(const std::int32_t* in, std::int32_t* out, int m, Line line);
 
-/// True when a pair's high half says that its low half holds a sample from the odd position.
+/// True when the high half's value marks a low half that holds the sample of the odd position.
 bool isMovedSample(std::int32_t high, Line line);
 
 /// The object mask of the picture: 1 where `n` is above 0, else 0.

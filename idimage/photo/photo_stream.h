@@ -26,25 +26,27 @@ enum Result {
 constexpr std::uint32_t FormatValue = 1;
 
 /// Decodes the fields in front of the coefficients' set-up, all with one binary model: the flag,
-/// the background colour (stored in `FixNum`) and the format value. \return `Success`, `BadFlag` or
-/// `BadFormat`.
+/// the background colour (stored in `FixNum`) and the format value.
+/// \return `Success`, `BadFlag` or `BadFormat`.
 Result decodeHeaderFields(ArithmeticDecoder& decoder, State& model);
 
-/// Decodes the set-up values, in the same model. \return `Success`, `UnknownStream` or `BadSetup`.
+/// Decodes the set-up values, in the same model.
+/// \return `Success`, `UnknownStream` or `BadSetup`.
 Result decodeSetup(ArithmeticDecoder& decoder, State& model, StreamSetup& setup);
 
 /// The first stage of `decodePayload`: a payload to the coefficients that it codes.
 ///
-/// \param checkSum       as of `decodePayload`.
+/// \param checkSum as of `decodePayload`.
 /// \param decomposedMask 1 where a coefficient stands (`decomposeMask`).
-/// \param setup, coefficients filled; the coefficients start empty.
+/// \param setup filled.
+/// \param coefficients filled; must be empty before.
 /// \return `Success`, or one of the codes from `BadFlag` on.
 Result decodeCoefficients(const NR& payload, std::uint16_t checkSum, const Plane& decomposedMask,
                           StreamSetup& setup, Coefficients& coefficients);
 
 /// The first stage of `decodePayload`: a payload to the coefficients that it codes.
 ///
-/// \param checkSum       as of `decodePayload`.
+/// \param checkSum as of `decodePayload`.
 /// \param decomposedMask 1 where a coefficient stands (`decomposeMask`).
 /// \return `Success`, or one of the codes from `BadFlag` on.
 Result decodeStream(const NR& payload, std::uint16_t checkSum, const Plane& decomposedMask,
@@ -54,9 +56,10 @@ Result decodeStream(const NR& payload, std::uint16_t checkSum, const Plane& deco
 std::array<Plane, Components> reconstruct(const PlaneCoefficients& coefficients,
                                           const StreamSetup& setup, const Plane& decomposedMask);
 
-/// Everything behind the framing: a payload to an image. `InitData` has been called.
+/// Decodes a payload to an image. `InitData` must have been called.
 ///
-/// \param checkSum what stands behind the payload: `payloadCheckSum` of a sound stream of ours.
+/// \param checkSum the value behind the payload; `payloadCheckSum` in an undamaged stream of this
+/// project.
 Result decodePayload(const NR& payload, std::uint16_t checkSum, Image& image);
 
 /// The check sum of our streams: CRC-16 with the polynomial 0x1021 and the start value 0xFFFF.

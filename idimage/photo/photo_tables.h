@@ -12,8 +12,8 @@
 
 /// \brief The constants of the photo format.
 ///
-/// Of the format itself: the sizes, `ShiftTb`, `vl2`, `ChTb`, the first three bytes of `FixNum` and
-/// what `n` is for. The other tables' contents are this project's own choice, as are their uses.
+/// Given by the format: the sizes, `ShiftTb`, `vl2`, `ChTb`, the first three bytes of `FixNum` and
+/// the meaning of `n`. The contents and uses of the other tables are defined by this project.
 namespace photo {
 
 constexpr int PhotoWidth = 102;
@@ -30,14 +30,14 @@ using Plane = std::vector<std::int32_t>;
 /// `PublishedStates`.
 extern std::array<ProbabilityState, ProbabilityStates> ShiftTb;
 
-/// The format's parameters of a model with a binary alphabet; no use is known.
+/// The format's parameters of a model with a binary alphabet; without a known use.
 extern std::array<std::uint32_t, 8> vl2;
-/// Ours: the least neighbourhood activity that selects each context of a model with 3, 4 or 8 of
-/// them.
+/// The least neighbourhood activity that selects each context of a model with 3, 4 or 8 contexts
+/// (defined by this project).
 extern std::array<std::uint32_t, 12> vl3;
 extern std::array<std::uint32_t, 12> vl4;
 extern std::array<std::uint32_t, 12> vl8;
-/// The format's: the values 0 to 7, outward from the middle; no use is known.
+/// Given by the format: the values 0 to 7, outward from the middle; without a known use.
 extern std::array<std::uint8_t, 8> ChTb;
 
 /// The numbers of one photo: the background's red, green and blue, written by every decode; then
@@ -46,8 +46,8 @@ extern std::array<std::uint8_t, 8> ChTb;
 extern std::array<std::uint8_t, 4> FixNum;
 
 /// The object mask: one entry for each pixel of a plane, above 0 where the photo is coded. Ours is
-/// the whole picture: with the fixed first payload byte the header can name hardly any background
-/// but blue-greens with a red of 1, and a pixel left to those would be a blotch on most photos.
+/// the whole picture: with the fixed first payload byte the header can express hardly any
+/// background colours but blue-greens with a red of 1, which would look wrong on most photos.
 extern std::array<std::int32_t, PlaneSize> n;
 
 /// Blocks of coefficients, ours: columns and rows of their first positions in coding order,
@@ -63,9 +63,10 @@ constexpr int Bands = 1 + 3 * Levels;
 extern std::array<std::uint8_t, PlaneSize> r;
 
 /// Quantisation steps in 1024ths, ours. `fix` is the fine scale in 16 steps of a sixteenth of an
-/// octave. The others divide out how strongly a band's coefficients act on the pixels, and give the
-/// colour differences coarser steps than luma: `fixL` for the coarsest approximation, `fixM` for
-/// detail in one direction and `fixS` for detail in both, by component and level (1 is the finest).
+/// octave. The others compensate for the effect of a band's coefficients on the pixels, and make
+/// the steps of the colour differences coarser than those of luma: `fixL` for the coarsest
+/// approximation, `fixM` for detail in one direction and `fixS` for detail in both, by component
+/// and level (1 is the finest).
 constexpr int StepBits = 10;
 constexpr int FineScales = 16;
 extern std::array<std::uint32_t, FineScales> fix;

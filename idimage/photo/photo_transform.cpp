@@ -9,7 +9,7 @@ namespace photo {
 
 namespace {
 
-// One row or column, taken out of its plane to work on.
+// A copy of one row or column of a plane.
 using WorkLine = std::array<std::int32_t, PlaneRows>;
 
 constexpr bool isLowPass(int position)
@@ -17,8 +17,8 @@ constexpr bool isLowPass(int position)
     return position % 2 == 0;
 }
 
-// Samples back from the low and the high half of a line to their even and odd positions; a sample
-// that the split moved into the low half goes to the odd one.
+// Copies samples from the low and the high half of a line back to their even and odd positions; a
+// sample that the split moved into the low half is copied to the odd one.
 void mergeSamples(const WorkLine& in, WorkLine& out, const WorkLine& splitMask, int m, Line line)
 {
     const auto half = static_cast<size_t>(m / 2);

@@ -22,17 +22,17 @@ inline std::int32_t scaled(std::int32_t coefficient, double factor)
 /// line: low-pass samples at the line's even positions, high-pass ones at the odd positions.
 ///
 /// \param samples the segment's \p length samples.
-/// \param start   position of the first of them in its line; only its parity counts.
+/// \param start position of the first of them in its line; only its parity counts.
 ///
-/// Scales the coefficients first. Ours: a neighbour beyond an end of the segment is taken from
-/// inside, by reflection, and a segment without any sample of the other kind is one sample long.
+/// Scales the coefficients first. Ours: a neighbour beyond an end of the segment is the sample
+/// mirrored at that end, and a segment without any sample of the other kind is one sample long.
 void inverseLifting(std::int32_t* samples, int start, int length);
 
 /// Undoes the transform of one component, level by level from the coarsest, columns then rows (our
 /// order).
 ///
-/// \param plane         coefficients in, samples out; positions outside the object come out as 0.
-/// \param decomposed    the mask as `decomposeMask` left it for the same number of levels.
+/// \param plane coefficients in, samples out; positions outside the object come out as 0.
+/// \param decomposed the mask as `decomposeMask` left it for the same number of levels.
 void inverseTransform(Plane& plane, const Plane& decomposed, int levels);
 
 } // namespace photo

@@ -12,7 +12,7 @@ namespace virtual_desk {
 
 namespace {
 
-// The middle of a picture at a size that may have other proportions.
+// Scales a picture to fill `size` and cuts off what lies outside, equally on both sides.
 QImage filling(const QImage& picture, QSize size)
 {
     const QImage scaled =

@@ -16,10 +16,10 @@ class VirtualKernel;
 /// \brief A USB camera on the virtual desk: its devices in udev and a V4L2 node that unmodified
 /// programs open, stream from and close.
 ///
-/// Frames keep real time. They are numbered from the start of the stream and show their number; one
-/// that finds no free buffer is lost. Like a driver behind a non-blocking descriptor, the node has
-/// "no frame yet" (EAGAIN) for an early request, but only after having waited for up to \ref
-/// setDequeueTimeout; a stalled camera says so at once.
+/// Frames are produced at the camera's rate in real time. They are numbered from the start of the
+/// stream and show their number; a frame is lost when no buffer is free. A request for a frame
+/// (VIDIOC_DQBUF) waits for up to \ref setDequeueTimeout and then fails with EAGAIN, as with a
+/// non-blocking descriptor; a stalled camera fails at once.
 ///
 /// All functions may be called from any thread.
 class Camera
@@ -33,24 +33,24 @@ public:
     Camera& operator=(const Camera&) = delete;
 
     void plugIn();
-    /// Also while a program streams: everything it asks from then on fails with ENODEV.
+    /// Also while a program streams: its further requests fail with ENODEV.
     void unplug();
 
-    /// What the camera looks at from now on, also in the middle of a stream.
+    /// Sets the picture that the camera sends from now on, also during a stream.
     void show(Scene scene);
-    /// The same with a picture of one's own, cut and scaled to fill the camera's size. Not null.
+    /// The same with any picture, scaled and cut to fill the camera's size. Not null.
     void show(const QImage& picture);
 
-    /// Another program uses the camera: it can be opened but not set up.
+    /// As if another program used the camera: it can be opened but not configured.
     void setBusy(bool busy);
     /// The stream stops without an error.
     void setStalled(bool stalled);
-    /// The frames hold noise; with compressed pictures, nothing that can be decoded.
+    /// The frames contain noise; compressed ones cannot be decoded.
     void setGarbage(bool garbage);
-    /// How long a request for a frame may wait inside the driver, in milliseconds. select() always
-    /// finds the emulated node ready, so that a program which waits for a frame with it would spin;
-    /// the default is long enough for every frame. 0 is what a program sees that asks without
-    /// waiting.
+    /// How long a request for a frame may wait in the emulated driver, in milliseconds. select()
+    /// always reports the emulated node ready, so a program that waits with it would busy-loop
+    /// without this wait; the default is longer than the interval of the frames. 0: a request never
+    /// waits, as with a non-blocking descriptor.
     void setDequeueTimeout(int milliseconds);
 
     bool isStreaming() const;
@@ -60,7 +60,7 @@ public:
     int framesSent() const;
     /// How often a stream was started since the camera was made.
     int streamsStarted() const;
-    /// How often a program opened the node and asked it something, since the camera was made.
+    /// How many programs have opened the node and sent a request, since the camera was made.
     int timesOpened() const;
 
 private:

@@ -13,7 +13,7 @@ namespace virtual_desk {
 /// \brief The nine sizes that the desk's cameras offer, from 640 x 480 to 2592 x 1944 pixels.
 QVector<QSize> deskCameraSizes();
 
-/// \brief What a virtual camera is like.
+/// \brief The properties of a virtual camera.
 struct CameraDescription
 {
     QByteArray vendor = "0c45";  ///< ID_VENDOR_ID as udev shows it
@@ -23,9 +23,9 @@ struct CameraDescription
     int framesPerSecond = 30; ///< 1 to 1000
     bool compressed = false;  ///< sends JPEG pictures (MJPG) instead of packed YUYV
     bool captures =
-        true; ///< false: a node without pictures, as many cameras have for their metadata
+        true; ///< false: a node without pictures, like the metadata nodes of many cameras
     QVector<QSize> sizes =
-        deskCameraSizes(); ///< even widths; another size is answered with the nearest
+        deskCameraSizes(); ///< even widths; the nearest is set when a program requests another
 };
 
 /// The desk's portrait camera, /dev/video1; the default description is its document camera.

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The requests that programs make on a camera's node.
+// The ioctls of a camera's node.
 
 #include "virtual/camera/camera_node.h"
 
@@ -16,7 +16,8 @@
 namespace virtual_desk {
 namespace {
 
-// A close is seen late; what another program seems to hold is asked for again after a while.
+// A close is noticed late: a request that fails because another program holds the camera is
+// repeated after this time.
 constexpr int closeDelay = 20; // ms
 constexpr unsigned maximumBuffers = 32;
 
@@ -64,7 +65,7 @@ QByteArray CameraNode::sysPath() const
     return "/devices/usb2/2-" + number + "/2-" + number + ":1.0/video4linux/video" + number;
 }
 
-/// The USB device, its interface and the video device, as udev shows them after its rules have run.
+/// The USB device, its interface and the video device, with the properties that udev's rules add.
 QByteArray CameraNode::devicesText() const
 {
     const QByteArray number = QByteArray::number(m_description.number);
@@ -218,7 +219,7 @@ bool CameraNode::isCutOff(const IoctlClient& client)
 
 bool CameraNode::isOwnedByAnother(const IoctlClient& client)
 {
-    if (m_owner && !isConnected(m_owner)) { // ended without giving the buffers back
+    if (m_owner && !isConnected(m_owner)) { // closed the node without releasing the buffers
         m_owner.reset();
         m_stream.allocate(0);
     }
@@ -288,7 +289,7 @@ CameraNode::Answer CameraNode::getFormat(const IoctlClient&, v4l2_format& argume
     return 0;
 }
 
-/// Answers with the camera's own pixel format and its nearest size, whatever was asked for.
+/// Sets the camera's own pixel format and the size nearest to the requested one.
 CameraNode::Answer CameraNode::setFormat(const IoctlClient& client, v4l2_format& argument)
 {
     if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !m_description.captures)
@@ -364,8 +365,8 @@ CameraNode::Answer CameraNode::stopStream(const IoctlClient& client, int&)
     return 0;
 }
 
-/// Answers when a frame is there, when the driver's dequeueTimeout is at its end, or when the
-/// camera is gone.
+/// Completes a request for a frame when one has arrived, when the dequeueTimeout has passed, or
+/// when the camera was unplugged.
 void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point asked)
 {
     const IoctlData data =

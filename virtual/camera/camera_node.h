@@ -15,7 +15,7 @@
 
 namespace virtual_desk {
 
-/// \brief How a camera misbehaves, and how long its driver waits for a frame.
+/// \brief The faults that are set, and how long the emulated driver waits for a frame.
 struct CameraFaults
 {
     bool busy = false;
@@ -24,14 +24,14 @@ struct CameraFaults
     int dequeueTimeout = 1000; // ms
 };
 
-/// \brief The kernel's side of /dev/videoN: answers what programs ask of the node (Video4Linux 2,
-/// capture, memory-mapped streaming) and shows the camera in udev.
+/// \brief The emulated /dev/videoN: answers its ioctls (Video4Linux 2, capture, memory-mapped
+/// streaming) and adds the camera to udev.
 class CameraNode : public std::enable_shared_from_this<CameraNode>
 {
 public:
     CameraNode(VirtualKernel& kernel, CameraDescription description);
 
-    /// Starts to serve the node. Once, before plugIn().
+    /// Starts to answer requests. To be called once, before plugIn().
     void attach();
     void plugIn();
     void unplug();
@@ -52,7 +52,7 @@ private:
     using Clock = CameraStream::Clock;
     static constexpr int busyAttempts = 3;
 
-    /// What a request is answered with: 0 or an error number.
+    /// The result of a request: 0 or an errno.
     using Answer = int;
 
     QByteArray sysPath() const;

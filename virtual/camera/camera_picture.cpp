@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// What the virtual cameras see. Everything is drawn from shapes: text would need an application
+// The pictures of the virtual cameras. They are drawn from shapes: text would need an application
 // object and would look different with every font.
 
 #include "virtual/camera/camera_picture.h"
@@ -19,8 +19,8 @@ namespace {
 constexpr int canvasWidth = 400;
 constexpr int canvasHeight = 300;
 
-// The band's height in the picture's; its cells from the left: a white, a black, sixteen bits with
-// the highest first, then the digits.
+// The band's height is this part of the picture's. Its cells from the left: a white one, a black
+// one, sixteen bits with the highest first, then the digits.
 constexpr int bandShare = 16;
 constexpr int cells = 24;
 constexpr int bits = 16;
@@ -83,7 +83,7 @@ void drawPortrait(QPainter& painter)
     painter.drawChord(178, 172, 44, 20, 180 * 16, 180 * 16);
 }
 
-/// One decimal digit of seven bars.
+/// Draws one decimal digit as a seven-segment display does.
 void drawDigit(QPainter& painter, const QRect& cell, int digit)
 {
     // Top, upper left, upper right, middle, lower left, lower right, bottom: from the lowest bit.

@@ -8,24 +8,25 @@
 
 namespace virtual_desk {
 
-/// \brief What a virtual camera looks at.
+/// \brief The built-in pictures of a virtual camera.
 enum class Scene {
     TestCard, ///< colour bars
     Document, ///< a printed form with a red stamp
     Portrait, ///< head and shoulders
 };
 
-/// \brief The scene without its moving part; RGB32. The same scene has the same proportions at
-/// every size. Needs no application object.
+/// \brief The scene without the frame band; RGB32. The scene is stretched to the size. Needs no
+/// application object.
 QImage drawScene(Scene scene, QSize size);
 
-/// \brief The moving part: a band that goes over the top of the scene and carries the frame's
-/// number, once as sixteen black and white squares for programs and once in digits for people.
-/// RGB32, as wide as the picture. \param frame 0 to 65535.
+/// \brief The frame band: it covers the top of the scene and shows the frame's number, as sixteen
+/// black and white squares for programs and in digits for people. RGB32, as wide as the picture.
+/// \param frame 0 to 65535.
 QImage drawFrameBand(QSize pictureSize, int frame);
 
-/// \brief The frame's number as a picture of any size shows it, for instance after JPEG
-/// compression. \return 0 to 65535, or -1 when the picture carries no band.
+/// \brief Reads the frame's number from the band of a picture of any size, for instance after JPEG
+/// compression.
+/// \return 0 to 65535, or -1 when the picture has no band.
 int readFrameNumber(const QImage& picture);
 
 /// \brief The mean difference of two pictures per pixel and colour, 0 to 255, after \p picture has

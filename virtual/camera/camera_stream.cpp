@@ -18,7 +18,7 @@ namespace {
 
 constexpr int pageBytes = 4096;
 
-/// A file descriptor that closes itself.
+/// Closes its file descriptor when it is destroyed.
 class File
 {
 public:
@@ -34,7 +34,7 @@ public:
     File(const File&) = delete;
     File& operator=(const File&) = delete;
 
-    /// Never makes the file smaller: a program may still have it mapped.
+    /// Only enlarges the file: a program may still have it mapped.
     bool grow(off_t size) const
     {
         const off_t present = ::lseek(m_descriptor, 0, SEEK_END);
@@ -189,7 +189,7 @@ int CameraStream::draw(const Arrived& frame, bool garbage)
         return garbage && !m_description.compressed ? pictureBytes()
                                                     : static_cast<int>(bytes.size());
     }
-    // The scene stays in the buffer; only the band over it is written for every frame.
+    // The scene is still in the buffer from an earlier frame; only the band is new in every frame.
     if (!m_holdsScene[index]) {
         if (m_packedScene.isEmpty())
             m_packedScene = packYuyv(m_scene);

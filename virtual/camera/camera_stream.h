@@ -13,16 +13,16 @@
 
 namespace virtual_desk {
 
-/// \brief The frame buffers of one camera and the clock that fills them.
+/// \brief The frame buffers of one camera, which are filled at its frame rate.
 ///
-/// Buffers lie one after the other in the file behind the camera's node, which programs map. Not
-/// thread-safe.
+/// The buffers are stored one after the other in the file behind the camera's node, which programs
+/// map. Not thread-safe.
 class CameraStream
 {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// Draws what the camera looks at, in the given size; RGB32.
+    /// Draws the camera's picture in the given size; RGB32.
     using Subject = std::function<QImage(QSize)>;
 
     CameraStream(QString file, CameraDescription description);
@@ -35,21 +35,20 @@ public:
     int bytesPerLine() const;
     /// The largest number of bytes of a picture.
     int pictureBytes() const;
-    /// The distance of two buffers in the file: whole memory pages.
+    /// The offset from one buffer to the next in the file: whole memory pages.
     int bufferBytes() const;
 
-    /// Makes the file large enough for \p count buffers; none is queued. False when it cannot.
+    /// Enlarges the file for \p count buffers; none is queued. False when that fails.
     bool allocate(int count);
     int bufferCount() const { return m_bufferCount; }
 
     void start(Clock::time_point now);
     void stop();
     bool isRunning() const { return m_running; }
-    /// While stalled, no frame arrives; those of the meantime are lost.
+    /// While stalled, no frame arrives; the frames of that time are lost.
     void setStalled(bool stalled, Clock::time_point now);
 
-    /// Hands an empty buffer to the camera; false when there is no such buffer or it is already
-    /// there.
+    /// Queues an empty buffer; false when there is no such buffer or it is queued already.
     bool queue(int buffer, Clock::time_point now);
 
     struct Frame
@@ -80,7 +79,7 @@ private:
     CameraDescription m_description;
     QSize m_size;
     Subject m_subject;
-    QImage m_scene; ///< the subject in the present size, once a frame was drawn
+    QImage m_scene; ///< in the current size; null before the first frame
     QByteArray m_packedScene;
     int m_bufferCount = 0;
     std::vector<bool> m_holdsScene;

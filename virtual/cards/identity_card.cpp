@@ -12,7 +12,7 @@ namespace {
 constexpr int TypeOffset = 248;
 constexpr char16_t Padding = u' ';
 
-// One field's place in the text block, in bytes.
+// Offset and length of one field in the text block, in bytes.
 struct Field
 {
     QString IdentityCard::* text;
@@ -151,7 +151,7 @@ IdentityCard residencePermitSample()
 int fieldLength(CardType type, QString IdentityCard::* field)
 {
     if (field == &IdentityCard::typeLetter)
-        return type == CardType::Resident ? 1 : 0; // the others' letters make their type
+        return type == CardType::Resident ? 1 : 0; // the other types have a fixed letter
     for (const Field& entry : fieldsOf(type))
         if (entry.text == field)
             return entry.bytes / 2;

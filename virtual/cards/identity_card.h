@@ -16,10 +16,10 @@ enum class CardType {
                     ///< "J"
 };
 
-/// \brief What is printed on and stored in one virtual card.
+/// \brief The data of one virtual card.
 ///
-/// Texts longer than their place on the card are cut there, shorter ones are padded with spaces.
-/// Fields that a card type does not have are ignored.
+/// Texts longer than their field on the card are cut, shorter ones are padded with spaces. Fields
+/// that a card type does not have are ignored.
 struct IdentityCard
 {
     CardType type = CardType::Resident;
@@ -37,7 +37,7 @@ struct IdentityCard
     QString passNum;     ///< 9 characters
     QString signCount;   ///< 2 digits
     QString certVersion; ///< 2 digits
-    QString typeLetter; ///< what a resident card holds in the place of the type; a space when empty
+    QString typeLetter;  ///< of a resident card, at the offset of the type; a space when empty
 
     QByteArray photo;        ///< the compressed block, zeros when empty (see `encodePhoto`)
     QByteArray fingerprints; ///< 1024 bytes that start with "C"; none on the card when empty
@@ -47,7 +47,7 @@ constexpr int CardTextBytes = 256;
 constexpr int CardPhotoBytes = 1024;
 constexpr int CardFingerprintBytes = 1024;
 
-/// How many characters a card of that type has room for in a field; 0 when it has no such field.
+/// The length of a field on a card of that type, in characters; 0 when it has no such field.
 int fieldLength(CardType type, QString IdentityCard::* field);
 
 /// The text block of a card, `CardTextBytes` of UTF-16LE.
@@ -59,10 +59,11 @@ QByteArray cardPhoto(const IdentityCard& card);
 /// The fingerprint block, `CardFingerprintBytes`, or an empty array when the card holds none.
 QByteArray cardFingerprints(const IdentityCard& card);
 
-/// Text, photo and fingerprints in a row, as the readers deliver them: 1280 or 2304 bytes.
+/// Text, photo and fingerprints one after the other, as the readers deliver them: 1280 or 2304
+/// bytes.
 QByteArray cardData(const IdentityCard& card);
 
-/// An invented holder for each type, with fingerprints. The photo is left to the caller.
+/// The card of an invented holder for each type, with fingerprints and without a photo.
 IdentityCard sampleCard(CardType type);
 
 } // namespace virtual_desk

@@ -47,7 +47,7 @@ private:
     photo::PlaneCoefficients m_known;
 };
 
-// Returns false when there is no room for the decision.
+// Returns false when the decision does not fit into the remaining bytes.
 bool CoefficientEncoder::code(photo::State& model, int context, bool value)
 {
     if (m_encoder.bytesFetched() >= m_fetchable)

@@ -13,7 +13,7 @@ namespace virtual_desk {
 /// plane is done.
 ///
 /// \param coded 1 where a coefficient stands (`photo::decomposeMask`)
-/// \return what a decoder knows of the coefficients at that point
+/// \return the coefficients as a decoder estimates them at that point
 photo::PlaneCoefficients encodeCoefficients(QmEncoder& encoder,
                                             const photo::PlaneCoefficients& coefficients,
                                             const photo::Plane& coded,

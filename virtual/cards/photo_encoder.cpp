@@ -1,8 +1,8 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The finest of the sixteen scales of quantisation steps decides where in a bit plane the room
-// ends, so every one is tried and the best picture is kept.
+// The fine scale of the quantisation steps decides at which place in a bit plane the bytes are used
+// up, so all sixteen scales are tried and the best picture is kept.
 
 #include "virtual/cards/photo_encoder.h"
 
@@ -31,7 +31,8 @@ using photo::PhotoWidth;
 
 namespace {
 
-// A background that the first payload byte 0x6F can stand for; the mask leaves no pixel to it.
+// A background colour that is possible with the first payload byte 0x6F; no pixel has it, because
+// the mask covers the whole picture.
 constexpr std::array<std::uint32_t, photo::BytesPerPixel> Background = {1, 255, 255};
 
 // Weight of the colour differences' errors against luma's.
@@ -120,8 +121,8 @@ void codeSetup(QmEncoder& encoder, const photo::StreamSetup& setup)
         code(bitPlanes, photo::StreamSetup::BitPlanesBits);
 }
 
-// The payload's bytes with a zero stuffed behind every 0xFF that is fed, and one last byte that
-// never is. Empty when that takes more than `room`.
+// The payload: the bytes with a zero stuffed behind every 0xFF, and one last byte that decoders do
+// not read. Empty when it would be longer than `room`.
 std::optional<photo::NR> stuffed(std::vector<std::uint8_t> bytes, int fetchable, int room)
 {
     bytes.resize(static_cast<size_t>(fetchable) - 1);

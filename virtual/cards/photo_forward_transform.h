@@ -8,8 +8,8 @@
 namespace virtual_desk {
 
 /// Forward 5/3 lifting of one segment of a line, in place, and the scaling that
-/// `photo::inverseLifting` undoes. \param start position of the first sample in its line; only its
-/// parity counts.
+/// `photo::inverseLifting` undoes.
+/// \param start position of the first sample in its line; only its parity counts.
 void forwardLifting(std::int32_t* samples, int start, int length);
 
 /// Transforms one component, level by level, rows then columns: samples in, coefficients out.

@@ -16,7 +16,7 @@ namespace virtual_desk {
 
 namespace {
 
-// Drawn at four times the size and scaled down, as a camera's picture is.
+// Drawn at four times the size and scaled down, which smooths the edges.
 constexpr int Width = 408;
 constexpr int Height = 504;
 constexpr int Oversampling = 4;
@@ -166,7 +166,7 @@ void drawHair(QPainter& painter, const Holder& holder, QRandomGenerator& random)
     painter.restore();
 }
 
-// The noise of a small camera: a little on every pixel.
+// Adds a little noise to every pixel, as a small camera does.
 void addGrain(QImage& picture, QRandomGenerator& random)
 {
     for (int row = 0; row < picture.height(); ++row) {

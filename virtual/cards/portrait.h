@@ -7,12 +7,12 @@
 
 namespace virtual_desk {
 
-/// Invented holders that `drawPortrait` knows, 0 to `Portraits` - 1.
+/// The number of portraits that `drawPortrait` can draw.
 constexpr int Portraits = 3;
 
-/// Draws the portrait of an invented holder, 102 x 126 pixels, the same every time: shaded skin,
-/// hair with strands, clothes with folds and a lit background, so that it asks of a codec what a
-/// photo does.
+/// Draws the portrait of an invented holder, 102 x 126 pixels, the same in every call: shaded skin,
+/// hair with strands, clothes with folds and a lit background, so that it is about as hard to
+/// compress as a photo.
 QImage drawPortrait(int holder);
 
 } // namespace virtual_desk

@@ -21,7 +21,8 @@ void QmEncoder::code(photo::State& model, int context, int decision)
     const bool moreProbable = decision == model.moreProbable[c];
     if (moreProbable && m_interval >= HalfInterval)
         return;
-    // The larger part belongs to the more probable symbol, and the part of the estimate lies above.
+    // The larger sub-interval belongs to the more probable symbol; the sub-interval of size `qe`
+    // lies above.
     const bool takesUpper = moreProbable == (m_interval < qe);
     if (takesUpper) {
         m_code += m_interval;
@@ -68,7 +69,7 @@ void QmEncoder::renormalise()
     } while (m_interval < HalfInterval);
 }
 
-// A carry runs back over the bytes that are already out.
+// A carry is added to the bytes that were already written.
 void QmEncoder::emitByte()
 {
     const std::uint32_t byte = m_code >> ByteShift;

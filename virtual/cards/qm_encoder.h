@@ -24,8 +24,8 @@ public:
     /// with the zero stuffed behind it counts once.
     int bytesFetched() const { return 2 + (m_shifts + 7) / 8; }
 
-    /// Ends the code with as many zero bits as the interval allows. \return the bytes, without
-    /// stuffing and without the zeros at the end.
+    /// Ends the code with as many zero bits as the interval allows.
+    /// \return the bytes, without stuffing and without the zeros at the end.
     std::vector<std::uint8_t> finish();
 
 private:

@@ -83,8 +83,7 @@ void HidrawNode::State::read(const IoctlClient& client)
     serve();
 }
 
-/// Hands queued reports to the reads that wait for them. Under the lock, on the virtual kernel's
-/// thread.
+/// Answers waiting reads with queued reports. Under the lock, on the virtual kernel's thread.
 void HidrawNode::State::serve()
 {
     while (!waiting.empty() && !reports.empty()) {

@@ -10,7 +10,7 @@
 
 namespace virtual_desk {
 
-/// \brief What a hidraw node says of its device, and which of its requests fail.
+/// \brief The device data that a hidraw node returns, and which of its requests fail.
 struct HidrawDescription
 {
     quint16 vendor = 0;
@@ -32,7 +32,7 @@ public:
 
     QByteArray path() const;
 
-    /// Queues what one read returns, of any length.
+    /// Queues the bytes that one read returns, of any length.
     void queueReport(const QByteArray& bytes);
 
 private:

@@ -10,7 +10,7 @@
 
 namespace virtual_desk {
 
-/// \brief Answers that take the place of a device's own, for chosen transfers.
+/// \brief Answers that replace a device's own for chosen transfers.
 ///
 /// Not synchronised: the device that owns a script guards it.
 class TransferScript
@@ -30,7 +30,8 @@ public:
         m_answer = answer;
     }
 
-    /// To be called once for each transfer. \return the answer to give instead, if there is one.
+    /// To be called once for each transfer.
+    /// \return the replacing answer, if there is one.
     std::optional<UsbAnswer> next()
     {
         const int transfer = m_count++;

@@ -21,8 +21,8 @@ namespace {
 
 // poll() always reports the node ready: an empty reap is delayed so that libusb does not busy-loop.
 const int EmptyReapMilliseconds = 3;
-// A close is seen late: a claim waits for it, that often and that long, before the interface counts
-// as busy.
+// A close is noticed late: a claim of an interface that another client holds is retried that often,
+// at that interval, before it fails as busy.
 const int ClaimAttempts = 5;
 const int ClaimRetryMilliseconds = 5;
 const quint32 Capabilities = 0x1F;
@@ -142,7 +142,7 @@ void UsbConnection::unplug()
     pullPlug();
 }
 
-/// Ends what is open, then takes the device away. Without the lock.
+/// Ends the open transfers, then removes the device. To be called without the lock.
 void UsbConnection::pullPlug()
 {
     m_kernel.runLater(0, [self = shared_from_this()] {
@@ -184,7 +184,7 @@ bool UsbConnection::handle(const IoctlClient& client)
     return dispatch(client);
 }
 
-/// Answers one request. Every branch completes it, now or (claim, collect) a little later.
+/// Answers one request. Every branch completes it, at once or (claim, collect) a little later.
 bool UsbConnection::dispatch(const IoctlClient& client)
 {
     const unsigned long request = umockdev_ioctl_client_get_request(client.get());
@@ -356,7 +356,7 @@ int UsbConnection::submit(const IoctlClient& client)
     event.error = UsbEvent::Pending;
     urb->event = record(std::move(event));
     m_urbs.push_back(std::move(urb));
-    // The program learns that its transfer is accepted before anything of it can end.
+    // The submit request must be completed before the transfer can end.
     m_kernel.runLater(0, [self = shared_from_this(), serial = m_urbs.back()->serial] {
         const std::lock_guard<std::mutex> lock(self->m_mutex);
         const auto found =
@@ -486,7 +486,7 @@ void UsbConnection::complete(Urb& urb, const UsbAnswer& answer)
     finish(urb, answer.bytes.size() > actual ? -EOVERFLOW : 0, actual);
 }
 
-/// Ends a transfer and hands it out at once when its program is already waiting for one.
+/// Ends a transfer and delivers it at once when its program is already waiting for one.
 void UsbConnection::finish(Urb& urb, int status, int actual)
 {
     writeAt(*urb.block, offsetof(usbdevfs_urb, status), &status, sizeof(status));
@@ -548,7 +548,8 @@ void UsbConnection::reap(const IoctlClient& client)
 {
     if (deliver(client, m_urbs))
         return;
-    // After each transfer programs ask for more until there is none: that answer comes at once.
+    // After each transfer libusb collects until none is left: this "none" is answered without
+    // delay.
     if (m_alive && m_delivered.erase(client) != 0) {
         completeIoctl(client, 0, EAGAIN);
         return;
@@ -586,7 +587,8 @@ bool UsbConnection::isGone(const IoctlClient& client) const
     return m_dead.count(client) != 0 || !isConnected(client);
 }
 
-/// Files are closed without a word: what their programs had claimed and asked for goes with them.
+/// There is no notification of a close: removes the claims and transfers of clients that have
+/// closed their file.
 void UsbConnection::forgetVanishedClients()
 {
     for (auto claim = m_claims.begin(); claim != m_claims.end();)

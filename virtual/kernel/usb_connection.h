@@ -11,21 +11,21 @@
 
 namespace virtual_desk {
 
-/// \brief Where a plugged device is. Libusb holds each number in a byte.
+/// \brief Bus and device number of a plugged device. libusb stores each in a byte.
 struct UsbAddress
 {
     int bus;
     int device;
 
-    /// The address of the \p plug-th plug, from 1, which no other has: the next bus follows a full
-    /// one.
+    /// A unique address for the \p plug-th plug, counted from 1; when a bus is full, the next one
+    /// is used.
     static UsbAddress ofPlug(int plug);
 
     QByteArray path() const; ///< below /sys
     QByteArray node() const; ///< below /dev
 };
 
-/// \brief The device from one plug to the next unplug, as programs see it through its usbfs node.
+/// \brief The usbfs node of a device, from one plug to the next unplug.
 ///
 /// Lives until the virtual kernel ends, because programs may keep a node open after the unplug.
 class UsbConnection : public std::enable_shared_from_this<UsbConnection>
@@ -49,7 +49,7 @@ private:
         UsbRequest request;
         std::shared_ptr<UsbEvent> event;
         unsigned long serial = 0;
-        bool answered = false; ///< an answer is on its way, with a delay
+        bool answered = false; ///< a delayed answer is scheduled
         bool done = false;
     };
     using Urbs = std::deque<std::unique_ptr<Urb>>;
@@ -90,10 +90,10 @@ private:
     Urbs m_urbs;
     std::map<IoctlClient, unsigned long> m_heldReaps;
     std::set<IoctlClient> m_dead;
-    std::set<IoctlClient> m_delivered; ///< whose last collection brought a transfer
+    std::set<IoctlClient> m_delivered; ///< whose last request to collect a transfer returned one
 };
 
-/// What outlives the connections: the description, the handler and the log.
+/// What all connections of a device share: the description, the handler and the log.
 struct UsbDevice::Shared
 {
     UsbDescription description;

@@ -30,7 +30,7 @@ struct UsbInterface
                              ///< empty: none
 };
 
-/// \brief What a device says of itself when it is plugged.
+/// \brief The descriptor data of a device.
 struct UsbDescription
 {
     quint16 vendor = 0;

@@ -89,7 +89,7 @@ UsbDevice::~UsbDevice()
 
 void UsbDevice::plug()
 {
-    static std::atomic<int> plugs{1}; // as if a hub were the first
+    static std::atomic<int> plugs{1}; // device number 1 of a bus is its root hub
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_connection && m_connection->isAlive())
         return;

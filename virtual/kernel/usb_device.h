@@ -25,7 +25,7 @@ struct UsbSetup
     quint16 length = 0;
 };
 
-/// \brief One transfer that a program asks for.
+/// \brief One transfer that a program requests.
 struct UsbRequest
 {
     enum Kind { Control, Bulk, Interrupt };
@@ -45,19 +45,19 @@ class UsbAnswer
 public:
     enum Kind { Complete, Fail, Never, Unplug };
 
-    /// IN: these bytes arrive; fewer than asked are a short packet, more an overflow.
+    /// IN: these bytes arrive; fewer than requested are a short packet, more are an overflow.
     static UsbAnswer data(const QByteArray& bytes) { return UsbAnswer(Complete, bytes, 0, -1); }
-    /// OUT: everything is taken, or the first `bytes` only.
+    /// OUT: everything is accepted, or the first `bytes` only.
     static UsbAnswer accept(int bytes = -1) { return UsbAnswer(Complete, {}, 0, bytes); }
     /// The endpoint is halted (LIBUSB_ERROR_PIPE).
     static UsbAnswer stall();
-    /// The transfer ends with a status of the kernel, as a positive errno (EPROTO is a broken
-    /// wire).
+    /// The transfer ends with a status of the kernel, given as a positive errno (EPROTO: damaged
+    /// cable).
     static UsbAnswer fail(int error) { return UsbAnswer(Fail, {}, error, -1); }
-    /// Nothing comes: the transfer stays open until the program gives up or `UsbDevice::retry` asks
-    /// again.
+    /// No answer: the transfer stays open until the program cancels it or `UsbDevice::retry` calls
+    /// the handler again.
     static UsbAnswer never() { return UsbAnswer(Never, {}, 0, -1); }
-    /// The plug is pulled in the middle of this transfer.
+    /// The device is unplugged during this transfer.
     static UsbAnswer unplug() { return UsbAnswer(Unplug, {}, 0, -1); }
 
     /// The same answer, that many milliseconds later.
@@ -79,8 +79,7 @@ private:
     }
 };
 
-/// \brief One thing that a program did with the device, in the order in which it reached the
-/// device.
+/// \brief One entry of the log: a transfer or another request of a program.
 struct UsbEvent
 {
     enum Kind { Claim, Release, Detach, Attach, Transfer, Other };
@@ -107,14 +106,14 @@ class UsbConnection;
 /// \brief A USB device on the virtual desk, served to unmodified libusb in any process.
 ///
 /// Starts unplugged. The handler decides about every control, bulk and interrupt transfer; it runs
-/// on the virtual kernel's thread, one call at a time, and must not call `plug` or `unplug` (an
-/// answer can pull the plug). All functions may be called from any other thread.
+/// on the virtual kernel's thread, one call at a time, and must not call `plug` or `unplug`
+/// (`UsbAnswer::unplug` is for that). All functions may be called from any other thread.
 class UsbDevice
 {
 public:
     using Handler = std::function<UsbAnswer(const UsbRequest&)>;
 
-    /// The log keeps this many events, so that a desk can stay up for days.
+    /// The log keeps this many events, so that it does not grow without limit.
     static constexpr std::size_t MostEvents = 20000;
 
     UsbDevice(VirtualKernel& kernel, UsbDescription description, Handler handler);
@@ -125,8 +124,8 @@ public:
     /// Plugs the device in, under a new address each time, with the kernel drivers of the
     /// description.
     void plug();
-    /// Pulls the plug: open transfers end with "no device", later ones fail at once, for ever, even
-    /// after a replug (the program must open the device again).
+    /// Unplugs the device: open transfers end with "no device", later ones on the same open file
+    /// fail at once, also after a replug (the program must open the device again).
     void unplug();
     bool isPlugged() const;
 
@@ -134,7 +133,7 @@ public:
     /// nothing.
     void setInterfaceHeldElsewhere(bool held);
 
-    /// Asks the handler again about the open transfers of `endpoint` that it answered with "never".
+    /// Calls the handler again for the open transfers of `endpoint` that it answered with "never".
     void retry(quint8 endpoint);
 
     /// The latest events, the oldest first.

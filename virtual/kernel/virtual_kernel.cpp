@@ -21,16 +21,16 @@
 
 namespace virtual_desk {
 
-/// What timers and requests share: the context of umockdev's worker thread, known once a client
-/// came. That thread may run on for a moment after the virtual kernel is gone, and finds it closed
-/// then.
+/// The context of umockdev's worker thread, which timers and requests share; known after a client's
+/// first request. That thread may still run for a moment after the virtual kernel is destroyed, and
+/// then finds `closed` set.
 struct KernelThread
 {
     std::mutex mutex;
     GMainContext* context = nullptr;
-    std::map<GSource*, std::function<void()>> works; ///< handed over under the mutex
+    std::map<GSource*, std::function<void()>> works; ///< protected by `mutex`
 
-    std::mutex calls;    ///< held while anything of the desk runs on the thread
+    std::mutex calls;    ///< held while a handler or timer runs on the thread
     bool closed = false; ///< under `calls`
 
     ~KernelThread()
@@ -66,8 +66,7 @@ namespace {
 
 const char PreloadLibrary[] = "libumockdev-preload.so.0";
 
-/// The path of a sanitizer's runtime in this process, which must stay in front of every other
-/// preload.
+/// The path of a sanitizer's runtime in this process, which must be the first preloaded library.
 std::string sanitizerRuntime()
 {
     std::string found;
@@ -89,7 +88,7 @@ gboolean onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer handl
                                                                                       : FALSE;
 }
 
-/// Has the node's base own the handler.
+/// Connects the handler, which `base` then owns.
 void connectHandler(UMockdevIoctlBase* base, const char* request,
                     VirtualKernel::IoctlHandler handler)
 {
@@ -101,7 +100,7 @@ void connectHandler(UMockdevIoctlBase* base, const char* request,
                           static_cast<GConnectFlags>(0));
 }
 
-/// Kept to the end of the process: a timer that fires late still looks at its thread.
+/// Kept to the end of the process, because a late timer still uses it.
 std::shared_ptr<KernelThread> makeThread()
 {
     static auto* const all = new std::vector<std::shared_ptr<KernelThread>>;
@@ -241,7 +240,7 @@ void VirtualKernel::restartUnderPreload(char** arguments)
             preload += (preload.isEmpty() ? "" : " ") + library;
     }
     qputenv("LD_PRELOAD", preload);
-    // By its own path, so that the process keeps its name.
+    // With the program's real path, so that the process keeps its name.
     std::array<char, PATH_MAX> program{};
     if (readlink("/proc/self/exe", program.data(), program.size() - 1) > 0)
         execv(program.data(), arguments);

@@ -20,36 +20,36 @@ typedef struct _GMainContext GMainContext;
 
 namespace virtual_desk {
 
-/// \brief Drops one reference of a GLib object; for std::unique_ptr.
+/// \brief Releases one reference to a GLib object; for std::unique_ptr.
 struct GObjectUnref
 {
     void operator()(void* object) const;
 };
 
 using IoctlData = std::unique_ptr<UMockdevIoctlData, GObjectUnref>;
-/// A shared reference to one open file of a client, so that its address stays unique while it is
-/// compared.
+/// A shared reference to one open file of a client, so that its address stays unique as long as it
+/// is compared.
 using IoctlClient = std::shared_ptr<UMockdevIoctlClient>;
 
 IoctlClient shareClient(UMockdevIoctlClient* client);
 
 /// The memory of `length` bytes that the pointer at `offset` of `data` points to in the client;
-/// null when the client cannot be asked (it died) or `length` is 0.
+/// null when the client's memory cannot be read (it died) or `length` is 0.
 IoctlData resolvePointer(UMockdevIoctlData* data, std::size_t offset, std::size_t length);
 
 /// \brief The /dev and /sys of one virtual desk, and the owner of every emulated device node on it.
 ///
 /// The process that creates a virtual kernel runs under the preload library of umockdev (see
 /// `restartUnderPreload` and the DEVICES option of desk_add_test). Creating one sets UMOCKDEV_DIR
-/// for this process and for every program that it starts from then on: they all see the virtual
-/// desk, unmodified. One virtual kernel per process at a time. It must outlive every program that
-/// uses it.
+/// for this process and for every program that it starts from then on: they all use the virtual
+/// desk without changes. One virtual kernel per process at a time. It must outlive every program
+/// that uses it.
 class VirtualKernel
 {
 public:
     /// Answers one ioctl of a client. Runs on the virtual kernel's own thread. Returns false when
-    /// the request is not understood (the client then sees ENOTTY). Returning true promises a later
-    /// `completeIoctl`.
+    /// the request is not understood (the client then sees ENOTTY). When it returns true,
+    /// `completeIoctl` must be called later.
     using IoctlHandler = std::function<bool(const IoctlClient& client)>;
 
     VirtualKernel();
@@ -60,14 +60,13 @@ public:
     /// The folder that stands for the root of the file system; its "dev" holds the nodes.
     QString rootDirectory() const;
 
-    /// Puts devices on the desk, in umockdev's text format (lines P:, N:, E:, A:, H:, S:), and
-    /// announces them to udev listeners. Any thread. Returns false with a warning when the text is
+    /// Adds devices, given in umockdev's text format (lines P:, N:, E:, A:, H:, S:), and announces
+    /// them to udev listeners. Any thread. Returns false with a warning when the text is
     /// not accepted.
     bool addDevices(const QByteArray& description);
 
-    /// Announces the removal of the device `sysPath` ("/sys/devices/…"), takes it away and deletes
-    /// `node`
-    /// ("/dev/…"; may be empty). Any thread.
+    /// Announces the removal of the device `sysPath` ("/sys/devices/…"), removes it and deletes
+    /// `node` ("/dev/…"; may be empty). Any thread.
     void removeDevice(const QByteArray& sysPath, const QByteArray& node);
 
     /// Sends the requests that clients make on `node` ("/dev/…") to `handler`. Call it before the
@@ -78,8 +77,8 @@ public:
     void attachIoctl(const QByteArray& node, IoctlHandler handler, IoctlHandler onRead = nullptr);
 
     /// Runs `work` on the virtual kernel's thread, after `milliseconds`. Any thread. Before the
-    /// first client has opened a node there is no such thread to reach, and `work` is dropped:
-    /// nobody waits for an answer.
+    /// first client has opened a node that thread is not known, and `work` is dropped: no client
+    /// can be waiting for it.
     void runLater(int milliseconds, std::function<void()> work);
 
     UMockdevTestbed* handle() const { return m_testbed.get(); }
@@ -105,10 +104,10 @@ private:
 };
 
 /// Ends a request with `result`, or with -1 and `error` when `error` is not 0. Does nothing when
-/// the client is gone. On the virtual kernel's thread only.
+/// the client has closed the file. On the virtual kernel's thread only.
 void completeIoctl(const IoctlClient& client, long result, int error = 0);
 
-/// True while the client has the file open. A close is seen late, after some milliseconds.
+/// True while the client has the file open. A close is noticed some milliseconds late.
 bool isConnected(const IoctlClient& client);
 
 /// False when the program of a held request has died, which its open file does not show: then the

@@ -32,7 +32,7 @@ const std::vector<Line>& strokes()
     return lines;
 }
 
-/// The place at `share` (0 to 1) of the way along a stroke, its sides taken as equally long.
+/// The point at `share` (0 to 1) of a stroke, whose segments count as equally long.
 QPointF along(const Line& line, double share)
 {
     const double position = share * static_cast<double>(line.size() - 1);

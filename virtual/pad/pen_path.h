@@ -11,7 +11,7 @@
 
 namespace virtual_desk {
 
-/// \brief What the pad's sensor reports of the pen.
+/// \brief One pen sample of the pad's sensor.
 struct PenPoint
 {
     int x = 0; ///< device units
@@ -19,7 +19,7 @@ struct PenPoint
     int pressure = 0; ///< 0 (lifted) to 1023
 };
 
-/// \brief Turns places on the pad's display into what its sensor reports for them.
+/// \brief Converts points on the pad's display to samples of its sensor.
 class PadGeometry
 {
 public:
@@ -29,14 +29,14 @@ public:
     {
     }
 
-    /// The middle of a pixel, counted from the display's own corner.
+    /// The centre of a pixel, in coordinates of the display.
     PenPoint at(const QPointF& pixel, int pressure) const;
 
-    /// The pen comes down on a place and is lifted again: what presses a button.
+    /// The pen is put down at a point and lifted again, which presses a button.
     std::vector<PenPoint> tap(const QPointF& pixel) const;
 
-    /// A signature that anybody recognises, the name 王中, written into `area` (pixels of the
-    /// display) with the pressure of a hand. Ends with the pen lifted.
+    /// A readable signature, the name 王中, in `area` (pixels of the display) with varying
+    /// pressure. Ends with the pen lifted.
     std::vector<PenPoint> signature(const QRectF& area) const;
 
 private:

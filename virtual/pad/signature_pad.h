@@ -13,42 +13,42 @@
 
 namespace virtual_desk {
 
-/// The pad's USB identity, and its sensor's range over the whole of its display.
+/// The pad's USB identifiers, and its sensor's range over the whole display.
 constexpr quint16 PadVendor = 0x05AF;
 constexpr quint16 PadProduct = 0x0060;
 
 /// \brief The signature pad on USB: one HID interface with the interrupt endpoint 0x81.
 ///
-/// Each read of a program takes the oldest queued answer; with none queued it waits until one comes
-/// or the program gives up, like a pen that is lifted. All functions may be called from any thread.
+/// Each read of a program returns the oldest queued answer; with none queued it waits until one is
+/// queued or the program cancels it, as with a lifted pen. All functions may be called from any
+/// thread.
 class SignaturePad
 {
 public:
     explicit SignaturePad(VirtualKernel& kernel);
 
-    /// The device itself: plug, unplug, the log of what programs did.
+    /// The USB device: plug, unplug, log of the transfers.
     UsbDevice& device() { return m_device; }
     const UsbDevice& device() const { return m_device; }
 
     /// Queues one 16-byte report.
     void pen(const PenPoint& point);
     void pen(const std::vector<PenPoint>& points);
-    /// Queues any other answer: fewer bytes, a stall, the plug pulled.
+    /// Queues any other answer: fewer bytes, a stall, an unplug.
     void queue(const UsbAnswer& answer);
 
-    /// Every read gets \p answer, and the queue waits; std::nullopt ends that.
+    /// Every read returns \p answer and the queue is not used; std::nullopt ends that.
     void setForcedAnswer(const std::optional<UsbAnswer>& answer);
 
-    /// Whether a program reads the pad: it has asked within the last second. The service gives a
-    /// read up after 0.3 s and asks again.
+    /// Whether a program has requested a report within the last second. The service cancels a read
+    /// after 0.3 s and starts another.
     bool isRead() const;
 
-    /// How many queued answers no program has taken yet.
+    /// The number of queued answers that no program has read yet.
     int queued() const;
     void clearQueue();
 
-    /// Plays a path at that many reports per second, blocking the caller until the last one is
-    /// queued.
+    /// Queues the reports of a path at that rate; returns when the last one is queued.
     void play(const std::vector<PenPoint>& points, int reportsPerSecond);
 
 private:

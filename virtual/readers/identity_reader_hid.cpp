@@ -151,7 +151,7 @@ QList<QByteArray> IdentityReaderHid::reportsOf(const QByteArray& message)
     return reports;
 }
 
-// On the virtual kernel's thread, like everything below.
+// This function and those below run on the virtual kernel's thread.
 UsbAnswer IdentityReaderHid::answer(const UsbRequest& request)
 {
     constexpr quint8 setReport = 9;

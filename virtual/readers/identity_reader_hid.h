@@ -29,38 +29,38 @@ public:
     void unplug();
     bool isPlugged() const;
 
-    /// Lays down a card: text (256 bytes), photo (1024) and, on cards that have them, fingerprints
-    /// (1024), one after the other.
+    /// Puts a card on the reader: text (256 bytes), photo (1024) and, on cards that have them,
+    /// fingerprints (1024), one after the other.
     void putCard(const QByteArray& data);
     void takeCard();
 
     /// The result byte of the replies to request or select, from now on.
     void setResult(Command command, int result);
 
-    /// Answers "busy" that many times before the data of a read come; -1: for ever.
+    /// Answers "busy" that many times before it sends the data of a read; -1: always.
     void setBusyReplies(int count);
 
     /// Answers the next read command with exactly these reports (zeros fill each to 32 bytes).
     void setRawReply(const QList<QByteArray>& reports);
 
-    /// The reports in which a reader delivers a message of up to 65535 bytes.
+    /// Splits a message of up to 65535 bytes into reports, as a reader sends it.
     static QList<QByteArray> reportsOf(const QByteArray& message);
 
-    /// Every reply comes that many milliseconds late.
+    /// Delays every reply by that many milliseconds.
     void setReplyDelay(int milliseconds);
 
-    /// Gives the transfer with this number, counted from 0 since the last call of `resetFaults`,
-    /// another answer than the reader's own; or all transfers from this number on.
+    /// Replaces the reader's answer to the transfer with this number, counted from 0 since the last
+    /// call of `resetFaults`, or to all transfers from this number on.
     void replaceTransfer(int transfer, const UsbAnswer& answer);
     void replaceTransfersFrom(int transfer, const UsbAnswer& answer);
 
-    /// Takes back everything that the functions from `setResult` to here set.
+    /// Undoes all settings of the functions from `setResult` to here.
     void resetFaults();
 
-    /// Another program holds the interface.
+    /// As if another program had claimed the interface.
     void setHeldElsewhere(bool held);
 
-    /// What programs did with the reader, in order; see `UsbEvent::text`.
+    /// The transfers and other events of the reader, in order; see `UsbEvent::text`.
     QStringList log() const;
     std::vector<UsbEvent> events() const;
     void clearLog();
@@ -84,8 +84,8 @@ private:
     QByteArray m_card;
     Faults m_faults;
     int m_busyLeft = 0;
-    std::deque<QByteArray> m_reports; ///< what waits to be read
-    UsbDevice m_device;               ///< last: its handler uses the rest
+    std::deque<QByteArray> m_reports; ///< not read yet
+    UsbDevice m_device;               ///< the last member: its handler uses the others
 };
 
 } // namespace virtual_desk

@@ -202,7 +202,7 @@ void IdentityReaderUsb::clearLog()
     m_device->clearLog();
 }
 
-// On the virtual kernel's thread, like everything below.
+// This function and those below run on the virtual kernel's thread.
 UsbAnswer IdentityReaderUsb::answer(const UsbRequest& request)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -243,7 +243,7 @@ void IdentityReaderUsb::execute(const QByteArray& commandBody)
     const auto command = static_cast<quint8>(commandBody.at(0));
     const auto parameter = static_cast<quint8>(commandBody.at(1));
     const int key = command == ReadCard ? ReadCard : command << 8 | parameter;
-    m_replies.clear(); // a new command ends an old one
+    m_replies.clear(); // replies to an earlier command are dropped
     const auto raw = m_faults->rawReplies.find(key);
     if (raw != m_faults->rawReplies.end()) {
         m_replies[headerIn] = raw->second.header;
@@ -272,8 +272,8 @@ QByteArray IdentityReaderUsb::statusOf(int command) const
     }
 }
 
-// A card's data stand behind the lengths of text and photo; the read command of the "0503" module
-// asks for the fingerprints' length as well.
+// The reply begins with the lengths of text and photo, and for the read command of the "0503"
+// module also with the fingerprints' length; the data follow.
 QByteArray IdentityReaderUsb::dataOf(int command) const
 {
     if (command == GetSamNumber)
@@ -299,7 +299,7 @@ void IdentityReaderUsb::reply(int command, const QByteArray& status, const QByte
         return;
     }
     m_replies[headerIn] = header;
-    // The "0501" module alone answers a selection with the whole frame once more.
+    // Only the "0501" module repeats the whole frame in its reply to a selection.
     m_replies[bodyIn] = command == SelectCard ? header + body : body;
 }
 

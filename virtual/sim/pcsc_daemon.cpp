@@ -27,7 +27,7 @@ const char configuration[] = "FRIENDLYNAME \"%1\"\n"
                              "LIBPATH /usr/lib/pcsc/drivers/serial/libifdvpcd.so\n"
                              "CHANNELID %2\n";
 
-/// SCARD_S_SUCCESS, SCARD_E_NO_READERS_AVAILABLE, or the daemon's absence.
+/// SCARD_S_SUCCESS, SCARD_E_NO_READERS_AVAILABLE, or the error of a daemon that is not running.
 LONG askForReaders()
 {
     SCARDCONTEXT context = 0;
@@ -40,7 +40,7 @@ LONG askForReaders()
     return code;
 }
 
-// Debian 13's daemon asks polkit for every client, and refuses all where there is no system bus.
+// Debian 13's daemon asks polkit about every client and, without a system bus, refuses all of them.
 bool asksPolkit(const QProcessEnvironment& environment)
 {
     QProcess daemon;
@@ -63,7 +63,7 @@ bool PcscDaemon::start(Reader reader)
 {
     if (!writeConfiguration(reader))
         return false;
-    // The preloads of an emulated bus are for our own programs; the daemon needs no USB.
+    // The daemon uses no USB device and must not run under umockdev's preload library.
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(QStringLiteral("LD_PRELOAD"));
     environment.remove(QStringLiteral("UMOCKDEV_DIR"));
@@ -118,7 +118,7 @@ QString PcscDaemon::log() const
 
 bool PcscDaemon::writeConfiguration(Reader reader) const
 {
-    // The daemon parses every file of this directory, so its log lies elsewhere.
+    // Not in the configuration directory, of which the daemon parses every file.
     const QDir readers(m_directory.filePath(QStringLiteral("readers")));
     if (!m_directory.isValid() || !readers.mkpath(QStringLiteral(".")))
         return false;

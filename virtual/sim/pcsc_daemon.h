@@ -11,9 +11,9 @@ namespace virtual_desk {
 
 /// \brief The real PC/SC daemon with a virtual reader of two slots, as a child process.
 ///
-/// The daemon's socket has a fixed place, /run/pcscd/pcscd.comm, so this belongs into a mount
-/// namespace of its own (see tests/sandbox); a cardless reader waits for its card on TCP. Waits
-/// block the calling thread. The daemon dies with this object, and with the thread that started it.
+/// The daemon's socket has a fixed path, /run/pcscd/pcscd.comm: use this in a separate mount
+/// namespace (see tests/sandbox). A card connects to its slot over TCP. Functions that wait block
+/// the calling thread. The daemon ends with this object, and with the thread that started it.
 class PcscDaemon
 {
 public:
@@ -31,15 +31,15 @@ public:
     /// \return false when it did not within five seconds; see log()
     bool start(Reader reader = Reader::twoSlots);
 
-    /// Ends the daemon in order, or as a crash would, and removes its socket.
+    /// Ends the daemon with SIGTERM or with SIGKILL, and removes its socket.
     void stop();
     void kill();
 
-    /// Suspends the daemon: it keeps its connections and answers nothing.
+    /// Suspends the daemon: its connections stay open and nothing is answered.
     void freeze();
     void thaw();
 
-    /// What the daemon reported.
+    /// The daemon's log.
     QString log() const;
 
 private:

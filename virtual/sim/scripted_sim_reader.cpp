@@ -5,12 +5,12 @@
 // puts it in front of the product's.
 //
 // DESK_CARD_SCRIPT names a file of lines "<function> <code in hex> [answer in hex]". Each call
-// takes the next line of its function; a call without a line succeeds. DESK_CARD_RECORD names the
-// file to which each call is appended with what it was given.
+// uses the next line of its function; a call without a line succeeds. DESK_CARD_RECORD names the
+// file to which each call is appended with its arguments.
 //
-// Like a library that keeps the buffers of a command, it looks at all of them again in every later
-// call up to the next opening, and writes into them. The record tells of one that has changed
-// since.
+// It keeps the addresses of all buffers that it got since the opening, as some makers' libraries
+// do, and in every call compares them with the content that it left there and writes that again.
+// The record notes a buffer that was changed in between.
 
 #include "simcard/sim_reader.h"
 
@@ -54,7 +54,7 @@ Step nextStep(const std::string& function)
     return {};
 }
 
-/// What the library has been given since the opening, as it left it. Never read between calls.
+/// The buffers that calls have passed since the opening, with the content that the library left.
 std::map<char*, std::string>& keptBuffers()
 {
     static std::map<char*, std::string> buffers;
@@ -67,7 +67,8 @@ void keep(void* buffer, std::size_t size)
     keptBuffers()[bytes] = std::string(bytes, size);
 }
 
-/// \return what the record says of buffers that the service no longer keeps as they were left
+/// Compares all kept buffers and writes their content again.
+/// \return the remark for the record when the service has changed one of them
 std::string writeLate()
 {
     std::string remark;
@@ -123,10 +124,10 @@ int SendApduCommand(int length, const char* text, int* responseLength, char* res
            content(response, bufferSize));
     const Step step = nextStep("SendApduCommand");
     *responseLength = static_cast<int>(step.answer.size());
-    // An answer that fills the buffer has no end.
+    // An answer that fills the buffer is not NUL-terminated.
     std::memcpy(response, step.answer.c_str(), std::min(step.answer.size() + 1, bufferSize));
     keep(responseLength, sizeof(*responseLength));
-    keep(response, bufferSize - 1); // the last byte may be the service's end of the text
+    keep(response, bufferSize - 1); // the service may write a terminating zero to the last byte
     return step.code;
 }
 

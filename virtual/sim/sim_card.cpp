@@ -18,11 +18,11 @@ namespace {
 
 constexpr std::chrono::seconds daemonTimeout{5};
 
-/// The daemon looks every 0.4 s whether a card is there.
+/// The daemon polls its slots for a card every 0.4 s.
 constexpr std::chrono::milliseconds noticeTime{500};
 constexpr std::chrono::milliseconds pollTime{5};
 
-// Messages of one byte are the reader's own. Only the last is answered.
+// Messages of one byte are the reader's control codes. Only the last code is answered.
 constexpr quint8 powerOffCode = 0x00;
 constexpr quint8 powerOnCode = 0x01;
 constexpr quint8 resetCode = 0x02;
@@ -51,13 +51,13 @@ int connectToSlot(quint16 port)
 
 bool receive(int socket, void* target, std::size_t size)
 {
-    // Without the quick acknowledgement, which the kernel takes back at will, every exchange waits
-    // 40 ms.
+    // Set before each receive, because the kernel resets it: without quick acknowledgements every
+    // exchange waits 40 ms.
     setOption(socket, TCP_QUICKACK);
     return recv(socket, target, size, MSG_WAITALL) == static_cast<ssize_t>(size);
 }
 
-/// A message is its length (two bytes, big-endian) and as many bytes.
+/// A message is a length (two bytes, big-endian) and that many bytes.
 bool receiveMessage(int socket, QByteArray& message)
 {
     quint16 length = 0;
@@ -76,8 +76,8 @@ void sendMessage(int socket, const QByteArray& message)
     send(socket, bytes.constData(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL);
 }
 
-/// Whether the daemon tells its clients of a card in the slot, which it does some time after it has
-/// powered the card.
+/// Whether the daemon reports a card in the slot to its clients, which it does some time after it
+/// has powered the card.
 bool daemonShowsCard(quint16 port)
 {
     SCARDCONTEXT context = 0;
@@ -93,7 +93,7 @@ bool daemonShowsCard(quint16 port)
            state.cbAtr > 0;
 }
 
-/// \return false when the daemon did not show the slot so in time
+/// \return false when the daemon did not report that state of the slot in time
 bool awaitDaemon(quint16 port, bool withCard)
 {
     const auto deadline = std::chrono::steady_clock::now() + daemonTimeout;

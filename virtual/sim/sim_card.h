@@ -16,26 +16,26 @@
 
 namespace virtual_desk {
 
-/// \brief A SIM card for a slot of the virtual reader, with a thread of its own.
+/// \brief A SIM card for a slot of the virtual reader. It runs on its own thread.
 ///
 /// The reader's driver is the TCP server and the card its client: connecting inserts the card,
-/// disconnecting pulls it. The daemon notices either after up to 0.4 s. All functions may be called
-/// from any thread.
+/// disconnecting removes it. The daemon notices either after up to 0.4 s. All functions may be
+/// called from any thread.
 class VirtualSimCard
 {
 public:
-    /// What the card does at a command instead of answering from its files.
+    /// The card's reaction to a command, instead of the answer from its files.
     struct Behaviour
     {
         enum class Kind { files, bytes, pulled };
         Kind kind = Kind::files;
         /// The response with its status word, for Kind::bytes.
         QByteArray bytes = {};
-        /// How long the card takes.
+        /// Delay of the response.
         int delayMs = 0;
     };
 
-    /// \param port  the slot's, see PcscDaemon
+    /// \param port the slot's, see PcscDaemon
     explicit VirtualSimCard(quint16 port = PcscDaemon::slotPort);
     ~VirtualSimCard();
     VirtualSimCard(const VirtualSimCard&) = delete;
@@ -45,19 +45,19 @@ public:
     /// 89860113456789012340.
     void setIccid(const QByteArray& bytes);
 
-    /// Sets what the card does at commands that begin with these bytes, until the next call for
-    /// them.
+    /// Sets the reaction to commands that begin with these bytes, until the next call with the same
+    /// bytes.
     void setBehaviour(const QByteArray& commandStart, const Behaviour& behaviour);
 
-    /// Puts the card into the slot and waits until the daemon shows it to its clients. After a pull
-    /// it waits half a second first, or the daemon would not see the card change.
-    /// \return false when that did not happen within five seconds
+    /// Puts the card into the slot and waits until the daemon reports it to its clients. After a
+    /// removal it first waits half a second, because the daemon would not notice a faster change.
+    /// \return false when the daemon did not report it within five seconds
     bool insert();
 
     /// Takes the card out.
     void pull();
-    /// Waits, after a pull, until the daemon tells its clients that the slot is empty, for up to
-    /// five seconds. Not with a daemon that is frozen.
+    /// Waits, after a removal, until the daemon reports an empty slot to its clients, for up to
+    /// five seconds. Not to be called while the daemon is frozen.
     void awaitRemoval() const;
 
     /// Whether the reader has the card powered, and how often it has powered it on.

@@ -14,13 +14,14 @@ namespace virtual_desk {
 class SimFiles
 {
 public:
-    /// \param iccid  the 10 bytes of the file, digits with swapped nibbles.
+    /// \param iccid the 10 bytes of the file, digits with swapped nibbles.
     void setIccid(const QByteArray& iccid) { m_iccid = iccid; }
 
-    /// What a reset does: the master file is the current file.
+    /// Resets the card: the master file becomes the current file.
     void reset();
 
-    /// One command as the reader sends it, and the card's response with its status word.
+    /// \param command as the reader sends it.
+    /// \return the card's response with its status word.
     QByteArray process(const QByteArray& command);
 
 private:

@@ -14,9 +14,10 @@
 
 namespace virtual_desk {
 
-/// \brief A web page's side of the service: sends commands and keeps every frame that arrives.
+/// \brief A WebSocket client of the service, as a web page is: sends commands and keeps every frame
+/// that arrives.
 ///
-/// All waits run the caller's event loop. Their limits are far above what any machine needs.
+/// All waits run the caller's event loop. Their limits are far longer than a slow machine needs.
 class DeskClient : public QObject
 {
     Q_OBJECT
@@ -24,7 +25,7 @@ class DeskClient : public QObject
 public:
     DeskClient();
 
-    /// \return false when the service did not take the connection within `timeoutMs`
+    /// \return false when the connection was not accepted within `timeoutMs`
     bool open(int timeoutMs = 60000, quint16 port = servicePort);
     bool isOpen() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
     bool waitForClosed(int timeoutMs = 60000);
@@ -34,24 +35,25 @@ public:
 
     void send(const QString& text);
     void sendBinary(const QByteArray& bytes);
-    /// Sends the command `function`, with further keys.
+    /// Sends the command `function` with further keys.
     void command(const QString& function, QJsonObject keys = {});
 
-    /// \return the oldest frame not taken yet, or a null text when none came in time
+    /// \return the oldest frame that was not returned yet, or a null text when none came in time
     QString text(int timeoutMs = 60000);
     QByteArray binary(int timeoutMs = 60000);
     /// \return the next text frame as a JSON object; empty when none came or it was not one
     QJsonObject reply(int timeoutMs = 60000);
-    /// Sends a command and takes its reply.
+    /// Sends a command and returns its reply.
     QJsonObject ask(const QString& function, const QJsonObject& keys = {}, int timeoutMs = 60000);
 
-    /// Sends a command. \return its reply in short
+    /// Sends a command.
+    /// \return its reply as one line, see below
     QString asked(const QString& function, const QJsonObject& keys = {});
 
-    /// A reply on one line, "NAME SUCCESS MESSAGE", with " image" where it carries one.
+    /// A reply on one line, "NAME SUCCESS MESSAGE", with " image" when it contains one.
     static QString inShort(const QJsonObject& reply);
 
-    /// Whether nothing arrives for `ms`.
+    /// \return true when no frame arrives within `ms`
     bool silentFor(int ms);
 
 private:

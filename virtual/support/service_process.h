@@ -9,16 +9,16 @@
 
 namespace virtual_desk {
 
-/// \brief The built service as a child process, with what it wrote.
+/// \brief The built service as a child process, with its output.
 ///
-/// The process runs in the current working directory and is killed with this object.
+/// The process runs in the current working directory and is killed by the destructor.
 class ServiceProcess
 {
 public:
     ~ServiceProcess();
 
     /// Starts the service and waits until its port accepts connections.
-    /// \param environment added to (or put in place of) the caller's own variables
+    /// \param environment variables to add to the caller's, or to replace
     /// \return false when the port did not open within a minute
     bool start(const QProcessEnvironment& environment = {});
 
@@ -28,27 +28,29 @@ public:
     /// Ends the process with SIGTERM.
     void stop();
     void sendSignal(int number) const;
-    /// \return the exit code, or minus the number of the signal that ended it; -999 when it runs on
+    /// \return the exit code, or minus the number of the signal that ended it; -999 when it still
+    /// runs
     int waitForEnd(int timeoutMs = 60000);
 
-    /// Closes the reading ends of what it writes to.
+    /// Closes the reading ends of its standard output and standard error.
     void closeOutput();
 
-    /// \return the limit on its open descriptors before, in whose place `count` comes
+    /// Sets the limit of its open descriptors to `count`.
+    /// \return the limit before
     int limitDescriptors(int count) const;
 
     bool isRunning() const { return m_process.state() == QProcess::Running; }
     qint64 processId() const { return m_process.processId(); }
 
-    /// Everything written so far.
+    /// Everything that it has written so far.
     QByteArray standardOutput();
     QByteArray standardError();
 
-    /// Waits until standard error (or output) holds `text`, `times` times over.
+    /// Waits until standard error (or output) contains `text` at least `times` times.
     bool waitForError(const QByteArray& text, int times = 1, int timeoutMs = 60000);
     bool waitForOutput(const QByteArray& text, int times = 1, int timeoutMs = 60000);
 
-    /// Forgets what was written so far.
+    /// Deletes the collected output.
     void forgetOutput();
 
     /// Resident memory in KiB, and the number of open descriptors.

@@ -19,12 +19,12 @@ constexpr QPoint resolutionSelector(450, 438);
 constexpr QPoint cameraSelector(170, 438);
 
 constexpr int pollMs = 20;
-constexpr int popupMs = 200; // an opened list is ready for keys after that time
+constexpr int popupMs = 200; // an opened list accepts keys after this time
 
 bool run(const QString& program, const QStringList& arguments, QString* output = nullptr)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(QStringLiteral("LD_PRELOAD")); // sees the real devices, not virtual ones
+    environment.remove(QStringLiteral("LD_PRELOAD")); // the tools need no virtual devices
     environment.remove(QStringLiteral("UMOCKDEV_DIR"));
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     QProcess process;
@@ -85,7 +85,7 @@ int WindowOperator::opacity() const
     constexpr double opaque = 0xFFFFFFFF;
     QString output;
     run("xprop", {"-id", windows().value(0), "_NET_WM_WINDOW_OPACITY"}, &output);
-    const qint64 part = numberAfter("= ", output); // no property: opaque
+    const qint64 part = numberAfter("= ", output); // a window without the property is opaque
     return part < 0 ? 100 : qRound(100 * double(part) / opaque);
 }
 

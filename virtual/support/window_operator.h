@@ -10,12 +10,12 @@
 
 namespace virtual_desk {
 
-/// \brief A person at the terminal: finds the service's windows on the X display and uses the real
-/// pointer and keyboard (XTEST, through xdotool).
+/// \brief Operates the service's windows as a person does: finds them on the X display and sends
+/// pointer and key events to the X server (XTEST, through xdotool).
 class WindowOperator
 {
 public:
-    /// \param title the whole title of the windows to work with
+    /// \param title the exact title of the windows
     explicit WindowOperator(const QString& title);
 
     /// The X identifiers of the visible windows with the title, the topmost last.
@@ -23,7 +23,7 @@ public:
     /// Whether `count` such windows are visible, now or within `timeoutMs`.
     bool waitForWindows(int count, int timeoutMs = 60000) const;
 
-    /// Where the topmost window is on the display, without a frame.
+    /// Position and size of the topmost window, without its frame.
     QRect place() const;
     /// Its opacity in percent.
     int opacity() const;
@@ -37,14 +37,14 @@ private:
     QString m_title;
 };
 
-/// \brief The operator of the capture window.
+/// \brief Operates the capture window.
 class CaptureOperator : public WindowOperator
 {
 public:
     CaptureOperator();
 
     bool takePicture() const;
-    /// Closes the window with its own button, which hands the picture over.
+    /// Closes the window with its own button, so that the picture is sent.
     bool handOver() const;
     /// \param item 0 for 640 x 480 to 8 for 2592 x 1944
     bool chooseResolution(int item) const;

@@ -8,7 +8,7 @@
 
 namespace virtual_desk {
 
-/// \brief One of the desk's cameras, and what it looks at.
+/// \brief One of the desk's cameras and its picture.
 class CameraDevice : public DeskDevice
 {
 public:
@@ -18,7 +18,8 @@ public:
     QString plug() override;
     void unplug() override;
 
-    /// Shows the "scene" or the "image" of a request; complains when there is not exactly one.
+    /// Sets the picture to the "scene" or the "image" of a request; an error when it does not have
+    /// exactly one of them.
     void show(CheckedObject& request);
 
 protected:

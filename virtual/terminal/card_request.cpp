@@ -45,7 +45,7 @@ constexpr NamedField namedFields[] = {
     {"typeLetter", &IdentityCard::typeLetter},
 };
 
-// The middle of the picture, in the proportions of a card's photo.
+// Cuts the middle of the picture out, in the proportions of a card's photo.
 QImage cutToPhoto(const QImage& picture)
 {
     const QSize size(photo::PhotoWidth, photo::PhotoHeight);

@@ -10,14 +10,14 @@
 
 namespace virtual_desk {
 
-/// The card of a request: an invented holder's of the type asked for ("resident" when none is),
-/// with the request's own texts, photo and fingerprints.
+/// The card of a request: the invented holder's card of the requested type ("resident" by default),
+/// with the texts, photo and fingerprints of the request.
 IdentityCard newCard(CheckedObject& request);
 
 /// The same card with the request's texts, photo and fingerprints.
 IdentityCard changedCard(const IdentityCard& card, CheckedObject& request);
 
-/// The card's type and texts, and whether it holds fingerprints.
+/// The card's type and texts, and whether it has fingerprints.
 QJsonObject cardState(const IdentityCard& card);
 
 } // namespace virtual_desk

@@ -11,7 +11,7 @@
 namespace virtual_desk {
 namespace {
 
-// More than any camera delivers; the toolkit would allocate whatever a file's header claims.
+// More than any camera delivers; Qt allocates the size that a file's header states.
 constexpr qint64 mostPixels = 64LL * 1000 * 1000;
 
 QString quoted(const QString& text)

@@ -13,12 +13,10 @@
 
 namespace virtual_desk {
 
-/// \brief A JSON object whose keys are read one by one, each with the type and range that it must
-/// have.
+/// \brief A JSON object whose values are checked for type and range when they are read.
 ///
-/// A reading function that finds something else gives a default and keeps the complaint; the first
-/// complaint is the object's `error`. Ask for the error last: it also names keys that were not
-/// read.
+/// A reading function returns a default for a wrong value; the first wrong value is reported by
+/// `error`. Call that last: it also reports keys that were not read.
 class CheckedObject
 {
 public:
@@ -39,11 +37,11 @@ public:
     /// The object without some of its keys.
     QJsonObject without(const QStringList& keys) const;
 
-    /// Keeps a complaint, in a sentence.
+    /// Stores an error message, a sentence, unless there is one already.
     void complain(const QString& complaint);
     bool isGood() const { return m_error.isEmpty(); }
 
-    /// The first complaint, or an unknown key; empty when all is well.
+    /// The first error message, or one about an unknown key; empty when there is no error.
     QString error() const;
 
 private:

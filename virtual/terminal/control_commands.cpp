@@ -18,7 +18,7 @@
 namespace virtual_desk {
 namespace {
 
-// Where the service expects the two displays.
+// Positions of the two displays, as the service expects them.
 constexpr QRect mainDisplay(0, 0, 1920, 1080);
 constexpr QRect padDisplay(1921, 0, 1280, 800);
 

@@ -23,22 +23,22 @@ public:
     {
     }
 
-    /// Carries out one request, or nothing of it.
+    /// Executes one request; a request with an error changes nothing.
     /// \return the reply
     QJsonObject execute(const QString& text);
 
-    /// The whole desk.
+    /// The state of all devices and of the service.
     QJsonObject state();
 
 private:
     struct Command;
-    /// What a command gave, or why nothing was done.
+    /// A command's reply, or its error message.
     struct Outcome
     {
         QString error;
         QJsonObject result;
     };
-    /// Reads the keys of its command, checks them, and acts when all is well.
+    /// Reads and checks the keys of its command, and executes it when there is no error.
     using Handler = Outcome (ControlCommands::*)(CheckedObject& request);
     static const Command* find(const QString& name);
 

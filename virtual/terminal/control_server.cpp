@@ -63,14 +63,15 @@ QString ControlServer::listen(quint16 port)
 {
     if (!m_ipv4.listen(QHostAddress::LocalHost, port))
         return m_ipv4.errorString();
-    // A machine without IPv6 has no such address; one that has it must not leave it to others.
+    // Without IPv6 this is no error. With it the port must be bound too: another program could
+    // otherwise receive the connections to "localhost".
     const bool hasIpv6 = QNetworkInterface::allAddresses().contains(QHostAddress::LocalHostIPv6);
     if (hasIpv6 && !m_ipv6.listen(QHostAddress::LocalHostIPv6, port))
         return m_ipv6.errorString();
     return {};
 }
 
-// Programs send no origin; a page from disk sends "null", or "file://".
+// Programs send no origin; a page opened from disk sends "null" or "file://".
 void ControlServer::checkOrigin(QWebSocketCorsAuthenticator* page)
 {
     const QString origin = page->origin();
@@ -126,7 +127,7 @@ void ControlServer::reportState()
 void ControlServer::broadcast(const QJsonObject& event)
 {
     const QString text = compact(event);
-    const QList<QWebSocket*> clients = m_clients; // a client that fails leaves the list
+    const QList<QWebSocket*> clients = m_clients; // a failed send removes its client from m_clients
     for (QWebSocket* client : clients)
         client->sendTextMessage(text);
 }

@@ -15,11 +15,11 @@ class QWebSocketCorsAuthenticator;
 
 namespace virtual_desk {
 
-/// \brief The control port: requests of any number of clients on this machine, and events to all of
-/// them.
+/// \brief The control port: receives requests of the clients on this machine, and sends events to
+/// all of them.
 ///
-/// Pages of other sites are refused by their origin, because any page may connect to a loopback
-/// port.
+/// Any web page can connect to a loopback port, so pages of other sites are refused by their
+/// origin.
 class ControlServer : public QObject
 {
     Q_OBJECT
@@ -28,7 +28,7 @@ public:
     explicit ControlServer(ControlCommands& commands);
     ~ControlServer() override;
 
-    /// \return an empty text, or why the port cannot be had
+    /// \return an empty text, or the reason why the port cannot be used
     QString listen(quint16 port);
 
 public Q_SLOTS:
@@ -46,7 +46,7 @@ private:
     QWebSocketServer m_ipv4;
     QWebSocketServer m_ipv6;
     QList<QWebSocket*> m_clients; ///< owned
-    QTimer m_watch;               ///< for changes that no command made
+    QTimer m_watch;               ///< checks for changes that were not made by a command
     QJsonObject m_reported;
 };
 

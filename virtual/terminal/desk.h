@@ -20,8 +20,8 @@ class Desk
 public:
     Desk();
 
-    /// Plugs everything in and lays down a card on each reader and a SIM.
-    /// \return an empty text, or what could not be set up
+    /// Plugs all devices in, puts a card on each reader and inserts a SIM.
+    /// \return an empty text, or an error message
     QString furnish();
 
     /// In the order of the documentation.
@@ -36,7 +36,7 @@ public:
     CameraDevice& camera(const QString& name);
 
     /// The transfers of "pad", "usbReader" or "hidReader", one a line.
-    /// \param forget empties the log
+    /// \param forget clears the log
     QStringList takeLog(const QString& name, bool forget);
 
     QJsonObject state();

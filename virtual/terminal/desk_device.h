@@ -13,9 +13,9 @@
 
 namespace virtual_desk {
 
-/// \brief One device of the desk, as the control port plays it: its plug, its fault, its state.
+/// \brief One device of the desk, as it is operated through the control port: plug, fault, state.
 ///
-/// At most one fault at a time. On the main thread.
+/// At most one fault at a time. Main thread only.
 class DeskDevice
 {
 public:
@@ -25,13 +25,13 @@ public:
     DeskDevice& operator=(const DeskDevice&) = delete;
 
     virtual bool isPlugged() const = 0;
-    /// \return an empty text, or why not
+    /// \return an empty text, or an error message
     virtual QString plug() = 0;
     virtual void unplug() = 0;
 
     /// Sets the fault of a request; it replaces any other.
-    /// \param request holds "fault" and the fault's own keys; complains of what is wrong with them,
-    /// and then nothing changes
+    /// \param request has "fault" and the fault's own keys; nothing changes when one is wrong, and
+    /// \p request then has an error
     void breakDown(CheckedObject& request);
     void repair();
     bool isBroken() const { return m_fault.has_value(); }
@@ -40,12 +40,12 @@ public:
     QJsonObject state() const;
 
 protected:
-    /// What makes the fault come true once the device is repaired; std::nullopt when the device has
-    /// no such fault. Reads the fault's own keys.
+    /// Reads the fault's own keys and returns the function that sets the fault on a repaired
+    /// device; std::nullopt when the device has no such fault.
     virtual std::optional<std::function<void()>> faultAction(const QString& fault,
                                                              CheckedObject& keys) = 0;
     virtual void endFault() = 0;
-    /// The keys of the state beside "plugged" and "fault".
+    /// The keys of the state other than "plugged" and "fault".
     virtual QJsonObject ownState() const = 0;
 
 private:

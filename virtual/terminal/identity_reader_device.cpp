@@ -16,7 +16,7 @@ constexpr int longestDelayMs = 60000;
 constexpr int mostTransfers = 10000;
 constexpr int mostBusyReplies = 1000;
 
-// The faults that both readers have.
+// Faults of both readers.
 template <typename Reader>
 std::optional<Action> commonFault(Reader& reader, const QString& fault, CheckedObject& keys)
 {

@@ -12,7 +12,7 @@
 
 namespace virtual_desk {
 
-/// \brief A place for an identity card. A card can lie there while the cable is out.
+/// \brief What both identity-card readers have: a card. It may be on an unplugged reader too.
 class IdentityReaderDevice : public DeskDevice
 {
 public:
@@ -41,7 +41,7 @@ public:
     QString plug() override;
     void unplug() override { m_reader.unplug(); }
 
-    /// \param module "0501" or "0503"; the exchange repairs the reader
+    /// \param module "0501" or "0503"; also repairs the reader
     void setModule(const QString& module);
 
     QStringList log() const override { return m_reader.log(); }

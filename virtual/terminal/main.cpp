@@ -2,7 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 //
-// A desk with nothing plugged in: the service on emulated devices, and a port to play the desk.
+// The virtual terminal: the service on emulated devices, and a port to operate them.
 
 #include "app/termination_signals.h"
 #include "virtual/terminal/control_commands.h"
@@ -38,8 +38,8 @@ int fail(const QString& what)
     return 1;
 }
 
-// Prints the help or a complaint, and ends the program, when the command line asks for it: before
-// there is a connection to a display, which the help does not need.
+// For --help or a wrong option this prints a text and ends the program. It uses a QCoreApplication,
+// because that needs no display.
 Options readOptions(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);

@@ -12,7 +12,7 @@
 
 namespace virtual_desk {
 
-/// \brief The signature pad. What is written while no program reads is lost, as on the real one.
+/// \brief The signature pad. As on the real one, samples are lost while no program reads.
 class PadDevice : public DeskDevice
 {
 public:

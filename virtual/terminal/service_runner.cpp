@@ -130,9 +130,9 @@ void ServiceRunner::noteExit(int code, QProcess::ExitStatus status)
 {
     for (const auto channel : {QProcess::StandardOutput, QProcess::StandardError}) {
         passOn(channel);
-        const QByteArray lastWords = m_process.readAll(); // without a line's end
-        if (!lastWords.isEmpty())
-            report(lastWords, channel);
+        const QByteArray unfinishedLine = m_process.readAll();
+        if (!unfinishedLine.isEmpty())
+            report(unfinishedLine, channel);
     }
     QJsonObject exit{
         {status == QProcess::CrashExit ? QStringLiteral("signal") : QStringLiteral("code"), code}};

@@ -14,30 +14,30 @@ namespace virtual_desk {
 /// TCP port of the service.
 constexpr quint16 servicePort = 12343;
 
-/// \brief The service as a child process: started on command, never again by itself.
+/// \brief The service as a child process. It is started by a command only, also after a crash.
 ///
-/// The process is in a group of its own, so that Ctrl-C does not reach it, and dies with its
+/// The process is in its own process group, so that Ctrl-C does not signal it, and ends with its
 /// parent.
 class ServiceRunner : public QObject
 {
     Q_OBJECT
 
 public:
-    /// \param program   the service's file
-    /// \param directory where it runs
+    /// \param program the service's file
+    /// \param directory its working directory
     ServiceRunner(const QString& program, const QString& directory);
     ~ServiceRunner() override;
 
-    /// Why the service would not get its port, and what to do; empty when it would. The service
-    /// itself stays silent then.
+    /// An error message with advice when the service's port is in use; empty when it is free. The
+    /// service itself does not report it.
     static QString portFault();
 
-    /// Starts the service and waits until its port answers, up to ten seconds.
-    /// \return an empty text, or why it does not run
+    /// Starts the service and waits up to ten seconds until its port accepts connections.
+    /// \return an empty text, or an error message
     QString start();
     /// Ends it with SIGTERM, and after five seconds with SIGKILL.
     void stop();
-    /// Ends it as a crash would.
+    /// Ends it with SIGKILL.
     void kill();
     bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
 
@@ -45,7 +45,7 @@ public:
     QJsonObject state() const;
 
 Q_SIGNALS:
-    /// One line that the service wrote, without its end; \p stream is "output" or "error".
+    /// One line that the service wrote, without its newline; \p stream is "output" or "error".
     void lineWritten(const QString& line, const QString& stream);
     void stateChanged();
 

@@ -8,7 +8,7 @@
 namespace virtual_desk {
 namespace {
 
-// As the file holds it: the digits of each pair swapped, an odd number filled up with F.
+// The content of the card's file: the digits of each pair swapped, an odd number padded with F.
 QByteArray storedIccid(const QString& iccid)
 {
     QString digits = iccid.leftJustified(20, QLatin1Char('F'));
@@ -50,7 +50,7 @@ void SimReaderDevice::pullSim()
 {
     m_sim.pull();
     m_iccid.clear();
-    if (!isBroken()) // a broken daemon notices nothing, and a frozen one does not even answer
+    if (!isBroken()) // a stopped or frozen daemon would not report the removal
         m_sim.awaitRemoval();
 }
 

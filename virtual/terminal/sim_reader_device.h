@@ -11,18 +11,18 @@ namespace virtual_desk {
 
 /// \brief The smart-card reader with its daemon, and the SIM in it.
 ///
-/// Plugging, repairing, inserting and pulling wait for the daemon, which takes up to a second.
+/// Plugging, repairing, inserting and removing wait for the daemon, up to a second.
 class SimReaderDevice : public DeskDevice
 {
 public:
     bool isPlugged() const override { return m_plugged; }
     QString plug() override;
-    /// Repairs the reader first.
+    /// Also repairs the reader.
     void unplug() override;
 
-    /// Inserts a SIM; it replaces any other. The reader is plugged in and not broken.
+    /// Inserts a SIM; it replaces any other. The reader must be plugged in and not broken.
     /// \param iccid 19 or 20 digits
-    /// \return an empty text, or why not
+    /// \return an empty text, or an error message
     QString insertSim(const QString& iccid);
     void pullSim();
     bool hasSim() const { return !m_iccid.isEmpty(); }

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The connection to the service: its state, and in words why there is none.
+// The connection to the service: its state, and an explanation when it fails.
 
 (() => {
-    // Another address than the usual ones can be given in the page's own: index.html?url=ws://…&control=ws://…
+    // Other addresses than the default ones can be given as index.html?url=ws://…&control=ws://…
     const given = new URLSearchParams(location.search);
     const url = given.get("url") ?? deskTerminal.defaultUrl;
     const desk = new deskTerminal.DeskTerminal({ url });
@@ -26,7 +26,7 @@
     }
 
     desk.addEventListener("state", (event) => {
-        // The error of the last attempt stays in sight during the next.
+        // The error of the last attempt is shown until the next attempt has ended.
         last = { state: event.state, delay: event.delay, error: event.error ?? (event.state === "connecting" && last.error) };
         showState();
     });

@@ -1,18 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The connection to a virtual terminal's control port, which plays the desk. Most desks have none.
+// The connection to the control port of a virtual terminal, which operates the virtual devices. A real terminal has no
+// such port.
 
 /* exported openControlPort */
 /**
  * @param {string} url
  * @param {{connected: (isThere: boolean) => void, state: (state: object) => void, service: (event: object) => void}}
- *     listener hears of each connection and loss, of each change of the desk and of what the service prints
- * @returns {(command: string, keys?: object) => Promise<object>} plays the desk; rejects with what is wrong
+ *     listener called when the connection opens or closes, when the state changes and when the service prints a line
+ * @returns {(command: string, keys?: object) => Promise<object>} sends a command; rejects with the error
  */
 function openControlPort(url, listener) {
     const retryMs = 3000;
-    const longestMessage = 8 * 1024 * 1024; // a longer one ends the connection
+    const longestMessage = 8 * 1024 * 1024; // the port closes the connection after a longer one
     const waiting = new Map();
     let socket;
     let lastId = 0;

@@ -1,19 +1,19 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The pad's display to write on with the mouse, and the signing window's place on it.
+// A picture of the pad's display, to write on with the mouse, with the signing window's outline.
 
 /* exported makeDrawingPad */
 /**
- * @param {(points: number[][]) => void} pen takes samples [x, y, pressure], in pixels of the display
- * @returns the elements, and what to do when a signing session begins or ends
+ * @param {(points: number[][]) => void} pen gets samples [x, y, pressure], in pixels of the display
+ * @returns the elements, and the function to call when a signing session begins or ends
  */
 function makeDrawingPad(pen) {
     const display = { width: 1280, height: 800 };
     const mousePressure = 700;
     const buttonHeight = 60; // of the signing window, whose three buttons share its width
     const buttonNames = ["取消", "重签", "确定"];
-    // A name in strokes on a field of 2 by 1, for those who cannot use a mouse.
+    // The strokes of a name, in an area of 2 by 1, for a button that signs without a mouse.
     const sampleStrokes = [
         [[0.15, 0.12], [0.85, 0.08]], [[0.2, 0.5], [0.8, 0.46]], [[0.5, 0.1], [0.5, 0.88]],
         [[0.08, 0.9], [0.92, 0.88]], [[1.2, 0.28], [1.24, 0.66]], [[1.2, 0.28], [1.82, 0.25], [1.77, 0.64]],
@@ -53,7 +53,7 @@ function makeDrawingPad(pen) {
         }
     }
 
-    /** Sends the samples of one frame together. */
+    /** Sends all samples of one animation frame in one message. */
     function add(x, y, pressure) {
         if (samples.length === 0)
             requestAnimationFrame(() => pen(samples.splice(0)));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The raw frames, both ways, with their times.
+// The log of the raw frames in both directions, with their times.
 
 /* exported startFrameLog */
 function startFrameLog(desk) {
@@ -46,7 +46,7 @@ function startFrameLog(desk) {
         try {
             desk.sendRaw(document.getElementById("raw-text").value);
         } catch {
-            desk.connect().catch(() => {}); // the connection's state says what is wrong
+            desk.connect().catch(() => {}); // the error is shown with the connection's state
         }
     });
     document.getElementById("ping").addEventListener("click", () => desk.ping().catch(() => {}));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// A panel per device: each command with its parameters, and what came of the last.
+// One panel for each device: its commands with their parameters, and the result of the last one.
 
 /* exported startPanels */
 function startPanels(desk) {
@@ -19,7 +19,7 @@ function startPanels(desk) {
         }
     }
 
-    // [command, the parameters' first values, what to do]
+    // [command, initial values of the parameters, function that sends it]
     const devices = {
         pad: [
             ["ZCDeviceExist", {}, async () => (await desk.padPresent() ? "pad.present" : "pad.absent")],
@@ -48,7 +48,7 @@ function startPanels(desk) {
 
     const image = (picture, key) => view.make("img", { src: picture.dataUrl, alt: view.text(key) });
 
-    const longest = 200; // fingerprints are longer
+    const longest = 200; // characters shown of a value; fingerprints are longer
 
     function cardValue(value) {
         if (value.length <= longest)
@@ -65,7 +65,7 @@ function startPanels(desk) {
             view.make("table", {}, view.make("tbody", {}, ...rows)))];
     }
 
-    /** What a command gave, as elements. */
+    /** The elements that show a command's result. */
     function shown(value) {
         if (value === undefined)
             return [];
@@ -78,7 +78,7 @@ function startPanels(desk) {
         return [view.make("p", {}, value ? view.make("output", {}, value) : view.make("span", { text: "empty" }))];
     }
 
-    /** A failure in words: which step, what it means, and the service's own code and text. */
+    /** The text of an error: the step, its meaning, and the service's code and text. */
     function explained(error) {
         if (!(error instanceof deskTerminal.DeskError))
             return [view.make("p", {}, error.message)];
@@ -127,7 +127,7 @@ function startPanels(desk) {
         return panel;
     }
 
-    // Side by side where there is room: a result that grows moves nothing but its own column.
+    // In columns, so that a long result moves only the panels of its own column.
     const columns = [["pad"], ["settings", "sim", "camera"], ["cards"]];
     document.getElementById("panels").append(...columns.map((names) =>
         view.make("div", { className: "column" }, ...names.map(panelOf))));

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// Every text of the page in both languages.
+// The texts of the page in both languages, except those of virtual_texts.js.
 
 /* exported texts */
 const texts = {

@@ -9,7 +9,7 @@ const view = (() => {
     try {
         language = localStorage.getItem("language") ?? language;
     } catch {
-        // A page from disk may have no storage.
+        // A browser may refuse storage to a page that was opened from disk.
     }
 
     /** The text of a key in the chosen language; undefined when there is none. */
@@ -20,8 +20,8 @@ const view = (() => {
         (find(key) ?? key).replace(/\{(\d)\}/g, (_, number) => values[number] ?? "");
 
     /**
-     * An element with properties and children. The property `text` is a key of the texts, and follows the
-     * language; strings among the children stay as they are.
+     * Makes an element with properties and children. The property `text` is a key of the texts, and is shown in
+     * the chosen language; strings among the children are not translated.
      */
     function make(name, { text: key, dataset, ...properties } = {}, ...children) {
         const element = Object.assign(document.createElement(name), properties);
@@ -34,7 +34,7 @@ const view = (() => {
         return element;
     }
 
-    /** Gives an element another text by its key, with the key's values. */
+    /** Sets an element's text to that of a key, with values for {0}, {1}…. */
     function show(element, key, ...values) {
         element.dataset.text = key;
         element.dataset.values = JSON.stringify(values);
@@ -55,17 +55,17 @@ const view = (() => {
         try {
             localStorage.setItem("language", language);
         } catch {
-            // Then it lasts as long as the page.
+            // Without storage the choice is kept until the page is closed.
         }
         apply();
     });
 
-    /** A labelled number, text or choice. */
+    /** An input with a label: a number, a text or a choice. */
     function field(key, input) {
         return make("label", {}, make("span", { text: key }), input);
     }
 
-    // As on the card; replies and states have them in the order of the alphabet.
+    // In the order of the card; replies and states are sorted alphabetically.
     const cardFields = ["name", "englishName", "gender", "nation", "nationCode", "birthday", "address", "idNum", "issueOrg",
         "effectDate", "expireDate", "passNum", "signCount", "CardType", "certVersion", "typeLetter", "CertVersion", "dn", "figData"];
 

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The desk of a virtual terminal to play: plugs, faults, cards, pictures, the pad and the service itself.
+// Operating a virtual terminal: plugs, faults, cards, pictures, the pad and the service itself.
 
 /* exported startVirtualDesk */
 function startVirtualDesk(url) {
@@ -31,7 +31,7 @@ function startVirtualDesk(url) {
         return element;
     };
 
-    /** A box with a title and a place for what went wrong with its last command. */
+    /** A box with a title and a line for the error of its last command. */
     function makeBox(name, ...children) {
         const title = view.make("h3", { text: `virtual.${name}`, id: `virtual-${name}` });
         const complaint = view.make("p", { className: "complaint" });

@@ -1,13 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// What can be done to the devices of a virtual terminal: the faults, and the forms for cards, SIM and cameras.
+// The controls of the virtual devices: faults, and forms for cards, SIM and cameras.
 
 /* exported virtualFaults, makeVirtualParts */
 
 const milliseconds = { type: "number", min: 1, max: 60000, value: 500 };
 
-// By device: each fault with its own keys, as an input's properties or a list of choices.
+// The faults of each device with their keys; a key is given by its input's properties or a list of choices.
 const virtualFaults = (() => {
     const usual = { held: {}, stall: {}, silent: {} };
     const readers = { ...usual, slow: { milliseconds }, unplugAt: { transfer: { type: "number", min: 0, value: 2 } } };
@@ -33,7 +33,7 @@ const virtualFaults = (() => {
 })();
 
 /**
- * The part of a device's box that is the device's own.
+ * Makes the part of a device's box that only this device has.
  * @param {string} device
  * @param {(command: string, keys?: object) => Promise<object>} play
  * @returns {{elements: Element[], update?: (state: object) => void, showArea?: Function}}
@@ -117,7 +117,7 @@ function makeVirtualParts(device, play) {
                 return;
             }
             for (const input of fields.querySelectorAll("input")) {
-                if (input.value === before[input.name]) // what somebody has typed stays
+                if (input.value === before[input.name]) // a value that was edited is kept
                     input.value = card[input.name];
             }
         }

@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The texts of the virtual terminal's part of the page.
+// The texts of the page's section for a virtual terminal.
 
 Object.assign(texts.zh, {
     "virtual.title": "虚拟终端",

@@ -7,12 +7,12 @@ function escaped(text) {
     return text.replace(/[&<>"]/g, (sign) => `&#${sign.charCodeAt(0)};`);
 }
 
-/** A frame whose pictures would fill pages. */
+/** Shortens the Base64 text of pictures in a frame. */
 function shortened(frame) {
     return frame.replace(/"[^"]{81,}"/g, (value) => `${value.slice(0, longestValue)}…" (${value.length - 2} characters)`);
 }
 
-/** What came of a session, as one page beside its pictures. */
+/** Writes the report of a session, an HTML page in the folder of its pictures. */
 export function reportPage(results, frames) {
     const sections = results.map(({ title, succeeded, summary, files }) => `<h2>${succeeded ? "✓" : "✗"} ${escaped(title)}</h2>
 <p>${escaped(summary)}</p>

@@ -1,10 +1,10 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// One session of every device of the virtual terminal, played through the client library as a page would: a SIM card,
-// a signature, a card on each reader, a picture. Leaves the pictures, the frames and index.html in a folder.
+// Uses every device of the virtual terminal once, through the client library as a page would: a SIM card, a signature,
+// a card on each reader, a picture. Writes the pictures, the frames and index.html to a folder.
 //
-//     session.mjs FOLDER      in tests/sandbox, with DESK_BIN_DIR as the tests have it
+//     session.mjs FOLDER      run in tests/sandbox, with DESK_BIN_DIR set to the folder of the programs
 
 import { copyFileSync, mkdirSync, rmSync, writeFileSync } from "node:fs";
 import { join, resolve } from "node:path";
@@ -83,7 +83,7 @@ class Session {
         const signature = this.#desk.sign(area);
         signature.catch(() => {}); // awaited below
         await until(() => windowWithTitle(signingTitle), "the signing window");
-        await pause(200); // the window takes what was written before it for somebody else's
+        await pause(200); // the window ignores samples from before it was opened
         for (const [from, to] of strokes) {
             const points = Array.from({ length: stepsOfAStroke }, (_, step) => [0, 1].map(
                 (axis) => Math.round(from[axis] + (to[axis] - from[axis]) * step / stepsOfAStroke)));
