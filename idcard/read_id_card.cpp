@@ -145,7 +145,7 @@ int32_t ReadIDCard::readCardData0501(libusb_device_handle* handle, unsigned char
     return UsbReader::readCardData0501(handle, output, fingerprintFlag);
 }
 
-// These two names are crossed in the interface.
+// In the interface these two names are exchanged.
 int32_t ReadIDCard::selectCard0503(libusb_device_handle* handle)
 {
     return UsbReader::findCard0503(handle);

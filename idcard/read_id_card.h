@@ -13,7 +13,10 @@ class QString;
 struct IDINFO;
 struct libusb_device_handle;
 
-/// \brief A USB identity-card reader with a security module, and the decoding of what it reads.
+/// \brief A USB identity-card reader with a security module, and the decoding of its cards.
+///
+/// Except `readCard` and `getFileContetBase64`, the public members only forward to free functions,
+/// which do the work.
 ///
 /// One object serves one command, on the thread that handles the command.
 class ReadIDCard
@@ -40,7 +43,7 @@ public:
     /// \return `CardRead` or what went wrong, see above.
     int readCard(IDINFO* info, char* message);
 
-    /// \name What the last read found out
+    /// \name Results of the last read
     /// Part of the library's interface; the service itself does not call them.
     /// @{
 
@@ -53,8 +56,8 @@ public:
     /// @}
 
     /// \name Single operations on an open and claimed reader, see the functions of `UsbReader`
-    /// The names `selectCard0503` and `findCard0503` are crossed with the frames that they send:
-    /// the first sends the find-card frame, the second the select-card frame.
+    /// The names `selectCard0503` and `findCard0503` are exchanged: the first sends the find-card
+    /// frame, the second the select-card frame.
     /// @{
     int32_t getIDSAM0501(libusb_device_handle* handle, char* samText);
     int32_t getIDSAM0503(libusb_device_handle* handle, char* samText);

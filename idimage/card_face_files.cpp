@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// The pictures of the card's faces as files in the working directory.
+// Reading the templates and writing the painted faces as JPEG files.
 
 #include "files/fixed_file.h"
 #include "idimage/card_faces.h"

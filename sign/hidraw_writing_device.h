@@ -8,7 +8,8 @@
 #include <QByteArray>
 #include <QObject>
 
-/// \brief The pad through the kernel's hidraw nodes.
+/// \brief The pad through the kernel's hidraw nodes. Part of the library's interface; the service
+/// itself uses `QHandWritingDevForLibUsb`.
 class QLinuxHidRawDev : public QObject, public QHidWritingDevice
 {
     Q_OBJECT

@@ -8,7 +8,8 @@
 #include <QByteArray>
 #include <QObject>
 
-/// \brief A driver without a device: finds nothing, opens nothing, reads no samples.
+/// \brief A driver without a device: finds nothing, opens nothing, reads no samples. Part of
+/// the library's interface; the service itself does not use it.
 class QLinuxHidDev : public QObject, public QHidWritingDevice
 {
     Q_OBJECT
