@@ -4,10 +4,14 @@
 #include "app/desktop_environment.h"
 #include "app/missing_display.h"
 #include "app/orderly_end.h"
+#include "app/settings_file.h"
+#include "diagnosis/log_secrets.h"
 #include "server/echo_server.h"
+#include "server/stored_pictures.h"
 
 #include <QApplication>
 #include <QDebug>
+#include <QLoggingCategory>
 
 #include <csignal>
 #include <cstdio>
@@ -37,11 +41,27 @@ void prepareStandardOutput()
     std::signal(SIGPIPE, SIG_IGN);
 }
 
+void apply(const Settings& settings)
+{
+    if (!settings.loggingRules.isEmpty())
+        QLoggingCategory::setFilterRules(settings.loggingRules);
+    if (settings.restrictions.keepPictures())
+        return;
+    deleteStoredPictures();
+    keepSecretsOutOfLog();
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
 {
     prepareStandardOutput();
+    const Settings settings = readSettings();
+    if (!settings.error.isEmpty()) {
+        std::fprintf(stderr, "desk-terminal-service: %s\n", qUtf8Printable(settings.error));
+        return exitWithBadSettings;
+    }
+    apply(settings);
     prepareDesktopEnvironment();
     writeStartUpDiagnostics();
     std::optional<MissingDisplayReport> missingDisplay(std::in_place);
@@ -49,7 +69,7 @@ int main(int argc, char* argv[])
     missingDisplay.reset();
     QApplication::setQuitOnLastWindowClosed(false);
     // Never deleted: it serves clients until the process ends.
-    static auto* const server = new EchoServer(servicePort, false);
+    static auto* const server = new EchoServer(servicePort, false, nullptr, settings.restrictions);
     QObject::connect(server, &EchoServer::closed, &application, &QCoreApplication::quit);
     const OrderlyEnd orderlyEnd(*server, servicePort);
     const int code = QApplication::exec();

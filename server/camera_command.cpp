@@ -6,6 +6,7 @@
 #include "server/text_message_processor.h"
 
 #include "camera/camera_module.h"
+#include "server/stored_pictures.h"
 
 #include <QDebug>
 #include <QPointer>
@@ -25,6 +26,7 @@ public:
     CountedWindow& operator=(const CountedWindow&) = delete;
 
     static bool isOneTooMany() { return m_count > maxCaptureWindows; }
+    static bool areAllClosed() { return m_count == 0; }
 
 private:
     static inline int m_count = 0;
@@ -55,5 +57,7 @@ void CTextMessageProcessor::ZCCameraPic(QString functionName, QWebSocket* client
     // The client may disconnect while the window is open; its socket is then deleted.
     const QPointer<QWebSocket> asker(client);
     const QString picture = takePicture();
+    if (!m_restrictions.keepPictures() && CountedWindow::areAllClosed())
+        deleteStoredPictures();
     send(asker, CreateJson(functionName, picture.isEmpty() ? 0 : 1, QString(), QString(), picture));
 }

@@ -3,6 +3,7 @@
 
 #include "server/echo_server.h"
 
+#include "diagnosis/categories.h"
 #include "server/accept_gate.h"
 #include "server/text_message_processor.h"
 #include "server/unread_replies.h"
@@ -11,6 +12,7 @@
 #include <QDebug>
 #include <QTcpSocket>
 #include <QWebSocket>
+#include <QWebSocketCorsAuthenticator>
 #include <QWebSocketServer>
 
 #include <netinet/in.h>
@@ -24,6 +26,8 @@ namespace {
 // Far above every command, and small enough that echoing a message does not delay the other clients
 // noticeably (60 MiB delayed them by five seconds).
 constexpr quint64 maxMessageBytes = 8ULL * 1024 * 1024;
+
+constexpr int longestLoggedOrigin = 200; // characters
 
 // Options of the listening socket for which Qt has no setters.
 void tuneListeningSocket(int descriptor)
@@ -49,43 +53,77 @@ const QTcpSocket* connectionOf(const QWebSocket& client, const QWebSocketServer&
 
 } // namespace
 
-EchoServer::EchoServer(quint16 port, bool debug, QObject* parent)
+EchoServer::EchoServer(quint16 port, bool debug, QObject* parent, const Restrictions& restrictions)
     : QObject(parent)
-    , m_pWebSocketServer(new QWebSocketServer(QStringLiteral("Echo Server"),
-                                              QWebSocketServer::NonSecureMode, this))
+    , m_pWebSocketServer(newServer())
     , m_debug(debug)
-    , m_processor(new CTextMessageProcessor)
+    , m_processor(new CTextMessageProcessor(nullptr, restrictions))
+    , m_restrictions(restrictions)
 {
-    if (!listen(port))
-        return;
-    if (m_debug)
-        qDebug() << "Echoserver listening on port" << port;
-    connect(m_pWebSocketServer, &QWebSocketServer::newConnection, this,
-            &EchoServer::onNewConnection);
-    connect(m_pWebSocketServer, &QWebSocketServer::closed, this, &EchoServer::closed);
+    listen(m_pWebSocketServer, restrictions.addresses.value(0, QHostAddress(QHostAddress::Any)),
+           port);
+    for (const QHostAddress& address : restrictions.addresses.mid(1))
+        listen(newServer(), address, port);
 }
 
 EchoServer::~EchoServer()
 {
-    m_pWebSocketServer->close();
+    for (QWebSocketServer* server : servers())
+        server->close();
     // Deleting a socket emits disconnected(), whose slot would change the list.
     for (QWebSocket* client : qAsConst(m_clients))
         client->disconnect(this);
     qDeleteAll(m_clients);
 }
 
-bool EchoServer::listen(quint16 port)
+QWebSocketServer* EchoServer::newServer()
 {
-    if (!m_pWebSocketServer->listen(QHostAddress::Any, port))
-        return false;
-    tuneListeningSocket(static_cast<int>(m_pWebSocketServer->nativeDescriptor()));
-    new AcceptGate(m_pWebSocketServer);
-    return true;
+    return new QWebSocketServer(QStringLiteral("Echo Server"), QWebSocketServer::NonSecureMode,
+                                this);
+}
+
+QList<QWebSocketServer*> EchoServer::servers() const
+{
+    return findChildren<QWebSocketServer*>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+void EchoServer::listen(QWebSocketServer* server, const QHostAddress& address, quint16 port)
+{
+    if (!server->listen(address, port)) {
+        // Silent unless an administrator has named the address, or looks for the fault.
+        const auto log = [this]() -> const QLoggingCategory& {
+            return m_restrictions.addresses.isEmpty() ? serverLog()
+                                                      : *QLoggingCategory::defaultCategory();
+        };
+        qCWarning(log, "cannot listen on %s: %s", qUtf8Printable(address.toString()),
+                  qUtf8Printable(server->errorString()));
+        return;
+    }
+    tuneListeningSocket(static_cast<int>(server->nativeDescriptor()));
+    new AcceptGate(server);
+    if (m_debug)
+        qDebug() << "Echoserver listening on port" << port;
+    connect(server, &QWebSocketServer::newConnection, this, &EchoServer::onNewConnection);
+    connect(server, &QWebSocketServer::closed, this, &EchoServer::closed);
+    connect(server, &QWebSocketServer::acceptError, this, [server] {
+        qCWarning(serverLog, "accept: %s", qUtf8Printable(server->errorString()));
+    });
+    if (!m_restrictions.origins.areOpen())
+        connect(server, &QWebSocketServer::originAuthenticationRequired, this,
+                &EchoServer::judgeOrigin);
+}
+
+void EchoServer::judgeOrigin(QWebSocketCorsAuthenticator* page) const
+{
+    page->setAllowed(m_restrictions.origins.allow(page->origin()));
+    if (!page->allowed()) // quoted, with what could steer a terminal escaped
+        qWarning() << "refused a client of the origin" << page->origin().left(longestLoggedOrigin);
 }
 
 void EchoServer::endSessions()
 {
-    m_pWebSocketServer->pauseAccepting();
+    for (QWebSocketServer* server : servers())
+        server->pauseAccepting();
     for (QWebSocket* client : qAsConst(m_clients)) {
         disconnect(client, &QWebSocket::textMessageReceived, this, nullptr);
         disconnect(client, &QWebSocket::binaryMessageReceived, this, nullptr);
@@ -105,7 +143,8 @@ void EchoServer::dismissClients()
 
 void EchoServer::onNewConnection()
 {
-    QWebSocket* socket = m_pWebSocketServer->nextPendingConnection();
+    auto* server = qobject_cast<QWebSocketServer*>(sender());
+    QWebSocket* socket = server ? server->nextPendingConnection() : nullptr;
     if (!socket)
         return;
     socket->setMaxAllowedIncomingFrameSize(maxMessageBytes);
@@ -118,9 +157,11 @@ void EchoServer::onNewConnection()
             Qt::QueuedConnection);
     connect(socket, &QWebSocket::disconnected, this, &EchoServer::socketDisconnected);
     // Qt answers pings by itself; a client can leave those answers unread too.
-    if (const QTcpSocket* connection = connectionOf(*socket, *m_pWebSocketServer))
+    if (const QTcpSocket* connection = connectionOf(*socket, *server))
         connect(connection, &QTcpSocket::readyRead, socket, [socket] { canBeAnswered(socket); });
     m_clients << socket;
+    qCInfo(serverLog) << "client of the origin" << socket->origin().left(longestLoggedOrigin)
+                      << "from" << socket->peerAddress().toString();
 }
 
 void EchoServer::processTextMessage(QString message)

@@ -3,6 +3,8 @@
 
 #pragma once
 
+#include "server/restrictions.h"
+
 #include <QByteArray>
 #include <QList>
 #include <QObject>
@@ -10,9 +12,11 @@
 
 class CTextMessageProcessor;
 class QWebSocket;
+class QWebSocketCorsAuthenticator;
 class QWebSocketServer;
 
-/// \brief The service's one network endpoint: plain WebSockets on all local addresses.
+/// \brief The service's one network endpoint: plain WebSockets, on all local addresses unless
+/// restricted.
 ///
 /// Text frames are commands and go to the processor with the socket that sent them; binary frames
 /// are echoed. A port that cannot be bound is not reported: the object then exists without clients.
@@ -24,7 +28,9 @@ class EchoServer : public QObject
 public:
     /// \param port TCP port to listen on, IPv4 and IPv6
     /// \param debug writes a debug line for each frame and each disconnected client
-    EchoServer(quint16 port, bool debug, QObject* parent = nullptr);
+    /// \param restrictions who may connect, and which commands are served; by default no limit
+    EchoServer(quint16 port, bool debug, QObject* parent = nullptr,
+               const Restrictions& restrictions = {});
     ~EchoServer() override;
 
     /// Prepares the end of the process: processes no further frames, ends the open signing session
@@ -45,10 +51,14 @@ private Q_SLOTS:
     void socketDisconnected();
 
 private:
-    bool listen(quint16 port);
+    void judgeOrigin(QWebSocketCorsAuthenticator* page) const;
+    QWebSocketServer* newServer();
+    void listen(QWebSocketServer* server, const QHostAddress& address, quint16 port);
+    QList<QWebSocketServer*> servers() const;
 
-    QWebSocketServer* m_pWebSocketServer;
-    QList<QWebSocket*> m_clients; ///< owned, in order of connection
+    QWebSocketServer* m_pWebSocketServer; ///< on the first address; one more child on each other
+    QList<QWebSocket*> m_clients;         ///< owned, in order of connection
     bool m_debug;
     CTextMessageProcessor* m_processor; ///< shared by all clients; exists until the process ends
+    const Restrictions m_restrictions;
 };

@@ -130,8 +130,10 @@ void CTextMessageProcessor::ZCReadIDCard(QString functionName, QWebSocket* clien
         return;
     }
     const QString photo = loadPhoto();
-    reader.IDCardPicFront(&info);
-    reader.IDCardPicBack(&info);
+    if (m_restrictions.keepPictures()) {
+        reader.IDCardPicFront(&info);
+        reader.IDCardPicBack(&info);
+    }
     QFile::remove(photoFile());
     send(client, CreateJsonIDCard(functionName, 1, cardRead(), &info, photo));
 }

@@ -102,7 +102,7 @@ void CTextMessageProcessor::ZCBeginSignAB(QString functionName, QWebSocket* clie
 
     g_SignData.imageBase64 = window->imageBase64;
     if (window->result == MainWindow::Signed)
-        Base64_To_Image(window->imageBase64, signatureFile());
+        signatureUsed(window->imageBase64);
     if (!window->endedByCommand) {
         const int success = window->result == MainWindow::Signed ? 1 : 0;
         send(asker, CreateJson(sessionReplyName, success, sessionMessage(window->result), QString(),
@@ -142,5 +142,14 @@ void CTextMessageProcessor::ZCOutputImageBase64AB(QString functionName, QWebSock
         send(client, CreateJson(functionName, 0, textNotSigned, QString(), QString()));
     else
         send(client, CreateJson(functionName, 1, QString(), QString(), QString::fromUtf8(image)));
-    Base64_To_Image(image, signatureFile());
+    signatureUsed(image);
+}
+
+/// The file is for other programs at the desk. No reply needs it, so that privacy leaves it out.
+void CTextMessageProcessor::signatureUsed(const QByteArray& image)
+{
+    if (m_restrictions.keepPictures())
+        Base64_To_Image(image, signatureFile());
+    else
+        m_forgetSignature.start();
 }

@@ -3,7 +3,9 @@
 
 #include "server/text_message_processor.h"
 
+#include "diagnosis/categories.h"
 #include "server/unread_replies.h"
+#include "sign/session_state.h"
 
 #include <QDebug>
 #include <QJsonDocument>
@@ -35,9 +37,13 @@ struct CTextMessageProcessor::Command
     void (CTextMessageProcessor::*handler)(QString, QWebSocket*, QString);
 };
 
-CTextMessageProcessor::CTextMessageProcessor(QObject* parent)
+CTextMessageProcessor::CTextMessageProcessor(QObject* parent, const Restrictions& restrictions)
     : QObject(parent)
+    , m_restrictions(restrictions)
 {
+    m_forgetSignature.setSingleShot(true);
+    m_forgetSignature.setInterval(restrictions.privacy);
+    connect(&m_forgetSignature, &QTimer::timeout, this, [] { g_SignData.imageBase64.clear(); });
 }
 
 void CTextMessageProcessor::Process(QWebSocket* client, QString request)
@@ -54,17 +60,36 @@ void CTextMessageProcessor::dispatch(QWebSocket* client, const QString& request)
     const QString act = textOf(keys, QStringLiteral("act"));
     m_tflag = textOf(keys, QStringLiteral("_tflag"));
 
-    if (act == QLatin1String("test")) {
+    if (!isServed(function, act)) {
+        qCWarning(serverLog, "a command that the settings leave out");
+        sendBack(client, request);
+    } else if (act == QLatin1String("test")) {
         ZCGetSAMNum(function, client, request);
     } else if (act == QLatin1String("readIntegratedCard")) {
         ZCReadIDCard(function, client, request);
     } else if (const Command* command = findCommand(function)) {
         qWarning("%s", command->diagnostic);
         (this->*command->handler)(function, client, request);
-    } else if (client) {
-        qWarning("pClient");
-        send(client, request);
+    } else {
+        sendBack(client, request);
     }
+}
+
+bool CTextMessageProcessor::isServed(const QString& function, const QString& act) const
+{
+    if (act == QLatin1String("test"))
+        return m_restrictions.serve(QStringLiteral("ZCGetSAMNum"));
+    if (act == QLatin1String("readIntegratedCard"))
+        return m_restrictions.serve(QStringLiteral("ZCReadIDCard"));
+    return m_restrictions.serve(function);
+}
+
+void CTextMessageProcessor::sendBack(QWebSocket* client, const QString& request)
+{
+    if (!client)
+        return;
+    qWarning("pClient");
+    send(client, request);
 }
 
 const CTextMessageProcessor::Command* CTextMessageProcessor::findCommand(const QString& function)

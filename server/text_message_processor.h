@@ -3,8 +3,11 @@
 
 #pragma once
 
+#include "server/restrictions.h"
+
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 #include <initializer_list>
 
@@ -22,10 +25,14 @@ class CTextMessageProcessor : public QObject
     Q_OBJECT
 
 public:
-    explicit CTextMessageProcessor(QObject* parent = nullptr);
+    explicit CTextMessageProcessor(QObject* parent = nullptr,
+                                   const Restrictions& restrictions = {});
+
+    /// Whether \p function is the name of a command, served or not.
+    static bool isCommand(const QString& function) { return findCommand(function) != nullptr; }
 
     /// Dispatches one request. Single quotes count as double quotes throughout the text; a request
-    /// that names no command is sent back.
+    /// that names no command, or one that is not served, is sent back.
     void Process(QWebSocket* client, QString request);
 
     /// \return the value of a top-level key as text; empty when the text is no JSON object, the key
@@ -50,12 +57,16 @@ Q_SIGNALS:
 private:
     struct Command;
     static const Command* findCommand(const QString& function);
+    bool isServed(const QString& function, const QString& act) const;
     void dispatch(QWebSocket* client, const QString& request);
     static void send(QWebSocket* client, const QString& reply);
+    static void sendBack(QWebSocket* client, const QString& request);
 
     /// Refuses a command that must not be executed during a signing session.
     /// \return true when a session is open and the refusal was sent
     bool CheckSigning(const QString& functionName, QWebSocket* client) const;
+
+    void signatureUsed(const QByteArray& image);
 
     struct Setting;
     void storeSettings(const QString& functionName, QWebSocket* client, const QString& request,
@@ -80,4 +91,6 @@ private:
     void ZCSIMCard(QString functionName, QWebSocket* client, QString request);
 
     QString m_tflag; ///< "_tflag" of the most recently dispatched request
+    const Restrictions m_restrictions;
+    QTimer m_forgetSignature; ///< runs from each use of a signature on, with privacy
 };

@@ -29,7 +29,8 @@ bool runUntil(Condition condition, int timeoutMs)
 
 } // namespace
 
-DeskClient::DeskClient()
+DeskClient::DeskClient(const QString& origin)
+    : m_socket(origin)
 {
     connect(&m_socket, &QWebSocket::textMessageReceived, this,
             [this](const QString& text) { m_texts << text; });

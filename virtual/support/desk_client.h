@@ -23,7 +23,8 @@ class DeskClient : public QObject
     Q_OBJECT
 
 public:
-    DeskClient();
+    /// \param origin of the page; empty: a program's client, which names none
+    explicit DeskClient(const QString& origin = {});
 
     /// \return false when the connection was not accepted within `timeoutMs`
     bool open(int timeoutMs = 60000, quint16 port = servicePort);

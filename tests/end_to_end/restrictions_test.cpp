@@ -1,0 +1,240 @@
+// SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
+// SPDX-License-Identifier: MIT
+
+// The settings file: who may connect, which commands are served, and what is stored.
+
+#include "tests/support/table.h"
+#include "virtual/camera/camera.h"
+#include "virtual/pad/signature_pad.h"
+#include "virtual/readers/identity_reader_usb.h"
+#include "virtual/sim/pcsc_daemon.h"
+#include "virtual/sim/sim_card.h"
+#include "virtual/support/desk_client.h"
+#include "virtual/support/window_operator.h"
+
+#include <QFile>
+
+using namespace virtual_desk;
+
+namespace {
+
+QProcessEnvironment with(const QString& settings)
+{
+    QFile file("settings.conf");
+    if (file.open(QIODevice::WriteOnly))
+        file.write(settings.toUtf8());
+    QProcessEnvironment environment;
+    environment.insert("DESK_TERMINAL_SETTINGS", "settings.conf");
+    return environment;
+}
+
+QByteArray inShell(const QString& command)
+{
+    QProcess shell;
+    shell.setProcessEnvironment(VirtualKernel::outsideEnvironment());
+    shell.start("bash", {"-c", command});
+    return shell.waitForFinished(60000) ? shell.readAllStandardOutput() : "waits";
+}
+
+QString packaged(const QString& file)
+{
+    return inShell("cat " DESK_SOURCE_DIR "/packaging/" + file);
+}
+
+} // namespace
+
+class RestrictionsTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    // This machine is 10.9.9.1, and at the other end of a cable there is 10.9.9.2.
+    void initTestCase()
+    {
+        m_otherMachine.setProcessEnvironment(VirtualKernel::outsideEnvironment());
+        m_otherMachine.start("unshare", {"--net", "sh", "-c", "echo; exec sleep 10000"});
+        QVERIFY(m_otherMachine.waitForReadyRead(60000));
+        const QString number = QString::number(m_otherMachine.processId());
+        m_there = "nsenter --net --target " + number + " ";
+        inShell("ip link add cable type veth peer end netns " + number +
+                "; ip address add 10.9.9.1/24 dev cable; ip link set cable up; " + m_there +
+                "ip address add 10.9.9.2/24 dev end; " + m_there + "ip link set end up");
+    }
+
+    void cleanupTestCase()
+    {
+        m_otherMachine.kill();
+        m_otherMachine.waitForFinished();
+    }
+
+    void refusesUnknownKeysAndValues_data()
+    {
+        addRows<QString, QString>({
+            {"unknown key", "origin=all", "no key is called \"origin\""},
+            {"section", "[restrictions]\nlisten=all", "\"restrictions/listen\""},
+            {"no key", "loopback", "neither KEY=VALUE"},
+            {"no value", "listen=", "listen: \"\""},
+            {"short for all", "listen=127.0.0.1, 0", "listen: \"0\""},
+            {"all and more", "listen=all, ::1", "listen: \"all\""},
+            {"a page", "origins=https://counter.example.org/", "origins: "},
+            {"too wide", "origins=https://*.org", "origins: "},
+            {"unknown command", "commands=ZCSIMCard, zcsimcard", "commands: \"zcsimcard\""},
+            {"no time", "privacy=on", "privacy: \"on\""},
+            {"two times", "privacy=1, 2", "privacy: \"2\""},
+            {"two days", "privacy=172800", "privacy: \"172800\""},
+            {"unknown category", "diagnosis=usb", "diagnosis: \"usb\""},
+        });
+    }
+
+    void refusesUnknownKeysAndValues()
+    {
+        const auto [settings, complaint] = row<QString, QString>();
+        ServiceProcess service;
+        QVERIFY(service.launch(with(settings)));
+        QCOMPARE(service.waitForEnd(), 6);
+        const QString words = service.standardError();
+        QVERIFY2(words.contains(complaint) && words.count('\n') == 1, qPrintable(words));
+    }
+
+    void understandsThePackagesExamples()
+    {
+        const QString file = packaged("desk-terminal-service.conf");
+        ServiceProcess service;
+        QVERIFY(service.start(with(QString(file).replace("\n;", "\n").replace("\n ", "\n; "))));
+        DeskClient page("https://counter.example.org");
+        QVERIFY(page.open());
+        QVERIFY(service.waitForError("desk.server: client of the origin \"https://counter."));
+    }
+
+    void opensToNobodyElse_data()
+    {
+        const QString recipe = packaged("examples/counter.conf");
+        addRows<QString, bool, QStringList, QStringList>({
+            {"as delivered",
+             packaged("desk-terminal-service.conf"),
+             true,
+             {"https://any.example.net", "null", ""},
+             {}},
+            {"recipe",
+             recipe,
+             false,
+             {"https://counter.example.org", "HTTPS://Counter.Example.org"},
+             {"https://evil.example.org", "http://counter.example.org",
+              "https://counter.example.org:8443", "https://counter.example.org.evil.net", "file://",
+              ""}},
+            {"programs", "origins=programs", true, {""}, {"null"}},
+            {"disk", "listen=::1, 10.9.9.1\norigins=null, file", true, {"file://", "null"}, {""}},
+            {"label",
+             "origins=http://*.a.b:81, https://a.b:443",
+             true,
+             {"http://c.a.b:81", "https://a.b"},
+             {"http://.a.b:81", "http://d.c.a.b:81", "http://a.b:81", "http://c.a.b"}},
+        });
+    }
+
+    void opensToNobodyElse()
+    {
+        const auto [settings, toOthers, allowed, refused] =
+            row<QString, bool, QStringList, QStringList>();
+        ServiceProcess service;
+        QVERIFY(service.launch(with(settings)));
+        QTRY_COMPARE_WITH_TIMEOUT(handshake({}, "::1", allowed[0]), QByteArray("101"), 60000);
+        for (const QString& origin : allowed + refused) {
+            const QByteArray status = allowed.contains(origin) ? "101" : "403";
+            QCOMPARE(handshake({}, "::1", origin), status);
+            QCOMPARE(handshake(m_there, "10.9.9.1", origin), toOthers ? status : "none");
+        }
+        QVERIFY(service.waitForError("refused a client of the origin \"",
+                                     refused.size() * (toOthers ? 2 : 1)));
+    }
+
+    void servesWhatIsListed()
+    {
+        ServiceProcess service;
+        QVERIFY(service.start(with("commands=ZCResignAB, ZCReadIDCard")));
+        DeskClient page;
+        QVERIFY(page.open());
+        for (const char* listed :
+             {R"({"function":"ZCResignAB"})", R"({"act":"readIntegratedCard"})"}) {
+            page.send(listed);
+            QVERIFY(page.reply().contains("_tflag"));
+        }
+        for (const char* leftOut : {R"({"function":"ZCGetSAMNum"})", R"({"act":"test"})",
+                                    R"({"act":"test","function":"ZCResignAB"})"}) {
+            page.send(leftOut);
+            QCOMPARE(page.text(), QString(leftOut));
+        }
+    }
+
+    void withTheRecipeTheCounterWorksAndForgets()
+    {
+        VirtualKernel kernel;
+        SignaturePad pad(kernel);
+        pad.device().plug();
+        IdentityReaderUsb reader(kernel, IdentityReaderUsb::Module0503);
+        reader.plug();
+        reader.putCard(QByteArray(1280, ' '));
+        Camera camera(kernel, {});
+        camera.plugIn();
+        PcscDaemon daemon;
+        VirtualSimCard sim;
+        QVERIFY(daemon.start() && sim.insert());
+        const QString files =
+            "simage_file.bmp frontNew.jpg backNew.jpg /tmp/kvo_sign.png /tmp/kvo_cv.jpg";
+        inShell("touch " + files + "; cp " DESK_SOURCE_DIR "/packaging/templates/*.jpg .");
+        QCOMPARE(inShell("ls " + files).count('\n'), 5);
+        ServiceProcess service;
+        QVERIFY(service.start(with(packaged("examples/counter.conf").replace("=60", "=2"))));
+        QCOMPARE(inShell("ls " + files), QByteArray());
+
+        DeskClient page("https://counter.example.org");
+        QVERIFY(page.open());
+        QCOMPARE(page.ask("ZCReadIDCard")["err_code"].toInt(9), 0);
+        QCOMPARE(page.ask("ZCSIMCard")["data"].toString(), QString("89860113456789012340"));
+        page.reply(); // the same once more
+        page.ask("ZCStartDeviceAB");
+        page.command("ZCBeginSignAB", {{"x", 440}, {"y", 250}, {"width", 400}, {"height", 300}});
+        pad.pen(PadGeometry().signature({480, 300, 320, 140}));
+        QElapsedTimer sinceUse;
+        sinceUse.start();
+        pad.pen(PadGeometry().tap({775, 507}));
+        QVERIFY(page.reply().contains("Base64"));
+        for (int i = 0; i < 20 && page.ask("ZCOutputImageBase64AB").contains("Base64"); ++i)
+            QTest::qWait(2500);
+        QCOMPARE(page.asked("ZCOutputImageBase64AB"), QString("ZCOutputImageBase64AB 0 未签名"));
+        QVERIFY(sinceUse.elapsed() >= 2000);
+        page.ask("ZCStopDeviceAB");
+        page.command("ZCCameraPic");
+        QTRY_VERIFY_WITH_TIMEOUT(camera.framesSent() > 5, 60000);
+        const CaptureOperator person;
+        QVERIFY(person.waitForWindows(1) && person.takePicture());
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists("/tmp/kvo_cv.jpg"), 60000);
+        QVERIFY(person.handOver() && page.reply().contains("Base64"));
+
+        QCOMPARE(inShell("ls " + files), QByteArray());
+        const QByteArray log = service.standardError() + service.standardOutput();
+        for (const char* secret : {"x = ", "TuchPt x", "9868103154"})
+            QVERIFY2(!log.contains(secret), secret);
+        QVERIFY(log.contains("n返回APDU:9000\n") && log.contains("readData\n"));
+    }
+
+private:
+    /// The status of the answer; "none" when nobody listens.
+    static QByteArray handshake(const QString& where, const QString& address, const QString& origin)
+    {
+        const QString request =
+            R"(GET / HTTP/1.1\r\nHost: a\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n)"
+            R"(Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n)"
+            R"(%1\r\n)";
+        const QString line = origin.isEmpty() ? origin : "Origin: " + origin + R"(\r\n)";
+        return inShell(where + "bash -c 'exec 2>/dev/null 3<>/dev/tcp/" + address +
+                       "/12343 || { printf none; exit; }; printf \"" + request.arg(line) +
+                       "\" >&3; read -r _ status _ <&3; printf $status'");
+    }
+
+    QProcess m_otherMachine;
+    QString m_there; ///< before a command: to be run on the other machine
+};
+
+QTEST_GUILESS_MAIN(RestrictionsTest)
+#include "restrictions_test.moc"
