@@ -18,6 +18,8 @@ using namespace virtual_desk;
 
 namespace {
 
+const QString doctorProgram = DESK_SOURCE_DIR "/packaging/bin/desk-terminal-doctor";
+
 QProcessEnvironment with(const QString& settings)
 {
     QFile file("settings.conf");
@@ -144,6 +146,9 @@ private Q_SLOTS:
             QCOMPARE(handshake({}, "::1", origin), status);
             QCOMPARE(handshake(m_there, "10.9.9.1", origin), toOthers ? status : "none");
         }
+        const QByteArray doctor = inShell("DESK_TERMINAL_SETTINGS=settings.conf " + doctorProgram);
+        QCOMPARE(doctor.contains("OPEN     other machines: can connect to"), toOthers);
+        QCOMPARE(doctor.contains("OPEN     origins: every page"), refused.isEmpty());
         QVERIFY(service.waitForError("refused a client of the origin \"",
                                      refused.size() * (toOthers ? 2 : 1)));
     }
@@ -183,6 +188,7 @@ private Q_SLOTS:
             "simage_file.bmp frontNew.jpg backNew.jpg /tmp/kvo_sign.png /tmp/kvo_cv.jpg";
         inShell("touch " + files + "; cp " DESK_SOURCE_DIR "/packaging/templates/*.jpg .");
         QCOMPARE(inShell("ls " + files).count('\n'), 5);
+        QVERIFY(inShell(doctorProgram).contains("/tmp/kvo_sign.png /tmp/kvo_cv.jpg"));
         ServiceProcess service;
         QVERIFY(service.start(with(packaged("examples/counter.conf").replace("=60", "=2"))));
         QCOMPARE(inShell("ls " + files), QByteArray());
