@@ -1,27 +1,30 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "idcard/gb2312_table.h"
 #include "idcard/read_id_card.h"
 
 #include "tests/support/output_capture.h"
 #include "tests/support/table.h"
 
-#include <QTest>
+#include <QCryptographicHash>
 
-#include <algorithm>
 #include <clocale>
-#include <set>
 
 namespace {
 
 using Units = std::vector<std::uint16_t>;
 
+// With the zero that ends it.
 Units units(const QString& text)
 {
-    Units result(text.utf16(), text.utf16() + text.size());
-    result.push_back(0);
-    return result;
+    return Units(text.utf16(), text.utf16() + text.size() + 1);
+}
+
+QByteArray encoded(long codePoint)
+{
+    char bytes[] = "....";
+    TurnAscii(codePoint, bytes);
+    return bytes;
 }
 
 } // namespace
@@ -33,44 +36,36 @@ class TextConversionsTest : public QObject
 private Q_SLOTS:
     void convertsUtf16_data()
     {
-        QTest::addColumn<Units>("source");
-        QTest::addColumn<int>("limit");
-        QTest::addColumn<bool>("strict");
-        QTest::addColumn<int>("result");
-        QTest::addColumn<QByteArray>("text");
-        const auto row = [](const char* name, const Units& source, int limit, bool strict,
-                            int result, const QByteArray& text) {
-            QTest::newRow(name) << source << limit << strict << result << text;
-        };
-        row("nothing", {0}, 30, true, 0, "");
-        row("one, two, three and four bytes", units("a\u00e9\u4e2d\U00020BB7"), 30, true, 0,
-            "a\u00e9\u4e2d\U00020BB7");
-        row("eleven characters into thirty bytes", units(QString(11, QChar(0x6C49))), 30, true, 2,
-            QByteArray("汉").repeated(10));
-        row("a pair that does not fit whole", units("ab\U00020BB7"), 5, true, 2, "ab");
-        row("exactly full", units("汉字"), 6, true, 0, "汉字");
-        row("no room", units("a"), 0, true, 2, "");
-        row("high surrogate at the end", {0x61, 0xD842, 0}, 30, true, 1, "a");
-        row("high surrogate at the end, lenient", {0x61, 0xD842, 0}, 30, false, 1, "a");
-        row("high surrogate alone", {0xD842, 0x61, 0}, 30, true, 3, "");
-        row("high surrogate alone, lenient", {0xD842, 0x61, 0}, 30, false, 0,
-            "\xED\xA1\x82"
-            "a");
-        row("low surrogate alone", {0x61, 0xDFB7, 0x62, 0}, 30, true, 3, "a");
-        row("low surrogate alone, lenient", {0x61, 0xDFB7, 0}, 30, false, 0, "a\xED\xBE\xB7");
+        const Units edges = {0x7F,   0x80,   0x7FF,  0x800,  0xD7FF, 0xE000,
+                             0xFFFF, 0xD800, 0xDC00, 0xDBFF, 0xDFFF, 0};
+        const QByteArray edgesInUtf8 =
+            QByteArray::fromHex("7FC280DFBFE0A080ED9FBFEE8080EFBFBFF0908080F48FBFBF");
+        addRows<Units, int, bool, int, QByteArray>({
+            {"nothing", {0}, 0, true, 0, ""},
+            {"first and last of each length", edges, 25, true, 0, edgesInUtf8},
+            {"a pair that does not fit", edges, 24, true, 2, edgesInUtf8.left(21)},
+            {"a character that does not fit", units("汉字a"), 5, true, 2, "汉"},
+            {"no room", units("a"), 0, true, 2, ""},
+            {"pair half missing", {'a', 0xDBFF, 0}, 30, true, 1, "a"},
+            {"pair half missing, lenient", {'a', 0xDBFF, 0}, 30, false, 1, "a"},
+            {"lowest high surrogate alone", {0xD800, 'a', 0}, 30, true, 3, ""},
+            {"highest high surrogate alone", {0xDBFF, 0xE000, 0}, 30, true, 3, ""},
+            {"high one alone, lenient", {0xD842, 'z', 0}, 30, false, 0, "\xED\xA1\x82z"},
+            {"lowest low surrogate alone", {'a', 0xDC00, 'b', 0}, 30, true, 3, "a"},
+            {"highest low surrogate alone", {'a', 0xDFFF, 'b', 0}, 30, true, 3, "a"},
+            {"low one alone, lenient", {'a', 0xDFB7, 0}, 30, false, 0, "a\xED\xBE\xB7"},
+        });
     }
 
     void convertsUtf16()
     {
-        QFETCH(Units, source);
-        QFETCH(int, limit);
-        QFETCH(bool, strict);
+        const auto [source, limit, strict, result, text] = row<Units, int, bool, int, QByteArray>();
         QByteArray target(64, '\0');
-        const int result = ReadIDCard().Utf16_To_Utf8(
-            source.data(), reinterpret_cast<uint8_t*>(target.data()), size_t(limit),
-            strict ? StrictConversion : LenientConversion);
-        QTEST(result, "result");
-        QTEST(QByteArray(target.constData()), "text");
+        QCOMPARE(ReadIDCard().Utf16_To_Utf8(
+                     source.data(), reinterpret_cast<uint8_t*>(target.data()), size_t(limit),
+                     strict ? StrictConversion : LenientConversion),
+                 result);
+        QCOMPARE(target, text.leftJustified(64, '\0'));
     }
 
     void refusesNullPointers()
@@ -81,126 +76,103 @@ private Q_SLOTS:
         QCOMPARE(ReadIDCard().Utf16_To_Utf8(nullptr, target, 4, StrictConversion), 4);
         QCOMPARE(ReadIDCard().Utf16_To_Utf8(source.data(), nullptr, 4, StrictConversion), 4);
         const QByteArray printed = output.take();
-        QVERIFY2(printed.startsWith("ERR, Utf16_To_Utf8: source=(nil), targetStart=0x"),
+        QVERIFY2(printed.startsWith("ERR, Utf16_To_Utf8: source=(nil), targetStart=0x") &&
+                     printed.endsWith(", targetStart=(nil)\n"),
                  printed.constData());
-        QVERIFY2(printed.endsWith(", targetStart=(nil)\n"), printed.constData());
     }
 
-    void theMappingIsThePublishedOne()
+    // Against Python's codec: the two bytes of chr(code), or 0, for each code in order.
+    void looksUpEveryCharacterOfGb2312()
     {
-        const auto end = lUnicode + Gb2312Searched - 1;
-        QVERIFY(std::is_sorted(lUnicode, end));
-        QCOMPARE(std::set<std::int64_t>(lUnicode, end).size(), std::size_t(7445));
-        QCOMPARE(std::set<std::int64_t>(lGb2312, lGb2312 + 7445).size(), std::size_t(7445));
-        QVERIFY(
-            std::all_of(lUnicode + 7445, lUnicode + Gb2312Slots, [](auto v) { return v == 0; }));
-        const std::int64_t first[][2] = {
-            {0xA4, 0xA1E8}, {0xA7, 0xA1EC}, {0xA8, 0xA1A7}, {0xB0, 0xA1E3}};
-        for (int i = 0; i < 4; ++i) {
-            QCOMPARE(lUnicode[i], first[i][0]);
-            QCOMPARE(lGb2312[i], first[i][1]);
+        QByteArray characters;
+        for (long high = 0xA1; high <= 0xFE; ++high) {
+            for (long low = 0xA1; low <= 0xFE; ++low) {
+                const long character = FindUnicode(high << 8 | low);
+                characters.append(char(character >> 8)).append(char(character));
+            }
         }
-    }
-
-    void looksCharactersUp_data()
-    {
-        addRows<long, long>({{"first of the mapping", 0xA1E8L, 0xA4L},
-                             {"middle dot", 0xA1A4L, 0x30FBL},
-                             {"bar", 0xA1AAL, 0x2015L},
-                             {"啊", 0xB0A1L, 0x554AL},
-                             {"last of the hanzi", 0xF7FEL, 0x9F44L},
-                             {"last of the mapping", 0xA3A4L, 0xFFE5L},
-                             {"a gap", 0xAAA1L, 0L},
-                             {"zero", 0L, 0L},
-                             {"negative", -1L, 0L},
-                             {"beyond", 0x1B0A1L, 0L}});
-    }
-
-    void looksCharactersUp()
-    {
-        const auto [code, unicode] = row<long, long>();
-        QCOMPARE(FindUnicode(code), unicode);
+        QCOMPARE(QCryptographicHash::hash(characters, QCryptographicHash::Sha256).toHex(),
+                 QByteArray("025ed04dcde5377b9ce74397d27ce9a5edc9d6b67f2fea566db10c3323d051b9"));
+        QCOMPARE(FindUnicode(0xB0A1), 0x554AL); // 啊
+        for (const long code : {0L, -1L, 0xB0A1L + 0x10000})
+            QCOMPARE(FindUnicode(code), 0L);
     }
 
     void readsAndWritesDigits()
     {
-        QCOMPARE(chartoint1('0'), 0);
-        QCOMPARE(chartoint1('a'), 10);
-        QCOMPARE(chartoint1('F'), 15);
-        QCOMPARE(chartoint1('g'), 1000);
-        QCOMPARE(chartoint1('\xFF'), 1000);
-        char bits[5] = "....";
+        const QByteArray digits = "0123456789ABCDEFabcdef";
+        for (int i = 0; i < digits.size(); ++i)
+            QCOMPARE(chartoint1(digits[i]), i < 16 ? i : i - 6);
+        for (const char neighbour : {'/', ':', '@', 'G', '`', 'g', '\xFF'})
+            QCOMPARE(chartoint1(neighbour), 1000);
+        char bits[] = "......";
+        QCOMPARE(CtoB('x', bits), 1000);
+        QCOMPARE(bits, "......");
         QCOMPARE(CtoB('B', bits), 0);
         QCOMPARE(bits, "1011");
-        QCOMPARE(CtoB('x', bits), 1000);
-        char hex[7] = {};
-        QCOMPARE(Format("111001001011100010101101", hex), 0);
+        char hex[] = "........";
+        QCOMPARE(Format("1110010010111000101011011", hex), 0);
         QCOMPARE(hex, "E4B8AD");
-    }
-
-    void encodesThreeBytesAlways_data()
-    {
-        QTest::addColumn<long>("codePoint");
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::newRow("A") << 0x41L << QByteArray("\xE0\x81\x81");
-        QTest::newRow("中") << 0x4E2DL << QByteArray("中");
-        QTest::newRow("0") << 0L << QByteArray("\xE0\x80\x80");
-        QTest::newRow("highest") << 0xFFFFL << QByteArray("\xEF\xBF\xBF");
+        for (const char* wrong : {"11100100101110001010110", "11100100101110001010112."}) {
+            hex[0] = '.';
+            QCOMPARE(Format(wrong, hex), 1000);
+            QCOMPARE(hex, "");
+        }
     }
 
     void encodesThreeBytesAlways()
     {
-        QFETCH(long, codePoint);
-        char out[4] = {};
-        TurnAscii(codePoint, out);
-        QTEST(QByteArray(out, 3), "bytes");
-        ReadIDCard().TurnAscii(codePoint, out);
-        QTEST(QByteArray(out, 3), "bytes");
-    }
-
-    void encodesGb2312Text()
-    {
-        char out[4] = {};
+        QCOMPARE(encoded('A'), QByteArray("\xE0\x81\x81."));
+        QCOMPARE(encoded(0), QByteArray("\xE0\x80\x80."));
+        QCOMPARE(encoded(0x14E2D), QByteArray("中."));
+        QCOMPARE(encoded(0xFFFF), QByteArray("\xEF\xBF\xBF."));
+        char out[] = "....";
+        ReadIDCard().TurnAscii(0x4E2D, out);
+        QCOMPARE(out, "中.");
         U2A("B0A1", out);
-        QCOMPARE(out, "啊");
+        QCOMPARE(out, "啊.");
         ReadIDCard().U2A("d6d0", out);
-        QCOMPARE(out, "中");
+        QCOMPARE(out, "中.");
+        U2A("B0G1", out);
+        QCOMPARE(out, "\xE0\x80\x80.");
     }
 
     void encodesCardTextUpToASpace()
     {
-        const QByteArray source("\x2D\x4E\x37\x00\x20\x00\x41\x00", 8);
-        const auto convert = [&](int bytes, QByteArray& target) {
-            target = QByteArray(16, '\0');
-            return ReadIDCard().UnicodeToAnsihc(
-                reinterpret_cast<const uint8_t*>(source.constData()),
-                reinterpret_cast<uint8_t*>(target.data()), 0, bytes);
+        const QString source = "中09/:ķĠ A"; // low bytes of the last two: a digit's, a space's
+        const auto convert = [&](int bytes, const QByteArray& text) {
+            QByteArray target(64, '\0');
+            const int first =
+                ReadIDCard().UnicodeToAnsihc(reinterpret_cast<const uint8_t*>(source.utf16()),
+                                             reinterpret_cast<uint8_t*>(target.data()), 0, bytes);
+            QCOMPARE(target, text.leftJustified(64, '\0'));
+            QCOMPARE(first, bytes < 2 ? 0 : 0x4E2D);
         };
-        QByteArray target;
-        QCOMPARE(convert(8, target), 0x4E2D);
-        QCOMPARE(QByteArray(target.constData()), QByteArray("中  7"));
-        QCOMPARE(convert(2, target), 0x4E2D);
-        QCOMPARE(QByteArray(target.constData()), QByteArray("中"));
-        QCOMPARE(convert(1, target), 0);
-        QCOMPARE(target, QByteArray(16, '\0'));
+        convert(18, "中  0  9" + encoded('/').left(3) + encoded(':').left(3) +
+                        encoded(0x137).left(3) + encoded(0x120).left(3));
+        convert(3, "中");
+        convert(1, "");
     }
 
     void printsThroughTheLocale()
     {
-        std::setlocale(LC_CTYPE, "C.UTF-8");
-        const std::uint16_t source[] = {0x41, 0xEEEE, 0x42, 0xEEEE};
+        const std::uint16_t source[] = {0x41, 0xEEEE, 0x42, 0xEEEE, 0, 0xEEEE, 0x43, 0xEEEE};
         char target[64] = {};
+        std::setlocale(LC_CTYPE, "C.UTF-8");
         QCOMPARE(UnicodeToAnsi(source, target, 0, 4), 0);
         QCOMPARE(QString::fromUtf8(target), QString(QChar(0x4141)) + QChar(0x4242));
+        UnicodeToAnsi(source, target, 0, 8); // a zero ends the text
+        QCOMPARE(QString::fromUtf8(target), QString(QChar(0x4141)) + QChar(0x4242));
+        std::setlocale(LC_CTYPE, "C");
+        QCOMPARE(UnicodeToAnsi(source, target, 0, 4), 0);
+        QCOMPARE(target, "");
     }
 
     void dropsSpaces()
     {
-        char out[16] = "x";
-        QCOMPARE(ReadIDCard().delete_spance(" 1 2  3 ", out), 0);
-        QCOMPARE(out, "123");
-        QCOMPARE(ReadIDCard().delete_spance("", out), 0);
-        QCOMPARE(out, "");
+        char text[] = " 1 2  3 ";
+        QCOMPARE(ReadIDCard().delete_spance(text, text), 0);
+        QCOMPARE(text, "123");
     }
 };
 
