@@ -7,8 +7,7 @@ import { createRequire } from "node:module";
 import { setTimeout as pause } from "node:timers/promises";
 
 import { DeskTerminal } from "../../web/desk-terminal.js";
-import { signingTitle, until, windowWithTitle } from "../../web/tests/support/service.js";
-import { captureTitle, operateCaptureWindow } from "../../web/tests/support/terminal.js";
+import { captureWindow, operateCaptureWindow, signingWindow, until } from "../../web/tests/support/desk.js";
 
 const WebSocket = createRequire(new URL("../../web/package.json", import.meta.url))("ws");
 
@@ -116,7 +115,7 @@ export class Errands {
         await this.#desk.setPadScreen({ x: 0, y: 0, width: 1280, height: 800 });
         const signature = this.#desk.sign(area);
         signature.catch(() => {});
-        await until(() => windowWithTitle(signingTitle), "the signing window");
+        await until(signingWindow, "the signing window");
         await pause(200); // the window takes what was written before it for somebody else's
         await this.#play("pen", { points: [...stroke, [640, 370, 0]] });
         if (number % 3 === 1)
@@ -155,15 +154,15 @@ export class Errands {
 
     /** Pages that are gone before their answer: in a card's read, in a session, with the camera window open. */
     async #vanish(number) {
-        const windows = { ZCReadIDCard: null, ZCReadHIDIDCard: null, ZCBeginSignAB: signingTitle };
+        const windows = { ZCReadIDCard: null, ZCReadHIDIDCard: null, ZCBeginSignAB: signingWindow };
         if (number % 2 === 1)
-            windows.ZCCameraPic = captureTitle;
-        for (const [command, title] of Object.entries(windows)) {
+            windows.ZCCameraPic = captureWindow;
+        for (const [command, shownWindow] of Object.entries(windows)) {
             const page = this.#page();
             await page.connect();
             page.sendRaw(JSON.stringify({ function: command, ...area }));
-            if (title)
-                await until(() => windowWithTitle(title), `the window ${title}`);
+            if (shownWindow)
+                await until(shownWindow, `the window of ${command}`);
             page.close();
             if (command === "ZCBeginSignAB")
                 await this.#desk.endSigning();

@@ -9,7 +9,7 @@
 
 import { setTimeout as pause } from "node:timers/promises";
 
-import { startTerminal } from "../../web/tests/support/terminal.js";
+import { startTerminal } from "../../web/tests/support/desk.js";
 import { Errands } from "./errands.mjs";
 import { idleFigures, verdict } from "./figures.mjs";
 

@@ -13,12 +13,10 @@ import { setTimeout as pause } from "node:timers/promises";
 import WebSocket from "ws";
 
 import { DeskTerminal } from "../desk-terminal.js";
-import { signingTitle, until, windowWithTitle } from "../tests/support/service.js";
-import { captureTitle, operateCaptureWindow, startTerminal } from "../tests/support/terminal.js";
+import { area, captureWindow, operateCaptureWindow, signingWindow, startTerminal, until } from "../tests/support/desk.js";
 import { reportPage } from "./report.mjs";
 
-// The signing window on the pad's display, the strokes of 王 in it, and its button 确定.
-const area = { x: 240, y: 150, width: 800, height: 500 };
+// In the signing window on the pad's display: the strokes of 王, and the button 确定.
 const strokes = [[[420, 270], [860, 262]], [[440, 380], [840, 374]], [[390, 500], [890, 494]], [[640, 264], [644, 496]]];
 const okButton = [905, 615];
 const stepsOfAStroke = 40;
@@ -82,7 +80,7 @@ class Session {
     async #sign() {
         const signature = this.#desk.sign(area);
         signature.catch(() => {}); // awaited below
-        await until(() => windowWithTitle(signingTitle), "the signing window");
+        await until(signingWindow, "the signing window");
         await pause(200); // the window ignores samples from before it was opened
         for (const [from, to] of strokes) {
             const points = Array.from({ length: stepsOfAStroke }, (_, step) => [0, 1].map(
@@ -114,7 +112,7 @@ class Session {
     async #takePicture() {
         const asked = this.#desk.takePicture();
         asked.catch(() => {}); // awaited below
-        await until(() => windowWithTitle(captureTitle), "the capture window");
+        await until(captureWindow, "the capture window");
         await pause(500);
         await this.#keepScreen("capture-window.png", "main");
         await operateCaptureWindow();

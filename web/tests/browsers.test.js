@@ -10,85 +10,65 @@ import { mkdirSync, readFileSync, writeFileSync } from "node:fs";
 import { createServer as createPlainServer } from "node:http";
 import { createServer as createSecureServer } from "node:https";
 import { extname } from "node:path";
-import { after, before, test } from "node:test";
+import { after, test } from "node:test";
 
-import { consolePage, openConsole, startBrowser } from "./support/browser.js";
-import { startService, until } from "./support/service.js";
+import { consolePage, openConsole, reads, startBrowser } from "./support/browser.js";
+import { startTerminal } from "./support/desk.js";
 
-const ports = { publicHttp: 8081, localHttp: 8082, loopbackHttp: 8083, publicHttps: 8443, localHttps: 8444 };
 const types = { ".html": "text/html", ".css": "text/css", ".js": "text/javascript" };
-
-function serve(request, response) {
-    const file = new URL(`.${new URL(request.url, "http://any").pathname}`, consolePage);
+function serve({ url }, response) {
+    const file = new URL(`.${new URL(url, "http://any").pathname}`, consolePage);
     response.setHeader("content-type", types[extname(file.pathname)]);
-    if (request.url.endsWith("?policy"))
+    if (url.endsWith("?policy"))
         response.setHeader("content-security-policy", "connect-src 'self'");
     response.end(readFileSync(file));
 }
 
-const networks = Object.entries(ports).map(([name, port]) => `127.0.0.1:${port}=${name.replace(/Https?/, "")}`);
+execFileSync("openssl", ["req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=shop.test",
+    "-keyout", "key.pem", "-out", "certificate.pem"], { stdio: "ignore" });
+const keys = { key: readFileSync("key.pem"), cert: readFileSync("certificate.pem") };
+const networks = { 8081: "public", 8082: "local", 8083: "loopback", 8443: "public", 8444: "local" };
+const servers = Object.keys(networks).map((port) =>
+    (port.startsWith("84") ? createSecureServer(keys, serve) : createPlainServer(serve)).listen(port));
 const args = ["--ignore-certificate-errors", "--host-resolver-rules=MAP *.test 127.0.0.1",
-    `--ip-address-space-overrides=${networks.join(",")}`];
-
-let service;
-let browser;
-const servers = [];
-before(async () => {
-    execFileSync("openssl", ["req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "2", "-subj", "/CN=shop.test",
-        "-keyout", "key.pem", "-out", "certificate.pem"], { stdio: "ignore" });
-    const keys = { key: readFileSync("key.pem"), cert: readFileSync("certificate.pem") };
-    for (const [name, port] of Object.entries(ports)) {
-        const server = name.endsWith("Https") ? createSecureServer(keys, serve) : createPlainServer(serve);
-        servers.push(server.listen(port));
-    }
-    service = await startService();
-    browser = await startBrowser({ args });
-});
+    `--ip-address-space-overrides=${Object.entries(networks).map(([port, name]) => `127.0.0.1:${port}=${name}`)}`];
+const terminal = await startTerminal("--bare");
+const browser = await startBrowser(...args);
 after(async () => {
-    await browser.close();
-    for (const server of servers) {
-        server.closeAllConnections?.();
-        server.close();
-    }
-    await service.stop();
+    servers.forEach((server) => server.close().closeAllConnections());
+    await terminal.stop();
 });
 
-const pages = [
-    ["from disk", consolePage],
-    ["from this machine", `http://localhost:${ports.loopbackHttp}/index.html`],
-    ["from this machine, under a policy", `http://localhost:${ports.loopbackHttp}/index.html?policy`,
-        { refused: "Add the address to connect-src" }],
-    ["from the intranet, http", `http://counter.test:${ports.localHttp}/index.html`],
-    ["from the intranet, https", `https://counter.test:${ports.localHttps}/index.html`],
-    ["public, https, allowed", `https://shop.test:${ports.publicHttps}/index.html`, { permitted: true }],
-    ["public, https, refused", `https://shop.test:${ports.publicHttps}/index.html`,
-        { refused: "Allow access to the local network in the site settings" }],
-    ["public, http", `http://shop.test:${ports.publicHttp}/index.html`,
-        { refused: "A public http page cannot connect" }],
-];
-async function opensAsExpected(inBrowser, url, { permitted, refused } = {}) {
-    const grant = permitted ? { permissions: ["local-network-access"] } : {};
-    const page = await openConsole(inBrowser, { url, ignoreHTTPSErrors: true, ...grant });
-    const state = refused ? "waiting" : "open";
-    await until(async () => await page.locator("#state").getAttribute("data-state") === state, state);
-    if (refused)
-        assert.match(await page.locator("#reason").textContent(), new RegExp(refused));
+const publicHttp = "http://shop.test:8081/index.html";
+const publicHttps = "https://shop.test:8443/index.html";
+const noHttp = "A public http page cannot connect";
+
+/** Opens the page; it connects, or tells the reason why it may not. */
+async function open(inBrowser, url, reason, options = {}) {
+    const state = reason ? "waiting" : "open";
+    const page = await openConsole(inBrowser, { url, state, ignoreHTTPSErrors: true, ...options });
+    await reads(page.locator("#reason"), reason ?? "");
     await page.context().close();
 }
 
-for (const [name, url, expected] of pages)
-    test(`a page ${name}`, () => opensAsExpected(browser, url, expected));
+for (const [name, ...expected] of [
+    ["from disk", consolePage],
+    ["from this machine", "http://localhost:8083/index.html"],
+    ["from this machine, under a policy", "http://localhost:8083/index.html?policy", "Add the address to connect-src"],
+    ["from the intranet, http", "http://counter.test:8082/index.html"],
+    ["from the intranet, https", "https://counter.test:8444/index.html"],
+    ["public, https, allowed", publicHttps, undefined, { permissions: ["local-network-access"] }],
+    ["public, https, refused", publicHttps, "Allow access to the local network in the site settings"],
+    ["public, http", publicHttp, noHttp],
+])
+    test(`a page ${name}`, () => open(browser, ...expected));
 
 test("a managed policy stands for the permission, and does not help http", async () => {
-    // The sandbox has mounts of its own.
-    execFileSync("mount", ["-t", "tmpfs", "tmpfs", "/etc/chromium"]);
-    const secure = `https://shop.test:${ports.publicHttps}`;
-    const plain = `http://shop.test:${ports.publicHttp}`;
+    execFileSync("mount", ["-t", "tmpfs", "tmpfs", "/etc/chromium"]); // the sandbox has mounts of its own
     mkdirSync("/etc/chromium/policies/managed", { recursive: true });
-    writeFileSync("/etc/chromium/policies/managed/desk.json",
-        JSON.stringify({ LoopbackNetworkAllowedForUrls: [secure, plain] }));
-    const managed = await startBrowser({ args });
-    await opensAsExpected(managed, `${secure}/index.html`);
-    await opensAsExpected(managed, `${plain}/index.html`, { refused: "A public http page cannot connect" });
-    await managed.close();
+    const LoopbackNetworkAllowedForUrls = [publicHttps, publicHttp].map((url) => new URL(url).origin);
+    writeFileSync("/etc/chromium/policies/managed/desk.json", JSON.stringify({ LoopbackNetworkAllowedForUrls }));
+    const managed = await startBrowser(...args);
+    await open(managed, publicHttps);
+    await open(managed, publicHttp, noHttp);
 });

@@ -6,28 +6,25 @@
 import assert from "node:assert/strict";
 import { mkdirSync } from "node:fs";
 import { join } from "node:path";
-import { fileURLToPath } from "node:url";
+import { after } from "node:test";
 import { chromium } from "playwright-core";
 
-import { until } from "./service.js";
+import { until } from "./desk.js";
 
 export const consolePage = new URL("../../console/index.html", import.meta.url).href;
-const screenshots = process.env.DESK_SCREENSHOTS;
 
-/** Starts a browser with an empty profile. */
-export async function startBrowser({ args = [] } = {}) {
-    return chromium.launch({
-        executablePath: "/usr/bin/chromium",
-        args: ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-            "--disable-background-networking", "--disable-component-update", "--disable-sync", ...args],
-    });
+/** Starts a browser with an empty profile, for a file's tests. */
+export async function startBrowser(...args) {
+    const browser = await chromium.launch({ executablePath: "/usr/bin/chromium", args: ["--no-sandbox", "--disable-gpu",
+        "--disable-quic", "--no-first-run", "--disable-background-networking", "--disable-component-update", "--disable-sync",
+        ...args] });
+    after(() => browser.close());
+    return browser;
 }
 
-/** Opens the console; what a script of it throws or complains of is kept in `page.complaints`. */
-export async function openConsole(browser, { url = consolePage, query = "", ...options } = {}) {
-    const context = await browser.newContext({
-        locale: "en-GB", viewport: { width: 1280, height: 900 }, ...options,
-    });
+/** Opens the console and waits for the connection's state; what its scripts complain of is kept in `page.complaints`. */
+export async function openConsole(browser, { url = consolePage, state = "open", ...options } = {}) {
+    const context = await browser.newContext({ locale: "en-GB", viewport: { width: 1280, height: 900 }, ...options });
     const page = await context.newPage();
     page.complaints = [];
     page.on("pageerror", (error) => page.complaints.push(String(error)));
@@ -35,34 +32,34 @@ export async function openConsole(browser, { url = consolePage, query = "", ...o
         if (message.type() === "error" && !/WebSocket connection to/.test(message.text()))
             page.complaints.push(message.text());
     });
-    await page.goto(url + query);
+    await page.goto(url);
+    await hasState(page, state);
     return page;
 }
+
+/** Waits for a state of the connection; a page without one has none. */
+export const hasState = (page, state) =>
+    until(async () => !state || await page.locator("#state").getAttribute("data-state") === state, state);
 
 /** Keeps a picture of the page for whoever looks at a run's output. */
 export async function keepScreenshot(page, name, options = {}) {
-    mkdirSync(screenshots, { recursive: true });
-    await page.screenshot({ path: join(screenshots, `${name}.png`), fullPage: true, ...options });
-}
-
-/** Runs a command of a panel with the page's own button, and gives the panel's result. */
-export async function runCommand(page, name) {
-    const form = page.locator(`form[data-command="${name}"]`);
-    await form.getByRole("button").click();
-    return form.locator("xpath=..").locator(".result");
-}
-
-/** Opens the console and waits until it is connected. */
-export async function connectedConsole(browser, options) {
-    const page = await openConsole(browser, options);
-    await until(async () => await page.locator("#state").getAttribute("data-state") === "open", "the connection");
-    return page;
+    mkdirSync(process.env.DESK_SCREENSHOTS, { recursive: true });
+    await page.screenshot({ path: join(process.env.DESK_SCREENSHOTS, `${name}.png`), fullPage: true, ...options });
 }
 
 /** Waits until the locator's text holds what a person should read. */
 export async function reads(locator, expected) {
     await until(async () => (await locator.textContent())?.includes(expected), `"${expected}"`).catch(async () =>
         assert.fail(`reads "${await locator.textContent()}", not "${expected}"`));
+}
+
+/** Runs a command of a panel with the page's own button, and gives the panel's result, which reads as expected. */
+export async function runCommand(page, name, expected = `${name} succeeded`) {
+    const form = page.locator(`form[data-command="${name}"]`);
+    await form.getByRole("button").click();
+    const result = form.locator("xpath=..").locator(".result");
+    await reads(result, expected);
+    return result;
 }
 
 /** Nothing is wider than the window, every text is told from its ground, and no script complains. */
@@ -75,26 +72,19 @@ export async function assertReadable(page) {
 /** In the page: texts whose contrast with their ground is less than 4.5 to 1 (WCAG 2, level AA). */
 function textsOfLowContrast() {
     const channels = (colour) => colour.match(/[\d.]+/g).map(Number);
-    const luminance = (colour) => {
-        const [red, green, blue] = channels(colour).map((value) => {
-            const part = value / 255;
-            return part <= 0.04045 ? part / 12.92 : ((part + 0.055) / 1.055) ** 2.4;
-        });
-        return 0.2126 * red + 0.7152 * green + 0.0722 * blue;
-    };
+    const linear = (part) => part <= 0.04045 ? part / 12.92 : ((part + 0.055) / 1.055) ** 2.4;
+    const luminance = (colour) => channels(colour).slice(0, 3)
+        .reduce((sum, value, at) => sum + [0.2126, 0.7152, 0.0722][at] * linear(value / 255), 0);
     const ground = (element) => {
         const colour = getComputedStyle(element).backgroundColor;
         return channels(colour)[3] === 0 ? ground(element.parentElement) : colour;
     };
-    const low = [];
-    for (const element of document.querySelectorAll("body *")) {
-        const isText = [...element.childNodes].some((node) => node.nodeType === 3 && node.data.trim());
-        if (!isText || !element.checkVisibility() || element.disabled)
-            continue;
-        const [dark, light] = [luminance(getComputedStyle(element).color), luminance(ground(element))].sort((a, b) => a - b);
-        const contrast = (light + 0.05) / (dark + 0.05);
-        if (contrast < 4.5)
-            low.push(`${element.tagName} "${element.textContent.slice(0, 30)}" ${contrast.toFixed(2)}`);
-    }
-    return low;
+    const contrast = (element) => {
+        const [dark, light] = [getComputedStyle(element).color, ground(element)].map(luminance).sort((a, b) => a - b);
+        return (light + 0.05) / (dark + 0.05);
+    };
+    const hasText = (element) => [...element.childNodes].some((node) => node.nodeType === 3 && node.data.trim());
+    return [...document.querySelectorAll("body *")]
+        .filter((element) => hasText(element) && element.checkVisibility() && !element.disabled && contrast(element) < 4.5)
+        .map((element) => `${element.tagName} "${element.textContent.slice(0, 30)}" ${contrast(element).toFixed(2)}`);
 }
