@@ -85,7 +85,7 @@ int filter(unsigned long lines, std::chrono::seconds window)
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     LineLimit limit(lines, window);
     std::array<char, longestPiece> piece{};
-    while (std::fgets(piece.data(), longestPiece, stdin) != nullptr)
+    while (std::fgets(piece.data(), longestPiece, stdin))
         limit.take(piece.data());
     limit.tellWhatIsLeftOut();
     return 0;

@@ -60,7 +60,7 @@ bool takeCategory(Settings& settings, const QString& word)
 struct Key
 {
     const char* name;
-    const char* open; ///< the value that stands for the key's absence
+    const char* open; // the value that stands for the key's absence
     const char* values;
     bool (*take)(Settings&, const QString&);
 };
@@ -73,7 +73,7 @@ constexpr Key keys[] = {
     {"diagnosis", "off", "pad, idcard, sim, camera, server or off", takeCategory},
 };
 
-/// \return what is wrong; empty when nothing is
+// \return what is wrong; empty when nothing is
 QString takeKey(Settings& settings, const QString& name, const QStringList& words)
 {
     const auto* const key = std::find_if(std::begin(keys), std::end(keys), [&name](const Key& one) {

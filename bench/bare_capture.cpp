@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // The yardstick: a program that does nothing but open a camera with OpenCV and take its first
 // frame.
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // The yardstick: the least that a Qt WebSockets server with a widget application object can be.
 
 #include <QApplication>

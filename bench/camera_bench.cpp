@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // The capture window: one step of its preview at each resolution beside the cheapest way to the
 // same pixels, and the time from the command to the first picture on the display beside a bare
 // OpenCV program's time to its first frame.
@@ -62,7 +62,7 @@ QPixmap windowsWay(const cv::Mat& frame)
     return QPixmap::fromImage(shown);
 }
 
-/// What the preview would be without care: every pixel of the frame converted, then scaled.
+// What the preview would be without care: every pixel of the frame converted, then scaled.
 QPixmap wholeFrameWay(const cv::Mat& frame)
 {
     const QImage wrapped(frame.data, frame.cols, frame.rows, static_cast<int>(frame.step),
@@ -71,7 +71,7 @@ QPixmap wholeFrameWay(const cv::Mat& frame)
         wrapped.rgbSwapped().scaled(labelSize, Qt::IgnoreAspectRatio, Qt::FastTransformation));
 }
 
-/// Straight from the frame into the format of the display, with no step between.
+// Straight from the frame into the format of the display, with no step between.
 QPixmap cheapestWay(const cv::Mat& frame)
 {
     QImage shown(labelSize, QImage::Format_RGB32);
@@ -121,7 +121,7 @@ void comparePreviewSteps()
     }
 }
 
-/// Whether the desk's wood, the largest colour of the virtual document, is anywhere on the display.
+// Whether the desk's wood, the largest colour of the virtual document, is anywhere on the display.
 bool documentOnDisplay()
 {
     const QImage display = QGuiApplication::primaryScreen()->grabWindow(0).toImage();

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // The service's own share of an identity-card read (everything but the transfers), and painting the
 // card's faces beside the JPEG encoding that they end in.
 

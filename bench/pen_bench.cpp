@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // What a pen sample costs: on a small and a large canvas beside the bare painter's line, and from
 // the virtual pad's report to ink. Ratios are what counts; times depend on the machine.
 
@@ -39,13 +39,13 @@ double median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-/// Strokes like handwriting: steps of a few pixels around the middle, the same on every canvas.
+// Strokes like handwriting: steps of a few pixels around the middle, the same on every canvas.
 QPoint handAt(int step)
 {
     return {100 + (step * 7) % 200, 60 + (step * 3) % 100};
 }
 
-/// A window on screen whose canvas has that size.
+// A window on screen whose canvas has that size.
 struct Desk
 {
     explicit Desk(const QSize& canvas)
@@ -65,7 +65,7 @@ struct Desk
     std::unique_ptr<MainWindow> window;
 };
 
-/// Median microseconds of one sample, drawn and (with `repainted`) on the screen.
+// Median microseconds of one sample, drawn and (with `repainted`) on the screen.
 double sampleCost(const QSize& canvas, bool repainted)
 {
     const Desk desk(canvas);
@@ -121,7 +121,7 @@ void reportSampleCosts()
                 "sample on 1280 x 720, repainted at once", shownLarge, shownLarge / shownSmall);
 }
 
-/// Plays points at a rate and prints how long each took from the pad to ink.
+// Plays points at a rate and prints how long each took from the pad to ink.
 void reportLatency(SignaturePad& pad, int reportsPerSecond, int count)
 {
     const Desk desk(QSize(1280, 720));

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // The decoding of a card's photo, then of the rest of its record.
 
 #include "idcard/id_info.h"
@@ -64,7 +64,7 @@ void compareRecord()
                                 info.get(), false, nullptr);
     });
     const double lookup = medianMicroseconds([] { FindUnicode(0xFFFF); });
-    if (quiet == nullptr)
+    if (!quiet)
         return;
     std::fprintf(stderr, "\n%-34s %12s %12s %8s\n", "record (us)", "clearing it", "decoding it",
                  "ratio");

@@ -1,25 +1,24 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // The service beside a bare Qt WebSockets server in the same run: latency, reply sizes, bursts of
 // connects, start-up, idle memory. Ratios are what counts; times depend on the machine.
 
 #include "bench/frame_client.h"
 
-#include <fcntl.h>
-#include <sched.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <fstream>
 #include <functional>
+#include <sched.h>
+#include <spawn.h>
 #include <string>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // The reading of a SIM card's number through the SIM reader library, beside the same PC/SC calls
 // made directly: what the library's own thread and the hexadecimal text cost.
 

@@ -4,7 +4,6 @@
 // Finding the terminal's cameras: which video device carries the USB identifiers of a known model.
 
 #include "camera/capture_window.h"
-
 #include "camera/known_cameras.h"
 #include "diagnosis/categories.h"
 #include "ui_capture_window.h"
@@ -33,10 +32,10 @@ using UdevPointer = std::unique_ptr<Object, UdevRelease>;
 bool hasProperty(udev_device* device, const char* name, const char* value)
 {
     const char* found = udev_device_get_property_value(device, name);
-    return found != nullptr && std::strcmp(found, value) == 0;
+    return found && std::strcmp(found, value) == 0;
 }
 
-/// Looks for each model in turn and returns its path in the same buffer.
+// Looks for each model in turn and returns its path in the same buffer.
 template <std::size_t Count>
 int findFirst(CameraUser& window, const KnownCamera (&models)[Count], char* devicePath)
 {
@@ -46,8 +45,8 @@ int findFirst(CameraUser& window, const KnownCamera (&models)[Count], char* devi
     return 0;
 }
 
-/// The capture index is the path's last digit alone: /dev/video12 has index 2. The terminal's
-/// cameras have single-digit nodes.
+// The capture index is the path's last digit alone: /dev/video12 has index 2. The terminal's
+// cameras have single-digit nodes.
 int captureIndex(const char* devicePath)
 {
     return static_cast<int>(std::strtol(devicePath + std::strlen(devicePath) - 1, nullptr, 10));
@@ -77,7 +76,7 @@ int CameraUser::findCameraVideoPath(char* productId, char* vendorId, char* devic
         }
         const char* number = udev_device_get_sysnum(device.get());
         char node[nodeSize] = {};
-        std::snprintf(node, sizeof(node), "/dev/video%s", number == nullptr ? "" : number);
+        std::snprintf(node, sizeof(node), "/dev/video%s", number ? number : "");
         std::memcpy(devicePath, node, std::strlen(node) + 1);
         return 1;
     }

@@ -21,7 +21,7 @@ CaptureWindowFactory loadFactory()
     QLibrary module(file);
     module.setLoadHints(QLibrary::PreventUnloadHint);
     QFunctionPointer factory = module.resolve(captureWindowFactoryName);
-    if (factory == nullptr)
+    if (!factory)
         qWarning("camera module: %s", qUtf8Printable(module.errorString()));
     return reinterpret_cast<CaptureWindowFactory>(factory);
 }
@@ -32,7 +32,7 @@ std::unique_ptr<CaptureDialog> createCaptureWindow()
 {
     // Only a success is stored: the next command finds a module that was installed meanwhile.
     static CaptureWindowFactory factory = nullptr;
-    if (factory == nullptr)
+    if (!factory)
         factory = loadFactory();
-    return std::unique_ptr<CaptureDialog>(factory == nullptr ? nullptr : factory());
+    return std::unique_ptr<CaptureDialog>(factory ? factory() : nullptr);
 }

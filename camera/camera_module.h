@@ -1,10 +1,11 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #pragma once
 
-#include <memory>
-
 #include "camera/capture_dialog.h"
+
+#include <memory>
 
 /// \brief Builds the capture window, which opens the document camera.
 ///

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #pragma once
 
 /// \brief Sets up the capture library for a program whose one thread also serves clients. To be

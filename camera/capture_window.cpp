@@ -33,7 +33,7 @@ constexpr int previewInterval = 33; // ms, about 30 pictures a second
 constexpr int closeDelay = 50;
 constexpr char pictureFile[] = "/tmp/kvo_cv.jpg";
 
-/// The picture file, decoded and encoded again as JPEG by Qt; empty when it cannot be read.
+// The picture file, decoded and encoded again as JPEG by Qt; empty when it cannot be read.
 QByteArray encodedPicture()
 {
     const QString file = QString::fromLatin1(pictureFile);
@@ -45,8 +45,8 @@ QByteArray encodedPicture()
     return encoded;
 }
 
-/// Writes the picture file, and logs when that fails. Not with cv::imwrite, which would block when
-/// a FIFO has the file's name.
+// Writes the picture file, and logs when that fails. Not with cv::imwrite, which would block when
+// a FIFO has the file's name.
 void writePicture(const cv::Mat& frame)
 {
     try {
@@ -138,7 +138,7 @@ void CameraUser::readFrameSlot()
 
 void CameraUser::takingPicturesSlot()
 {
-    if (m_frame.data == nullptr) {
+    if (!m_frame.data) {
         qWarning("cannot write %s: the camera has sent no frame yet", pictureFile);
         return;
     }
@@ -223,8 +223,8 @@ void CameraUser::stopPreview()
     ui->cameraPic->setPixmap(QPixmap());
 }
 
-/// A dialog that is closed before its exec() would still be shown by exec() and stay open;
-/// therefore the window is closed after it has been shown.
+// A dialog that is closed before its exec() would still be shown by exec() and stay open;
+// therefore the window is closed after it has been shown.
 void CameraUser::giveUp()
 {
     qDebug("open camera error");

@@ -5,12 +5,11 @@
 
 #include "diagnosis/categories.h"
 
-#include <linux/videodev2.h>
-#include <sys/ioctl.h>
-
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <linux/videodev2.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 void logUnopenedCamera(int index)

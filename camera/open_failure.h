@@ -3,7 +3,7 @@
 
 #pragma once
 
-/// Logs why the capture library could not open a camera, which it does not say itself: by opening
-/// /dev/video\p index and asking for its buffers, as the library does, which fails on a camera that
-/// another program uses. Does nothing while the category desk.camera is off.
+/// Logs why the capture library could not open a camera, for which it gives no reason: opens
+/// /dev/video\p index and requests buffers, as the library does, which fails when another program
+/// uses the camera. Does nothing while the category desk.camera is off.
 void logUnopenedCamera(int index);

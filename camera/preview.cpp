@@ -5,7 +5,7 @@
 
 QImage previewImage(const cv::Mat& frame, QSize size)
 {
-    if (frame.data == nullptr || frame.total() == 0 || frame.type() != CV_8UC3 || size.isEmpty())
+    if (!frame.data || frame.total() == 0 || frame.type() != CV_8UC3 || size.isEmpty())
         return {};
     const QImage whole(frame.data, frame.cols, frame.rows, static_cast<int>(frame.step),
                        QImage::Format_BGR888);

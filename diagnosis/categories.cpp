@@ -3,7 +3,7 @@
 
 #include "diagnosis/categories.h"
 
-// Without a rule only fatal messages would pass, and there are none.
+// Switched off by default: only fatal messages would be written, and there are none.
 Q_LOGGING_CATEGORY(padLog, "desk.pad", QtFatalMsg)
 Q_LOGGING_CATEGORY(idcardLog, "desk.idcard", QtFatalMsg)
 Q_LOGGING_CATEGORY(simLog, "desk.sim", QtFatalMsg)

@@ -6,9 +6,10 @@
 #include <QLoggingCategory>
 
 /// \file
-/// What failed and why, in the words of the libraries and the kernel, for whoever looks for a
-/// fault. Off unless a logging rule ("desk.*=true") switches it on: the documented diagnostics stay
-/// alone by default. Never a customer's data: no card text, digits, pictures or coordinates.
+/// Logging categories for the errors of libraries and the kernel: what failed and why. Off unless a
+/// logging rule ("desk.*=true") switches them on, so that by default only the documented
+/// diagnostics are written. They never contain a customer's data: no card text, digits, pictures
+/// or coordinates.
 
 Q_DECLARE_LOGGING_CATEGORY(padLog)    // desk.pad
 Q_DECLARE_LOGGING_CATEGORY(idcardLog) // desk.idcard

@@ -3,9 +3,9 @@
 
 #pragma once
 
-/// Whether the documented diagnostics tell what is the customer's: the pen's coordinates and the
-/// SIM card's digits. They do unless the administrator has switched privacy on. Any thread.
+/// Whether the documented diagnostics contain the customer's data (the pen's coordinates and the
+/// SIM card's digits). True unless the administrator has switched privacy on. Any thread.
 bool logTellsAll();
 
-/// Leaves these out from now on. Before the first client.
+/// Leaves that data out of the log. To be called before the first client connects.
 void keepSecretsOutOfLog();

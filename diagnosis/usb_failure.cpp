@@ -16,7 +16,7 @@ bool isModel(libusb_device* device, std::uint16_t vendor, std::uint16_t product)
            descriptor.idVendor == vendor && descriptor.idProduct == product;
 }
 
-/// \return LIBUSB_ERROR_NOT_FOUND when there is no such device
+// \return LIBUSB_ERROR_NOT_FOUND when there is no such device
 int tryToOpen(libusb_context* context, std::uint16_t vendor, std::uint16_t product)
 {
     libusb_device** devices = nullptr;

@@ -31,7 +31,7 @@ bool isRegular(const struct stat& status, const QString& path, const char* what)
     return false;
 }
 
-/// Opens `file` and warns when it cannot, except for reading a file that does not exist.
+// Opens `file` and warns when it cannot, except for reading a file that does not exist.
 bool open(QFile& file, QIODevice::OpenMode mode, int flags, const char* what)
 {
     const QString path = file.fileName();

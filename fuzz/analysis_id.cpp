@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // Raw card data of every kind. The first byte chooses whether a prefix stands in front.
 
 #include "idcard/id_info.h"
@@ -21,7 +21,7 @@ constexpr std::size_t rawBytes = 6 + 256 + 1024 + 1024;
 template <std::size_t Width>
 void requireEnd(const char (&field)[Width])
 {
-    if (std::memchr(field, 0, Width) == nullptr)
+    if (!std::memchr(field, 0, Width))
         std::abort();
 }
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // Sequences of requests to the dispatcher, a line each, up to a zero byte; behind it stands the
 // script of the devices. A request that opens a window is followed by the next ones inside of it,
 // as at a counter; after the last one the windows are closed.

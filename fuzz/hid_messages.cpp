@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // Replies of the HID reader of every kind and length, and messages to it of every length. The first
 // byte is the length of the message that is sent; the rest is what the reader does.
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // Runs a fuzz target once for each file that is named, for the ordinary test run.
 
 #include <cstddef>

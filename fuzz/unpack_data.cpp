@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // Photo blocks of every length. The first byte chooses whether the input is a block as it stands,
 // or the payload of a block whose frame is right, which is where a fuzzer on its own hardly gets.
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // Replies of the USB reader of every kind and length, from both generations of its module: a whole
 // read of a card, then the query for the security module's number. A first query that fails makes
 // the rest a read of the "0503" module.

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // UTF-16 text of every kind into targets of every size. The first byte is the size, the second the
 // conversion's flags.
 

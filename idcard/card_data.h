@@ -9,10 +9,10 @@
 /// The data of a card, as both readers deliver it: text, photo and fingerprints in a row.
 namespace CardData {
 
-constexpr int TextBytes = 256; ///< UTF-16LE
-constexpr int PhotoOffset = TextBytes;
-constexpr int PhotoBytes = libwlt::BlockBytes;
-constexpr int FingerprintOffset = PhotoOffset + PhotoBytes;
-constexpr int MostBytes = FingerprintOffset + IDINFO::FingerprintBlockBytes;
+constexpr int textBytes = 256; ///< UTF-16LE
+constexpr int photoOffset = textBytes;
+constexpr int photoBytes = libwlt::BlockBytes;
+constexpr int fingerprintOffset = photoOffset + photoBytes;
+constexpr int mostBytes = fingerprintOffset + IDINFO::FingerprintBlockBytes;
 
 } // namespace CardData

@@ -29,7 +29,7 @@ public:
     static constexpr int ErrorStatus = -20;   ///< the reader reported an error
 
     /// Bytes that the target of a message takes: a card's text, photo and fingerprints.
-    static constexpr int MessageBytes = CardData::MostBytes;
+    static constexpr int MessageBytes = CardData::mostBytes;
 
     /// Attaches the reader's kernel driver again if any object ever detached it: otherwise other
     /// programs could not use the reader until it is replugged. For the end of the process; has no

@@ -27,14 +27,14 @@ namespace {
 
 using namespace CardData;
 
-constexpr int PrefixBytes = 6;
-constexpr int TypeOffset = 248;
-constexpr int LongestFieldUnits = 60;
-constexpr size_t WideLimit = 1000;
-constexpr size_t DateBytes = 8;
-constexpr size_t IdNumberBytes = 18;
+constexpr int prefixBytes = 6;
+constexpr int typeOffset = 248;
+constexpr int longestFieldUnits = 60;
+constexpr size_t wideLimit = 1000;
+constexpr size_t dateBytes = 8;
+constexpr size_t idNumberBytes = 18;
 
-constexpr int PhotoDecoded = 1;
+constexpr int photoDecoded = 1;
 
 // The text block of one card; a field is given by its offset and length in bytes.
 class CardText
@@ -48,12 +48,12 @@ public:
     // At most `limit` bytes of UTF-8, cut at a whole character.
     std::string field(int offset, int bytes, size_t limit)
     {
-        std::array<uint16_t, LongestFieldUnits + 1> units{};
+        std::array<uint16_t, longestFieldUnits + 1> units{};
         for (size_t i = 0; i < static_cast<size_t>(bytes) / 2; ++i) {
             const unsigned char* unit = m_text + offset + 2 * i;
             units[i] = static_cast<uint16_t>(unit[0] | unit[1] << 8);
         }
-        std::array<uint8_t, WideLimit + 1> converted{};
+        std::array<uint8_t, wideLimit + 1> converted{};
         Utf16_To_Utf8(units.data(), converted.data(), limit, StrictConversion);
         return reinterpret_cast<const char*>(converted.data());
     }
@@ -90,13 +90,13 @@ void store(char (&field)[Width], const std::string& text)
 template <size_t Width>
 void storeBytes(char (&field)[Width], const std::string& text, size_t count)
 {
-    static_assert(Width > IdNumberBytes, "the field takes every fixed number of bytes");
+    static_assert(Width > idNumberBytes, "the field takes every fixed number of bytes");
     std::copy_n(text.begin(), std::min(text.size(), count), field);
 }
 
 void storeFingerprints(const unsigned char* text, IDINFO& info)
 {
-    std::copy_n(text + FingerprintOffset, IDINFO::FingerprintBlockBytes, info.figData);
+    std::copy_n(text + fingerprintOffset, IDINFO::FingerprintBlockBytes, info.figData);
 }
 
 // Foreigner's permanent residence card. The gender is stored in the field of the Chinese name and
@@ -118,24 +118,24 @@ void decodePermanentResidenceCard(CardText card, IDINFO& info)
 void decodeResidentCard(CardText card, const unsigned char* text, IDINFO& info)
 {
     qWarning("居民二代证");
-    store(info.name, card.firstWord(0, 30, WideLimit));
+    store(info.name, card.firstWord(0, 30, wideLimit));
     qWarning("居民二代证1");
-    store(info.gender, card.gender(30, WideLimit));
+    store(info.gender, card.gender(30, wideLimit));
     qWarning("居民二代证2");
-    const std::string nation = card.field(32, 4, WideLimit);
+    const std::string nation = card.field(32, 4, wideLimit);
     store(info.nation, nationName(std::strtol(nation.c_str(), nullptr, 10)));
     qWarning("居民二代证2.1");
-    storeBytes(info.birthday, card.field(36, 16, WideLimit), DateBytes);
+    storeBytes(info.birthday, card.field(36, 16, wideLimit), dateBytes);
     qWarning("居民二代证2.2");
-    store(info.address, card.firstWord(52, 70, WideLimit));
+    store(info.address, card.firstWord(52, 70, wideLimit));
     qWarning("居民二代证2.3");
-    storeBytes(info.idNum, card.field(122, 36, WideLimit), IdNumberBytes);
+    storeBytes(info.idNum, card.field(122, 36, wideLimit), idNumberBytes);
     qWarning("居民二代证2.4");
-    store(info.issueOrg, card.firstWord(158, 30, WideLimit));
+    store(info.issueOrg, card.firstWord(158, 30, wideLimit));
     qWarning("居民二代证2.5");
-    storeBytes(info.effectDate, card.field(188, 16, WideLimit), DateBytes);
+    storeBytes(info.effectDate, card.field(188, 16, wideLimit), dateBytes);
     qWarning("居民二代证2.6");
-    storeBytes(info.expireDate, card.field(204, 16, WideLimit), DateBytes);
+    storeBytes(info.expireDate, card.field(204, 16, wideLimit), dateBytes);
     qWarning("居民二代证2.7");
     std::fill(std::begin(info.figData), std::end(info.figData), 0);
     qWarning("居民二代证3");
@@ -149,12 +149,12 @@ void decodeResidencePermit(CardText card, IDINFO& info)
 {
     store(info.name, card.firstWord(0, 30, 30));
     store(info.gender, card.gender(30, 2));
-    storeBytes(info.birthday, card.field(36, 16, 8), DateBytes);
+    storeBytes(info.birthday, card.field(36, 16, 8), dateBytes);
     store(info.address, card.field(52, 70, 70));
-    storeBytes(info.idNum, card.field(122, 36, 18), IdNumberBytes);
+    storeBytes(info.idNum, card.field(122, 36, 18), idNumberBytes);
     store(info.issueOrg, card.firstWord(158, 30, 30));
     store(info.effectDate, card.field(188, 16, 8));
-    storeBytes(info.expireDate, card.field(204, 16, 8), DateBytes);
+    storeBytes(info.expireDate, card.field(204, 16, 8), dateBytes);
     store(info.passNum, card.field(220, 18, 18));
     store(info.signCount, card.field(238, 4, 4));
 }
@@ -171,12 +171,12 @@ void writePhotoFile(const unsigned char* photo, int length)
 
 void decodePhoto(const unsigned char* text)
 {
-    std::array<unsigned char, PhotoBytes> compressed{};
-    std::copy_n(text + PhotoOffset, PhotoBytes, compressed.begin());
+    std::array<unsigned char, photoBytes> compressed{};
+    std::copy_n(text + photoOffset, photoBytes, compressed.begin());
     std::array<unsigned char, libwlt::BitmapBytes> decoded{};
     int length = 0;
-    const int result = libwlt().Unpack_Data(compressed.data(), PhotoBytes, decoded.data(), &length);
-    if (result == PhotoDecoded)
+    const int result = libwlt().Unpack_Data(compressed.data(), photoBytes, decoded.data(), &length);
+    if (result == photoDecoded)
         writePhotoFile(decoded.data(), length);
     else
         printf("ret = %d\n", result);
@@ -186,11 +186,11 @@ void decodePhoto(const unsigned char* text)
 
 void decodeRecord(const unsigned char* data, IDINFO* info, bool withPrefix)
 {
-    const unsigned char* text = data + (withPrefix ? PrefixBytes : 0);
+    const unsigned char* text = data + (withPrefix ? prefixBytes : 0);
     std::memset(info, 0, sizeof *info);
     qWarning("读卡4  \n");
     CardText card(text);
-    info->CardType[0] = card.field(TypeOffset, 2, WideLimit)[0];
+    info->CardType[0] = card.field(typeOffset, 2, wideLimit)[0];
 
     switch (info->CardType[0]) {
     case 'I':

@@ -9,7 +9,7 @@
 namespace {
 
 // In the order of the codes that the cards carry, 1 to 56.
-constexpr std::array<const char*, 56> NationNames = {
+constexpr std::array<const char*, 56> nationNames = {
     "汉",     "蒙古",   "回",       "藏",     "维吾尔",   "苗",   "彝",     "壮",
     "布依",   "朝鲜",   "满",       "侗",     "瑶",       "白",   "土家",   "哈尼",
     "哈萨克", "傣",     "黎",       "傈僳",   "佤",       "畲",   "高山",   "拉祜",
@@ -23,7 +23,7 @@ constexpr std::array<const char*, 56> NationNames = {
 
 const char* nationName(long code)
 {
-    if (code < 1 || code > static_cast<long>(NationNames.size()))
+    if (code < 1 || code > static_cast<long>(nationNames.size()))
         return "";
-    return NationNames[static_cast<size_t>(code - 1)];
+    return nationNames[static_cast<size_t>(code - 1)];
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "idcard/sam_number.h"
+
 #include "idcard/usb_reader.h"
 
 #include <QDebug>

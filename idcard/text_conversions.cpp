@@ -16,18 +16,18 @@
 
 namespace {
 
-constexpr int BitsPerDigit = 4;
-constexpr int TemplateBits = 24;
-constexpr int TemplateDigits = TemplateBits / BitsPerDigit;
-constexpr char Space = ' ';
+constexpr int bitsPerDigit = 4;
+constexpr int templateBits = 24;
+constexpr int templateDigits = templateBits / bitsPerDigit;
+constexpr char space = ' ';
 
 // The positions marked x are replaced by the code point's bits, the highest first.
-constexpr char Utf8Template[] = "1110xxxx10xxxxxx10xxxxxx";
+constexpr char utf8Template[] = "1110xxxx10xxxxxx10xxxxxx";
 
 bool isBinaryText(const char* bits)
 {
-    const size_t length = strnlen(bits, TemplateBits);
-    return length == TemplateBits && strspn(bits, "01") >= TemplateBits;
+    const size_t length = strnlen(bits, templateBits);
+    return length == templateBits && strspn(bits, "01") >= templateBits;
 }
 
 // The number of 4 hexadecimal digits; 0, which is no character's code, when one is not a digit.
@@ -36,7 +36,7 @@ long codeFromHex(const char* gbHex)
     long code = 0;
     for (int i = 0; i < 4; ++i) {
         const int digit = chartoint1(gbHex[i]);
-        if (digit == NoHexDigit)
+        if (digit == noHexDigit)
             return 0;
         code = code * 16 + digit;
     }
@@ -52,7 +52,7 @@ bool isDigit(unsigned character)
 
 long FindUnicode(long gbCode)
 {
-    const std::int64_t* end = lGb2312 + Gb2312Searched;
+    const std::int64_t* end = lGb2312 + gb2312Searched;
     const std::int64_t* found = std::find(lGb2312, end, gbCode);
     return found != end ? static_cast<long>(lUnicode[found - lGb2312]) : 0;
 }
@@ -65,17 +65,17 @@ int chartoint1(char c)
         return c - 'A' + 10;
     if (c >= 'a' && c <= 'f')
         return c - 'a' + 10;
-    return NoHexDigit;
+    return noHexDigit;
 }
 
 int CtoB(char c, char* out)
 {
     const int digit = chartoint1(c);
-    if (digit == NoHexDigit)
-        return NoHexDigit;
-    for (int bit = 0; bit < BitsPerDigit; ++bit)
-        out[bit] = ((digit >> (BitsPerDigit - 1 - bit)) & 1) != 0 ? '1' : '0';
-    out[BitsPerDigit] = '\0';
+    if (digit == noHexDigit)
+        return noHexDigit;
+    for (int bit = 0; bit < bitsPerDigit; ++bit)
+        out[bit] = ((digit >> (bitsPerDigit - 1 - bit)) & 1) != 0 ? '1' : '0';
+    out[bitsPerDigit] = '\0';
     return 0;
 }
 
@@ -83,15 +83,15 @@ int Format(const char* bits, char* out)
 {
     if (!isBinaryText(bits)) {
         out[0] = '\0';
-        return NoHexDigit;
+        return noHexDigit;
     }
-    for (int i = 0; i < TemplateDigits; ++i) {
+    for (int i = 0; i < templateDigits; ++i) {
         int digit = 0;
-        for (int bit = 0; bit < BitsPerDigit; ++bit)
-            digit = digit * 2 + (bits[i * BitsPerDigit + bit] - '0');
+        for (int bit = 0; bit < bitsPerDigit; ++bit)
+            digit = digit * 2 + (bits[i * bitsPerDigit + bit] - '0');
         out[i] = "0123456789ABCDEF"[digit];
     }
-    out[TemplateDigits] = '\0';
+    out[templateDigits] = '\0';
     return 0;
 }
 
@@ -99,19 +99,19 @@ int TurnAscii(long codePoint, char* out)
 {
     char digits[8];
     snprintf(digits, sizeof digits, "%04X", static_cast<unsigned>(codePoint) & 0xFFFFu);
-    char codeBits[4 * BitsPerDigit + 1];
+    char codeBits[4 * bitsPerDigit + 1];
     for (std::ptrdiff_t i = 0; i < 4; ++i)
-        CtoB(digits[i], codeBits + i * BitsPerDigit);
+        CtoB(digits[i], codeBits + i * bitsPerDigit);
 
-    char bits[sizeof Utf8Template];
-    std::copy(std::begin(Utf8Template), std::end(Utf8Template), bits);
+    char bits[sizeof utf8Template];
+    std::copy(std::begin(utf8Template), std::end(utf8Template), bits);
     const char* nextBit = codeBits;
-    for (char* bit = std::strchr(bits, 'x'); bit != nullptr; bit = std::strchr(bit, 'x'))
+    for (char* bit = std::strchr(bits, 'x'); bit; bit = std::strchr(bit, 'x'))
         *bit = *nextBit++;
 
-    char bytes[TemplateDigits + 1];
+    char bytes[templateDigits + 1];
     Format(bits, bytes);
-    for (std::ptrdiff_t i = 0; i < TemplateDigits / 2; ++i)
+    for (std::ptrdiff_t i = 0; i < templateDigits / 2; ++i)
         out[i] = static_cast<char>(chartoint1(bytes[2 * i]) * 16 + chartoint1(bytes[2 * i + 1]));
     return 0;
 }
@@ -140,9 +140,9 @@ int UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*unused*/, int 
     const auto characterAt = [source](std::ptrdiff_t i) {
         return static_cast<unsigned>(source[2 * i] | source[2 * i + 1] << 8);
     };
-    for (std::ptrdiff_t i = 0; i < sourceBytes / 2 && characterAt(i) != Space; ++i) {
+    for (std::ptrdiff_t i = 0; i < sourceBytes / 2 && characterAt(i) != space; ++i) {
         const unsigned character = characterAt(i);
-        char bytes[3] = {Space, Space, static_cast<char>(character)};
+        char bytes[3] = {space, space, static_cast<char>(character)};
         if (!isDigit(character))
             TurnAscii(static_cast<long>(character), bytes);
         target = std::copy(std::begin(bytes), std::end(bytes), target);
@@ -152,6 +152,6 @@ int UnicodeToAnsihc(const uint8_t* source, uint8_t* target, int /*unused*/, int 
 
 int delete_spance(const char* source, char* target)
 {
-    *std::remove_copy(source, source + strlen(source), target, Space) = '\0';
+    *std::remove_copy(source, source + strlen(source), target, space) = '\0';
     return 0;
 }

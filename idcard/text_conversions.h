@@ -30,21 +30,21 @@ int Utf16_To_Utf8(const uint16_t* source, uint8_t* target, size_t targetSize,
 /// @{
 
 /// Result of the lookups below for a character outside their range.
-constexpr int NoHexDigit = 1000;
+constexpr int noHexDigit = 1000;
 
 /// Unicode code point of a GB2312 code (first byte high, both with their top bits set, 0xA1A1 to
 /// 0xF7FE); 0 when the table does not hold the code. A linear scan, first match wins.
 long FindUnicode(long gbCode);
 
-/// Value of a hexadecimal digit of either case, `NoHexDigit` for anything else.
+/// Value of a hexadecimal digit of either case, `noHexDigit` for anything else.
 int chartoint1(char c);
 
 /// Writes the 4 binary digits of a hexadecimal digit and a terminating zero (5 bytes).
-/// \return 0, or `NoHexDigit` with \p out untouched.
+/// \return 0, or `noHexDigit` with \p out untouched.
 int CtoB(char c, char* out);
 
 /// Writes 24 binary digits as 6 upper-case hexadecimal digits and a terminating zero (7 bytes).
-/// \return 0, or `NoHexDigit` and an empty text when \p bits does not start with 24 binary digits.
+/// \return 0, or `noHexDigit` and an empty text when \p bits does not start with 24 binary digits.
 int Format(const char* bits, char* out);
 
 /// Encodes a code point of up to 16 bits (higher bits are dropped) as exactly 3 bytes in the form

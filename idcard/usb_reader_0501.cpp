@@ -130,7 +130,7 @@ int32_t UsbReader::readCardData0501(libusb_device_handle* handle, unsigned char*
         return 0;
     const auto* first = exchange.body.bytes.begin() + 1;
     std::copy_n(first, std::min<std::ptrdiff_t>(length, exchange.body.bytes.end() - first), output);
-    if (length > CardData::FingerprintOffset)
+    if (length > CardData::fingerprintOffset)
         *fingerprintFlag = 1;
     return 0;
 }

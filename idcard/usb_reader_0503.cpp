@@ -80,7 +80,7 @@ int32_t UsbReader::readCardData0503(libusb_device_handle* handle, unsigned char*
     const auto* first = reply.bytes.begin() + dataOffset0503;
     if (length > 0)
         std::copy_n(first, std::min<std::ptrdiff_t>(length, reply.bytes.end() - first), output);
-    if (length > CardData::FingerprintOffset)
+    if (length > CardData::fingerprintOffset)
         *fingerprintFlag = 1;
     logFourBytes(output);
     logFourBytes(reply.bytes.data());

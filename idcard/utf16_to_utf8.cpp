@@ -18,7 +18,7 @@ enum Result {
     NullPointer = 4
 };
 
-constexpr uint32_t SupplementaryStart = 0x10000;
+constexpr uint32_t supplementaryStart = 0x10000;
 
 bool isHighSurrogate(uint32_t unit)
 {
@@ -36,17 +36,17 @@ size_t sequenceLength(uint32_t character)
         return 1;
     if (character < 0x800)
         return 2;
-    return character < SupplementaryStart ? 3 : 4;
+    return character < supplementaryStart ? 3 : 4;
 }
 
 void writeSequence(uint32_t character, uint8_t* target, size_t length)
 {
-    constexpr std::array<uint8_t, 5> LeadBytes = {0, 0, 0xC0, 0xE0, 0xF0};
+    constexpr std::array<uint8_t, 5> leadBytes = {0, 0, 0xC0, 0xE0, 0xF0};
     for (size_t i = length - 1; i > 0; --i) {
         target[i] = static_cast<uint8_t>(0x80 | (character & 0x3F));
         character >>= 6;
     }
-    target[0] = static_cast<uint8_t>(LeadBytes[length] | character);
+    target[0] = static_cast<uint8_t>(leadBytes[length] | character);
 }
 
 // Reads one character, of one or two units, and advances the source.
@@ -57,7 +57,7 @@ Result takeCharacter(const uint16_t*& source, bool strict, uint32_t& character)
         if (*source == 0)
             return SourceExhausted;
         if (isLowSurrogate(*source)) {
-            character = ((character - 0xD800) << 10) + (*source++ - 0xDC00u) + SupplementaryStart;
+            character = ((character - 0xD800) << 10) + (*source++ - 0xDC00u) + supplementaryStart;
             return Complete;
         }
         return strict ? SourceIllegal : Complete;
@@ -69,7 +69,7 @@ Result takeCharacter(const uint16_t*& source, bool strict, uint32_t& character)
 
 int Utf16_To_Utf8(const uint16_t* source, uint8_t* target, size_t targetSize, ConversionFlags flags)
 {
-    if (source == nullptr || target == nullptr) {
+    if (!source || !target) {
         printf("ERR, Utf16_To_Utf8: source=%p, targetStart=%p\n", static_cast<const void*>(source),
                static_cast<const void*>(target));
         return NullPointer;

@@ -17,9 +17,9 @@ namespace {
 constexpr int reservedDescriptors = 64; // a camera window and its libraries open about thirty
 constexpr int retryMs = 100;
 
-/// How many descriptors the process can still open below FD_SETSIZE, the limit of `select`, with
-/// which OpenCV waits for cameras. `poll` marks unused numbers POLLNVAL, so nothing has to be
-/// opened to count them.
+// How many descriptors the process can still open below FD_SETSIZE, the limit of `select`, with
+// which OpenCV waits for cameras. `poll` marks unused numbers POLLNVAL, so nothing has to be
+// opened to count them.
 int freeDescriptors()
 {
     rlimit limit{};

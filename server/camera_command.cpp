@@ -3,10 +3,9 @@
 
 // The camera command: the operator takes a picture in a window, and the client receives it.
 
-#include "server/text_message_processor.h"
-
 #include "camera/camera_module.h"
 #include "server/stored_pictures.h"
+#include "server/text_message_processor.h"
 
 #include <QDebug>
 #include <QPointer>

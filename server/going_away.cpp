@@ -4,18 +4,17 @@
 #include "server/going_away.h"
 
 #include <arpa/inet.h>
+#include <array>
 #include <netinet/in.h>
 #include <sys/select.h>
 #include <sys/socket.h>
-
-#include <array>
 
 namespace {
 
 // FIN and opcode 8 (close), two bytes of payload: code 1001, going away.
 constexpr std::array<unsigned char, 4> closeFrame{0x88, 0x02, 0x03, 0xE9};
 
-/// \return the local TCP port of a socket; 0 when the descriptor is none
+// \return the local TCP port of a socket; 0 when the descriptor is none
 std::uint16_t localPort(int descriptor)
 {
     sockaddr_in6 address{};

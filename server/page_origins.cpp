@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Scheme, wildcard, host and port of an origin in lower case.
+// Scheme, wildcard, host and port of an origin in lower case.
 QRegularExpressionMatch partsOf(const QString& origin)
 {
     static const QRegularExpression pattern(
@@ -18,7 +18,7 @@ QRegularExpressionMatch partsOf(const QString& origin)
     return pattern.match(origin);
 }
 
-/// Browsers leave the port out where it is the scheme's own.
+// Browsers leave the port out where it is the scheme's own.
 bool isOwnPort(const QString& scheme, const QString& port)
 {
     return (scheme == QLatin1String("https://") && port == QLatin1String(":443")) ||

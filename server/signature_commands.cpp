@@ -4,7 +4,6 @@
 // The signature commands: the pad's device, the signing session, and its result.
 
 #include "server/text_message_processor.h"
-
 #include "sign/hid_writing_device.h"
 #include "sign/pen_reader_thread.h"
 #include "sign/session_state.h"
@@ -145,7 +144,7 @@ void CTextMessageProcessor::ZCOutputImageBase64AB(QString functionName, QWebSock
     signatureUsed(image);
 }
 
-/// The file is for other programs at the desk. No reply needs it, so that privacy leaves it out.
+// The file is for other programs at the desk. No reply needs it, so that privacy leaves it out.
 void CTextMessageProcessor::signatureUsed(const QByteArray& image)
 {
     if (m_restrictions.keepPictures())

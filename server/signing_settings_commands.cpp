@@ -4,15 +4,14 @@
 // The commands that set parameters of the next signing session. An open session is never changed.
 
 #include "server/text_message_processor.h"
-
 #include "sign/session_state.h"
 
 #include <QWebSocket>
 
 struct CTextMessageProcessor::Setting
 {
-    const char* key; ///< of the request
-    int* field;      ///< any value is stored; text that is no number as 0
+    const char* key; // of the request
+    int* field;      // any value is stored; text that is no number as 0
 };
 
 void CTextMessageProcessor::storeSettings(const QString& functionName, QWebSocket* client,

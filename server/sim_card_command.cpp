@@ -1,10 +1,9 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "server/text_message_processor.h"
-
 #include "diagnosis/categories.h"
 #include "diagnosis/log_secrets.h"
+#include "server/text_message_processor.h"
 #include "simcard/iccid.h"
 #include "simcard/sim_reader.h"
 
@@ -26,8 +25,8 @@ constexpr const char* iccidCommands[] = {selectMasterFileCommand, selectIccidFil
 
 using Response = std::array<char, 1024>;
 
-/// All buffers that one command passes to the SIM reader library. They exist until the command's
-/// last call, because a maker's library may still write to a buffer after the call that got it.
+// All buffers that one command passes to the SIM reader library. They exist until the command's
+// last call, because a maker's library may still write to a buffer after the call that got it.
 struct WorkingBuffers
 {
     std::array<char, 256> name{};
@@ -37,7 +36,7 @@ struct WorkingBuffers
     std::array<Response, std::size(iccidCommands)> responses{};
 };
 
-/// Passes a step's code on. Not the command or its answer: the card's number may be in it.
+// Passes a step's code on. Not the command or its answer: the card's number may be in it.
 int noted(const char* step, int code)
 {
     if (code != 0)
@@ -45,7 +44,7 @@ int noted(const char* step, int code)
     return code;
 }
 
-/// What the console shows of an answer: all of it, or the status word alone.
+// What the console shows of an answer: all of it, or the status word alone.
 const char* shown(const Response& response)
 {
     constexpr std::size_t statusDigits = 4;

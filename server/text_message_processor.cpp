@@ -16,13 +16,13 @@
 
 namespace {
 
-/// The request's object; empty when the text is no JSON object.
+// The request's object; empty when the text is no JSON object.
 QJsonObject parsedObject(const QString& text)
 {
     return QJsonDocument::fromJson(text.toUtf8()).object();
 }
 
-/// A member's value as text; empty when it is missing, null, an array or an object.
+// A member's value as text; empty when it is missing, null, an array or an object.
 QString textOf(const QJsonObject& object, const QString& key)
 {
     return object.value(key).toVariant().toString();

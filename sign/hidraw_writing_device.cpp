@@ -5,16 +5,15 @@
 
 #include "sign/pen_report.h"
 
+#include <cstdio>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/hidraw.h>
+#include <memory>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <cstdio>
-#include <cstring>
-#include <memory>
 
 namespace {
 
@@ -122,7 +121,7 @@ int QLinuxHidRawDev::openDevice()
 int QLinuxHidRawDev::readData(int& x, int& y, int& p)
 {
     PenReport report;
-    if (!opened || ::read(fd, report.bytes.data(), PenReport::size) < PenReport::size)
+    if (!opened || ::read(fd, report.bytes.data(), PenReport::Size) < PenReport::Size)
         return -1;
     x = report.x();
     y = report.y();

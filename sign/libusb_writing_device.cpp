@@ -94,7 +94,7 @@ int QHandWritingDevForLibUsb::readData(int& x, int& y, int& p)
     int received = 0;
     const int result = transfer(report, received);
     qWarning("libusb_interrupt_transfer ,ret = %d", result);
-    const bool isShort = received < PenReport::usefulSize;
+    const bool isShort = received < PenReport::UsefulSize;
     if (result != LIBUSB_ERROR_TIMEOUT) // a pen that is lifted
         logged(padLog, "read", result);
     if (result == 0 && isShort)
@@ -154,13 +154,13 @@ int QHandWritingDevForLibUsb::claimInterface() const
     return logged(padLog, "claim interface 0", libusb_claim_interface(handle, padInterface));
 }
 
-/// \return libusb's result, 0 for success; -1 for a foreign exception
+// \return libusb's result, 0 for success; -1 for a foreign exception
 int QHandWritingDevForLibUsb::transfer(PenReport& report, int& received) const
 {
     if (!handle)
         return LIBUSB_ERROR_NO_DEVICE;
     try {
-        return libusb_interrupt_transfer(handle, penEndpoint, report.bytes.data(), PenReport::size,
+        return libusb_interrupt_transfer(handle, penEndpoint, report.bytes.data(), PenReport::Size,
                                          &received, readTimeoutMs);
     } catch (...) {
         return -1;

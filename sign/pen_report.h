@@ -15,10 +15,10 @@
 ///     8-15  not interpreted
 struct PenReport
 {
-    static constexpr int size = 16;      ///< bytes that the device sends
-    static constexpr int usefulSize = 8; ///< bytes that carry the sample
+    static constexpr int Size = 16;      ///< bytes that the device sends
+    static constexpr int UsefulSize = 8; ///< bytes that carry the sample
 
-    std::array<std::uint8_t, size> bytes{};
+    std::array<std::uint8_t, Size> bytes{};
 
     int x() const { return word(2); }
     int y() const { return word(4); }

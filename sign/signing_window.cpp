@@ -51,8 +51,8 @@ QPoint windowOrigin()
             withinDesktop(qint64(g_SignData.screenY) + g_SignData.y)};
 }
 
-/// A point of the window in coordinates of the desktop; doubles, because the stored position may be
-/// any int.
+// A point of the window in coordinates of the desktop; doubles, because the stored position may be
+// any int.
 QPointF onDesktop(const QPoint& inWindow)
 {
     return QPointF(inWindow) + QPointF(g_SignData.screenX, g_SignData.screenY) +
@@ -64,7 +64,7 @@ QRectF onDesktop(const QWidget& widget)
     return {onDesktop(widget.pos()), widget.size()};
 }
 
-/// Whether the pixel nearest to `point` is one of the rectangle's.
+// Whether the pixel nearest to `point` is one of the rectangle's.
 bool containsPixel(const QRectF& rectangle, const QPointF& point)
 {
     const double x = std::round(point.x()) - rectangle.x();
@@ -106,8 +106,8 @@ void MainWindow::placeOnPad()
     setWindowOpacity(g_SignData.transparency * 0.01);
 }
 
-/// Activates the layout, from which the canvas takes its size. The window is not mapped for it:
-/// after a map and an unmap some window managers do not show the window again, or not on top.
+// Activates the layout, from which the canvas takes its size. The window is not mapped for it:
+// after a map and an unmap some window managers do not show the window again, or not on top.
 void MainWindow::layOutUnseen()
 {
     setAttribute(Qt::WA_DontShowOnScreen);
@@ -116,16 +116,16 @@ void MainWindow::layOutUnseen()
     setAttribute(Qt::WA_DontShowOnScreen, false);
 }
 
-/// Bypasses the window manager, which would activate the modal window (taking the keyboard from the
-/// clerk's page) and put full-screen windows above those that "stay on top". Only the flags of the
-/// native window are changed, not the widget's.
+// Bypasses the window manager, which would activate the modal window (taking the keyboard from the
+// clerk's page) and put full-screen windows above those that "stay on top". Only the flags of the
+// native window are changed, not the widget's.
 void MainWindow::leaveWindowManagerOut()
 {
     setAttribute(Qt::WA_ShowWithoutActivating);
     windowHandle()->setFlag(Qt::X11BypassWindowManagerHint);
 }
 
-/// Black text on white in every theme of the desktop, and large enough for the pad's display.
+// Black text on white in every theme of the desktop, and large enough for the pad's display.
 void MainWindow::makeButtonsReadable()
 {
     for (QPushButton* button : {ui->btnCancel, ui->btnResign, ui->btnOK}) {
@@ -160,8 +160,8 @@ void MainWindow::on_getDataOk(int x, int y, int p)
     last = {x, y, p, 0};
 }
 
-/// Shows the button under the pen as pressed while the pen is down, because the pad shows no
-/// pointer.
+// Shows the button under the pen as pressed while the pen is down, because the pad shows no
+// pointer.
 void MainWindow::showPressed(const QPointF& touch, bool penIsDown)
 {
     for (QPushButton* button : {ui->btnCancel, ui->btnResign, ui->btnOK})
@@ -206,8 +206,8 @@ void MainWindow::DrawWgtHandWriting(int cx, int cy, int p)
     last = sample;
 }
 
-/// Shows the canvas again, repainting no more than what changed (setPixmap alone repaints the whole
-/// label).
+// Shows the canvas again, repainting no more than what changed (setPixmap alone repaints the whole
+// label).
 void MainWindow::showCanvas(const QRect& changed)
 {
     ui->wgtHandwriting->setAttribute(Qt::WA_UpdatesDisabled);

@@ -30,8 +30,8 @@ bool isFar(const QPointF& point)
     return std::abs(point.x()) > farthest || std::abs(point.y()) > farthest;
 }
 
-/// Clips a line to a rectangle.
-/// \return false when no part of it lies inside.
+// Clips a line to a rectangle.
+// \return false when no part of it lies inside.
 bool cutTo(const QRectF& rectangle, QLineF& line)
 {
     double begin = 0;

@@ -1,12 +1,13 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #include "simcard/hex_text.h"
 
 #include <cstring>
 
 namespace {
 
-/// The value of a hexadecimal digit, or -1. Not isxdigit, which depends on the locale.
+// The value of a hexadecimal digit, or -1. Not isxdigit, which depends on the locale.
 int digitValue(char character)
 {
     if (character >= '0' && character <= '9')

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // Hexadecimal text as the functions of the SIM reader library take and return it.
 #pragma once
 

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // Reading a SIM card's number (its ICCID): the commands that fetch it, and its decoding.
 #pragma once
 

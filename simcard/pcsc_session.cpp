@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #include "simcard/pcsc_session.h"
 
 #include "simcard/reader_name.h"
@@ -8,9 +9,9 @@
 
 namespace {
 
-/// More than any response to a command of the lengths we send (258 bytes), and what a response
-/// buffer of 1024 characters holds as hexadecimal text with its NUL. The daemon refuses a longer
-/// one.
+// More than any response to a command of the lengths we send (258 bytes), and what a response
+// buffer of 1024 characters holds as hexadecimal text with its NUL. The daemon refuses a longer
+// one.
 // Its hexadecimal digits and a zero fit into the callers' 1024 characters.
 constexpr std::size_t longestResponse = 511;
 

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #include "simcard/pcsc_worker.h"
 
 #include <algorithm>
@@ -32,10 +33,10 @@ LONG PcscWorker::call(Access access, Job job)
 {
     const Clock::time_point now = Clock::now();
     Lock lock(m_mutex);
-    const Clock::time_point deadline = now + (access == Access::open ? sessionBound : m_left);
+    const Clock::time_point deadline = now + (access == Access::open ? SessionBound : m_left);
     const bool recovering = m_state == State::givenUp;
     if (access == Access::open || !recovering) {
-        if (!waitForTurn(lock, recovering ? now + recoveryBound : deadline))
+        if (!waitForTurn(lock, recovering ? now + RecoveryBound : deadline))
             return SCARD_E_TIMEOUT;
     }
     if (access != Access::open && !m_open)

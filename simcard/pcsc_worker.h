@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #pragma once
 
 #include "simcard/pcsc_session.h"
@@ -28,10 +29,10 @@ public:
 
     /// Limit of the time that callers wait in all calls of one session together, from its opening
     /// on; waiting for other callers counts.
-    static constexpr std::chrono::milliseconds sessionBound{5000};
+    static constexpr std::chrono::milliseconds SessionBound{5000};
 
     /// How long an opening waits for an earlier call that ran out of time.
-    static constexpr std::chrono::milliseconds recoveryBound{500};
+    static constexpr std::chrono::milliseconds RecoveryBound{500};
 
     /// The process's worker. Never destroyed, because its thread may still be blocked when main
     /// returns.

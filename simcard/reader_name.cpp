@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #include "simcard/reader_name.h"
 
 #include <algorithm>
@@ -20,7 +21,7 @@ struct NumberedName
     std::size_t number = 0;
 };
 
-/// Splits a trailing " N" from the name.
+// Splits a trailing " N" from the name.
 std::optional<NumberedName> splitNumber(std::string_view name)
 {
     const std::size_t space = name.rfind(' ');
@@ -36,7 +37,7 @@ std::optional<NumberedName> splitNumber(std::string_view name)
     return split;
 }
 
-/// Removes a last word enclosed in the two characters, as in "Reader (serial)".
+// Removes a last word enclosed in the two characters, as in "Reader (serial)".
 void dropMarked(std::string_view& name, std::string_view open, char close)
 {
     const std::size_t start = name.rfind(open);
@@ -44,7 +45,7 @@ void dropMarked(std::string_view& name, std::string_view open, char close)
         name = name.substr(0, start);
 }
 
-/// The name without what PC/SC appends: "[interface]", "(serial)" and the reader's two numbers.
+// The name without what PC/SC appends: "[interface]", "(serial)" and the reader's two numbers.
 std::string_view productText(std::string_view name)
 {
     for (int i = 0; i < 2; ++i)

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #include "simcard/sim_reader.h"
 
 #include "simcard/hex_text.h"
@@ -25,8 +26,8 @@ constexpr int longestCommand = 2 * (5 + 255 + 1);
 using Access = PcscWorker::Access;
 using Bytes = std::vector<std::uint8_t>;
 
-/// Runs the body of one of the five functions. Its code as the callers see it: the 32 bits that
-/// PC/SC documents.
+// Runs the body of one of the five functions. Its code as the callers see it: the 32 bits that
+// PC/SC documents.
 template <typename Body>
 int guarded(Body&& body)
 {
@@ -45,7 +46,7 @@ LONG callWorker(Access access, PcscWorker::Job job)
     return PcscWorker::instance().call(access, std::move(job));
 }
 
-/// `text` must leave room for the NUL.
+// `text` must leave room for the NUL.
 void copyText(char* target, const std::string& text)
 {
     std::memcpy(target, text.c_str(), text.size() + 1);
@@ -56,7 +57,7 @@ void copyText(char* target, const std::string& text)
 int OpenCardReader(int /*kind*/, const char* readerName, char* openResult)
 {
     return guarded([&]() -> LONG {
-        if (readerName == nullptr || openResult == nullptr)
+        if (!readerName || !openResult)
             return SCARD_E_INVALID_PARAMETER;
         *openResult = '\0';
         const std::string wanted(readerName, strnlen(readerName, readerNameSize));
@@ -73,7 +74,7 @@ int OpenCardReader(int /*kind*/, const char* readerName, char* openResult)
 int CardPowerOn(unsigned char* atr)
 {
     return guarded([&]() -> LONG {
-        if (atr == nullptr)
+        if (!atr)
             return SCARD_E_INVALID_PARAMETER;
         const auto answer = std::make_shared<Bytes>();
         const LONG code = callWorker(
@@ -87,11 +88,11 @@ int CardPowerOn(unsigned char* atr)
 int SendApduCommand(int length, const char* text, int* responseLength, char* response)
 {
     return guarded([&]() -> LONG {
-        if (responseLength == nullptr || response == nullptr)
+        if (!responseLength || !response)
             return SCARD_E_INVALID_PARAMETER;
         *responseLength = 0;
         *response = '\0';
-        if (text == nullptr || length < shortestCommand || length > longestCommand)
+        if (!text || length < shortestCommand || length > longestCommand)
             return SCARD_E_INVALID_PARAMETER;
         const auto command = bytesFromHex(text, static_cast<std::size_t>(length));
         if (!command)

@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // The five C functions of libcardreader.so, through which alone the service uses smart cards. Ours
 // is built on PC/SC (pcsc-lite); a terminal maker's library with the same five functions can
 // replace it, see docs/sim-reader-library.md.

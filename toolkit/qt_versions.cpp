@@ -14,7 +14,6 @@
 
 #include <csignal>
 #include <cstdio>
-
 #include <sys/prctl.h>
 #include <unistd.h>
 

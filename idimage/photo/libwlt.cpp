@@ -7,7 +7,7 @@
 
 int libwlt::Unpack_Data(unsigned char* src, int srcLen, unsigned char* dst, int* dstLen)
 {
-    if (src == nullptr || dst == nullptr || dstLen == nullptr)
+    if (!src || !dst || !dstLen)
         return photo::HeaderMismatch;
     photo::FramedPayload framed;
     photo::Result result = photo::takePayload(src, srcLen, framed);

@@ -11,9 +11,9 @@ namespace {
 
 bool headerMatches(const unsigned char* block, int length)
 {
-    constexpr std::array<unsigned char, HeaderBytes> Header = {'W',         'L', PhotoWidth, 0,
+    constexpr std::array<unsigned char, HeaderBytes> header = {'W',         'L', PhotoWidth, 0,
                                                                PhotoHeight, 0,   HeaderMark};
-    return length >= HeaderBytes && std::equal(Header.begin(), Header.end(), block);
+    return length >= HeaderBytes && std::equal(header.begin(), header.end(), block);
 }
 
 std::uint8_t unscrambled(const unsigned char* block, int length, int position)

@@ -113,13 +113,13 @@ Result decodePayload(const NR& payload, std::uint16_t checkSum, Image& image)
 
 std::uint16_t payloadCheckSum(const NR& payload)
 {
-    constexpr unsigned Polynomial = 0x1021;
-    constexpr unsigned TopBit = 0x8000;
+    constexpr unsigned polynomial = 0x1021;
+    constexpr unsigned topBit = 0x8000;
     unsigned sum = 0xFFFF;
     for (size_t i = 0; i < static_cast<size_t>(payload.length); ++i) {
         sum ^= static_cast<unsigned>(payload.bytes[i]) << 8;
         for (int bit = 0; bit < 8; ++bit)
-            sum = (sum & TopBit) != 0 ? sum << 1 ^ Polynomial : sum << 1;
+            sum = (sum & topBit) != 0 ? sum << 1 ^ polynomial : sum << 1;
         sum &= 0xFFFF;
     }
     return static_cast<std::uint16_t>(sum);

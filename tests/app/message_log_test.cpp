@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "app/message_log.h"
-
 #include "tests/support/table.h"
 
 #include <QDateTime>

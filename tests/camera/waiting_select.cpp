@@ -7,10 +7,9 @@
 
 #include <QFile>
 
+#include <ctime>
 #include <dlfcn.h>
 #include <sys/select.h>
-
-#include <ctime>
 
 extern "C" int select(int count, fd_set* readable, fd_set* writable, fd_set* failed,
                       timeval* timeout)

@@ -18,9 +18,8 @@
 #include <QScreen>
 #include <QTest>
 
-#include <signal.h>
-
 #include <memory>
+#include <signal.h>
 
 using namespace virtual_desk;
 

@@ -20,7 +20,6 @@
 #include <QtTest>
 
 #include <memory>
-
 #include <sys/resource.h>
 
 using namespace virtual_desk;

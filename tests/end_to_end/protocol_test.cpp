@@ -9,9 +9,8 @@
 #include <QHostAddress>
 #include <QTcpSocket>
 
-#include <sys/resource.h>
-
 #include <memory>
+#include <sys/resource.h>
 #include <vector>
 
 using namespace virtual_desk;

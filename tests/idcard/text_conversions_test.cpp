@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "idcard/read_id_card.h"
-
 #include "tests/support/output_capture.h"
 #include "tests/support/table.h"
 

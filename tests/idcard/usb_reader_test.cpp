@@ -14,11 +14,10 @@
 #include <limits>
 #include <memory>
 #include <set>
+#include <sys/resource.h>
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include <sys/resource.h>
 
 using namespace virtual_desk;
 

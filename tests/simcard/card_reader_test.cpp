@@ -2,7 +2,6 @@
 // SPDX-License-Identifier: MIT
 
 #include "simcard/sim_reader.h"
-
 #include "tests/support/process_resources.h"
 #include "tests/support/table.h"
 #include "virtual/sim/pcsc_daemon.h"
@@ -11,12 +10,12 @@
 #include <QElapsedTimer>
 #include <QThread>
 
-#include <reader.h>
 #include <winscard.h>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <reader.h>
 #include <thread>
 
 using namespace virtual_desk;
@@ -26,7 +25,7 @@ namespace {
 const QByteArray selectMasterFile = "A0A40000023F00";
 const QByteArray selectIccid = "A0A40000022FE2";
 const QByteArray readIccid = "A0B000000A";
-const QByteArray reader = PcscDaemon::readerName;
+const QByteArray reader = PcscDaemon::ReaderName;
 
 const QString done = "00000000";
 constexpr char guard = '\x5A';

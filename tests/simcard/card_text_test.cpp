@@ -4,7 +4,6 @@
 #include "simcard/hex_text.h"
 #include "simcard/iccid.h"
 #include "simcard/reader_name.h"
-
 #include "tests/support/table.h"
 
 using Names = std::vector<std::string>;

@@ -9,9 +9,8 @@
 
 #include <cstdio>
 #include <mutex>
-#include <utility>
-
 #include <unistd.h>
+#include <utility>
 
 /// \brief Takes what this process prints to a stream, from construction to `take`.
 class OutputCapture

@@ -15,7 +15,6 @@
 #include <QtTest>
 
 #include <optional>
-
 #include <signal.h>
 
 using namespace virtual_desk;

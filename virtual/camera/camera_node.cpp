@@ -65,7 +65,7 @@ QByteArray CameraNode::sysPath() const
     return "/devices/usb2/2-" + number + "/2-" + number + ":1.0/video4linux/video" + number;
 }
 
-/// The USB device, its interface and the video device, with the properties that udev's rules add.
+// The USB device, its interface and the video device, with the properties that udev's rules add.
 QByteArray CameraNode::devicesText() const
 {
     const QByteArray number = QByteArray::number(m_description.number);
@@ -203,7 +203,7 @@ bool CameraNode::handle(const IoctlClient& client)
     }
 }
 
-/// True for a program that had the node open when the camera was unplugged, also after a new plug.
+// True for a program that had the node open when the camera was unplugged, also after a new plug.
 bool CameraNode::isCutOff(const IoctlClient& client)
 {
     forgetClosed(m_clients);
@@ -289,7 +289,7 @@ CameraNode::Answer CameraNode::getFormat(const IoctlClient&, v4l2_format& argume
     return 0;
 }
 
-/// Sets the camera's own pixel format and the size nearest to the requested one.
+// Sets the camera's own pixel format and the size nearest to the requested one.
 CameraNode::Answer CameraNode::setFormat(const IoctlClient& client, v4l2_format& argument)
 {
     if (argument.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !m_description.captures)
@@ -365,8 +365,8 @@ CameraNode::Answer CameraNode::stopStream(const IoctlClient& client, int&)
     return 0;
 }
 
-/// Completes a request for a frame when one has arrived, when the dequeueTimeout has passed, or
-/// when the camera was unplugged.
+// Completes a request for a frame when one has arrived, when the dequeueTimeout has passed, or
+// when the camera was unplugged.
 void CameraNode::dequeueBuffer(const IoctlClient& client, Clock::time_point asked)
 {
     const IoctlData data =

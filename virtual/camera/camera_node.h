@@ -1,14 +1,14 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #pragma once
 
 #include "virtual/camera/camera_description.h"
 #include "virtual/camera/camera_stream.h"
 #include "virtual/kernel/virtual_kernel.h"
 
-#include <linux/videodev2.h>
-
 #include <functional>
+#include <linux/videodev2.h>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -50,7 +50,7 @@ public:
 
 private:
     using Clock = CameraStream::Clock;
-    static constexpr int busyAttempts = 3;
+    static constexpr int BusyAttempts = 3;
 
     /// The result of a request: 0 or an errno.
     using Answer = int;
@@ -65,7 +65,7 @@ private:
     template <typename Argument>
     bool answer(const IoctlClient& client,
                 Answer (CameraNode::*request)(const IoctlClient&, Argument&),
-                int attempts = busyAttempts);
+                int attempts = BusyAttempts);
 
     Answer queryCapabilities(const IoctlClient& client, v4l2_capability& argument);
     Answer describeFormat(const IoctlClient& client, v4l2_fmtdesc& argument);

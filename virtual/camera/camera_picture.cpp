@@ -83,7 +83,7 @@ void drawPortrait(QPainter& painter)
     painter.drawChord(178, 172, 44, 20, 180 * 16, 180 * 16);
 }
 
-/// Draws one decimal digit as a seven-segment display does.
+// Draws one decimal digit as a seven-segment display does.
 void drawDigit(QPainter& painter, const QRect& cell, int digit)
 {
     // Top, upper left, upper right, middle, lower left, lower right, bottom: from the lowest bit.

@@ -7,10 +7,9 @@
 #include <QPainter>
 #include <QRandomGenerator>
 
+#include <algorithm>
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <algorithm>
 #include <utility>
 
 namespace virtual_desk {
@@ -18,7 +17,7 @@ namespace {
 
 constexpr int pageBytes = 4096;
 
-/// Closes its file descriptor when it is destroyed.
+// Closes its file descriptor when it is destroyed.
 class File
 {
 public:
@@ -34,7 +33,7 @@ public:
     File(const File&) = delete;
     File& operator=(const File&) = delete;
 
-    /// Only enlarges the file: a program may still have it mapped.
+    // Only enlarges the file: a program may still have it mapped.
     bool grow(off_t size) const
     {
         const off_t present = ::lseek(m_descriptor, 0, SEEK_END);

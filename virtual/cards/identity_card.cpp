@@ -9,8 +9,8 @@ namespace virtual_desk {
 
 namespace {
 
-constexpr int TypeOffset = 248;
-constexpr char16_t Padding = u' ';
+constexpr int typeOffset = 248;
+constexpr char16_t padding = u' ';
 
 // Offset and length of one field in the text block, in bytes.
 struct Field
@@ -20,7 +20,7 @@ struct Field
     int bytes;
 };
 
-constexpr Field ResidentFields[] = {
+constexpr Field residentFields[] = {
     {&IdentityCard::name, 0, 30},         {&IdentityCard::gender, 30, 2},
     {&IdentityCard::nation, 32, 4},       {&IdentityCard::birthday, 36, 16},
     {&IdentityCard::address, 52, 70},     {&IdentityCard::idNum, 122, 36},
@@ -28,7 +28,7 @@ constexpr Field ResidentFields[] = {
     {&IdentityCard::expireDate, 204, 16},
 };
 
-constexpr Field PermanentResidenceFields[] = {
+constexpr Field permanentResidenceFields[] = {
     {&IdentityCard::englishName, 0, 120}, {&IdentityCard::gender, 120, 2},
     {&IdentityCard::idNum, 122, 30},      {&IdentityCard::nationCode, 152, 6},
     {&IdentityCard::name, 158, 30},       {&IdentityCard::effectDate, 188, 16},
@@ -36,7 +36,7 @@ constexpr Field PermanentResidenceFields[] = {
     {&IdentityCard::certVersion, 236, 4}, {&IdentityCard::issueOrg, 240, 8},
 };
 
-constexpr Field ResidencePermitFields[] = {
+constexpr Field residencePermitFields[] = {
     {&IdentityCard::name, 0, 30},         {&IdentityCard::gender, 30, 2},
     {&IdentityCard::birthday, 36, 16},    {&IdentityCard::address, 52, 70},
     {&IdentityCard::idNum, 122, 36},      {&IdentityCard::issueOrg, 158, 30},
@@ -47,7 +47,7 @@ constexpr Field ResidencePermitFields[] = {
 void putText(QByteArray& block, int offset, int bytes, const QString& text)
 {
     for (int i = 0; i < bytes / 2; ++i) {
-        const char16_t unit = i < text.size() ? text.at(i).unicode() : Padding;
+        const char16_t unit = i < text.size() ? text.at(i).unicode() : padding;
         block[offset + 2 * i] = static_cast<char>(unit & 0xFF);
         block[offset + 2 * i + 1] = static_cast<char>(unit >> 8);
     }
@@ -66,13 +66,13 @@ Fields fieldsOf(CardType type)
 {
     switch (type) {
     case CardType::PermanentResidence:
-        return {std::begin(PermanentResidenceFields), std::end(PermanentResidenceFields)};
+        return {std::begin(permanentResidenceFields), std::end(permanentResidenceFields)};
     case CardType::ResidencePermit:
-        return {std::begin(ResidencePermitFields), std::end(ResidencePermitFields)};
+        return {std::begin(residencePermitFields), std::end(residencePermitFields)};
     case CardType::Resident:
         break;
     }
-    return {std::begin(ResidentFields), std::end(ResidentFields)};
+    return {std::begin(residentFields), std::end(residentFields)};
 }
 
 QString typeLetter(const IdentityCard& card)
@@ -90,7 +90,7 @@ QString typeLetter(const IdentityCard& card)
 
 QByteArray sampleFingerprints()
 {
-    QByteArray block(CardFingerprintBytes, '\0');
+    QByteArray block(cardFingerprintBytes, '\0');
     for (int i = 0; i < block.size(); ++i)
         block[i] = static_cast<char>(i * 7 + i / 256);
     block[0] = 'C';
@@ -160,24 +160,24 @@ int fieldLength(CardType type, QString IdentityCard::* field)
 
 QByteArray cardText(const IdentityCard& card)
 {
-    QByteArray block(CardTextBytes, '\0');
-    putText(block, 0, CardTextBytes, QString());
+    QByteArray block(cardTextBytes, '\0');
+    putText(block, 0, cardTextBytes, QString());
     for (const Field& field : fieldsOf(card.type))
         putText(block, field.offset, field.bytes, card.*field.text);
-    putText(block, TypeOffset, 2, typeLetter(card));
+    putText(block, typeOffset, 2, typeLetter(card));
     return block;
 }
 
 QByteArray cardPhoto(const IdentityCard& card)
 {
-    return card.photo.leftJustified(CardPhotoBytes, '\0', true);
+    return card.photo.leftJustified(cardPhotoBytes, '\0', true);
 }
 
 QByteArray cardFingerprints(const IdentityCard& card)
 {
     if (card.fingerprints.isEmpty())
         return {};
-    return card.fingerprints.leftJustified(CardFingerprintBytes, '\0', true);
+    return card.fingerprints.leftJustified(cardFingerprintBytes, '\0', true);
 }
 
 QByteArray cardData(const IdentityCard& card)

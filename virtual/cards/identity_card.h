@@ -43,20 +43,20 @@ struct IdentityCard
     QByteArray fingerprints; ///< 1024 bytes that start with "C"; none on the card when empty
 };
 
-constexpr int CardTextBytes = 256;
-constexpr int CardPhotoBytes = 1024;
-constexpr int CardFingerprintBytes = 1024;
+constexpr int cardTextBytes = 256;
+constexpr int cardPhotoBytes = 1024;
+constexpr int cardFingerprintBytes = 1024;
 
 /// The length of a field on a card of that type, in characters; 0 when it has no such field.
 int fieldLength(CardType type, QString IdentityCard::* field);
 
-/// The text block of a card, `CardTextBytes` of UTF-16LE.
+/// The text block of a card, `cardTextBytes` of UTF-16LE.
 QByteArray cardText(const IdentityCard& card);
 
-/// The photo block of a card, `CardPhotoBytes`.
+/// The photo block of a card, `cardPhotoBytes`.
 QByteArray cardPhoto(const IdentityCard& card);
 
-/// The fingerprint block, `CardFingerprintBytes`, or an empty array when the card holds none.
+/// The fingerprint block, `cardFingerprintBytes`, or an empty array when the card holds none.
 QByteArray cardFingerprints(const IdentityCard& card);
 
 /// Text, photo and fingerprints one after the other, as the readers deliver them: 1280 or 2304

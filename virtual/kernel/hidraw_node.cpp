@@ -3,13 +3,13 @@
 
 #include "virtual/kernel/hidraw_node.h"
 
-#include <linux/hidraw.h>
-#include <sys/ioctl.h>
 #include <umockdev-1.0/umockdev.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <linux/hidraw.h>
 #include <mutex>
+#include <sys/ioctl.h>
 
 namespace virtual_desk {
 
@@ -83,7 +83,7 @@ void HidrawNode::State::read(const IoctlClient& client)
     serve();
 }
 
-/// Answers waiting reads with queued reports. Under the lock, on the virtual kernel's thread.
+// Answers waiting reads with queued reports. Under the lock, on the virtual kernel's thread.
 void HidrawNode::State::serve()
 {
     while (!waiting.empty() && !reports.empty()) {

@@ -7,26 +7,25 @@
 
 #include <umockdev-1.0/umockdev.h>
 
-#include <linux/usbdevice_fs.h>
-#include <sys/ioctl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <linux/usbdevice_fs.h>
+#include <sys/ioctl.h>
 
 namespace virtual_desk {
 namespace {
 
 // poll() always reports the node ready: an empty reap is delayed so that libusb does not busy-loop.
-const int EmptyReapMilliseconds = 3;
+const int emptyReapMilliseconds = 3;
 // A close is noticed late: a claim of an interface that another client holds is retried that often,
 // at that interval, before it fails as busy.
-const int ClaimAttempts = 5;
-const int ClaimRetryMilliseconds = 5;
-const quint32 Capabilities = 0x1F;
-const int SetupSize = 8;
+const int claimAttempts = 5;
+const int claimRetryMilliseconds = 5;
+const quint32 capabilities = 0x1F;
+const int setupSize = 8;
 
 IoctlData resolveArgument(const IoctlClient& client, std::size_t length)
 {
@@ -142,7 +141,7 @@ void UsbConnection::unplug()
     pullPlug();
 }
 
-/// Ends the open transfers, then removes the device. To be called without the lock.
+// Ends the open transfers, then removes the device. To be called without the lock.
 void UsbConnection::pullPlug()
 {
     m_kernel.runLater(0, [self = shared_from_this()] {
@@ -184,7 +183,7 @@ bool UsbConnection::handle(const IoctlClient& client)
     return dispatch(client);
 }
 
-/// Answers one request. Every branch completes it, at once or (claim, collect) a little later.
+// Answers one request. Every branch completes it, at once or (claim, collect) a little later.
 bool UsbConnection::dispatch(const IoctlClient& client)
 {
     const unsigned long request = umockdev_ioctl_client_get_request(client.get());
@@ -200,9 +199,9 @@ bool UsbConnection::dispatch(const IoctlClient& client)
     int error = 0;
     switch (request) {
     case USBDEVFS_GET_CAPABILITIES: {
-        const IoctlData data = resolveArgument(client, sizeof(Capabilities));
+        const IoctlData data = resolveArgument(client, sizeof(capabilities));
         if (data)
-            writeAt(*data, 0, &Capabilities, sizeof(Capabilities));
+            writeAt(*data, 0, &capabilities, sizeof(capabilities));
         completeIoctl(client, 0, data ? 0 : EFAULT);
         return true;
     }
@@ -255,8 +254,8 @@ void UsbConnection::claim(const IoctlClient& client, int interface, int attempt)
         busy = busy || m_shared->heldElsewhere;
     }
     if (!busy && holder != m_claims.end() && holder->second != client) {
-        if (attempt < ClaimAttempts) {
-            m_kernel.runLater(ClaimRetryMilliseconds,
+        if (attempt < claimAttempts) {
+            m_kernel.runLater(claimRetryMilliseconds,
                               [self = shared_from_this(), client, interface, attempt] {
                                   const std::lock_guard<std::mutex> lock(self->m_mutex);
                                   self->forgetVanishedClients();
@@ -307,7 +306,7 @@ int UsbConnection::driverName(const IoctlClient& client)
     return 0;
 }
 
-/// Detaches or attaches the kernel's driver.
+// Detaches or attaches the kernel's driver.
 int UsbConnection::driverControl(const IoctlClient& client)
 {
     usbdevfs_ioctl command{};
@@ -384,7 +383,7 @@ bool UsbConnection::readRequest(Urb& urb, int& error)
     request.endpoint = block.endpoint;
     request.length = block.buffer_length;
     if (block.type == USBDEVFS_URB_TYPE_CONTROL) {
-        if (request.length < SetupSize) {
+        if (request.length < setupSize) {
             error = EINVAL;
             return false;
         }
@@ -393,8 +392,8 @@ bool UsbConnection::readRequest(Urb& urb, int& error)
                          readAt<quint16>(*urb.buffer, 6)};
         request.kind = UsbRequest::Control;
         request.endpoint = request.setup.requestType & 0x80;
-        request.length -= SetupSize;
-        bytes += SetupSize;
+        request.length -= setupSize;
+        bytes += setupSize;
     } else {
         request.kind =
             block.type == USBDEVFS_URB_TYPE_BULK ? UsbRequest::Bulk : UsbRequest::Interrupt;
@@ -476,7 +475,7 @@ void UsbConnection::complete(Urb& urb, const UsbAnswer& answer)
     }
     const int actual = std::min(static_cast<int>(answer.bytes.size()), urb.request.length);
     if (actual > 0) {
-        const std::size_t start = urb.request.kind == UsbRequest::Control ? SetupSize : 0;
+        const std::size_t start = urb.request.kind == UsbRequest::Control ? setupSize : 0;
         writeAt(*urb.buffer, start, answer.bytes.constData(), static_cast<std::size_t>(actual));
     }
     {
@@ -486,7 +485,7 @@ void UsbConnection::complete(Urb& urb, const UsbAnswer& answer)
     finish(urb, answer.bytes.size() > actual ? -EOVERFLOW : 0, actual);
 }
 
-/// Ends a transfer and delivers it at once when its program is already waiting for one.
+// Ends a transfer and delivers it at once when its program is already waiting for one.
 void UsbConnection::finish(Urb& urb, int status, int actual)
 {
     writeAt(*urb.block, offsetof(usbdevfs_urb, status), &status, sizeof(status));
@@ -560,7 +559,7 @@ void UsbConnection::reap(const IoctlClient& client)
     }
     const unsigned long serial = m_nextSerial++;
     m_heldReaps[client] = serial;
-    m_kernel.runLater(EmptyReapMilliseconds, [self = shared_from_this(), client, serial] {
+    m_kernel.runLater(emptyReapMilliseconds, [self = shared_from_this(), client, serial] {
         const std::lock_guard<std::mutex> lock(self->m_mutex);
         const auto held = self->m_heldReaps.find(client);
         if (held != self->m_heldReaps.end() && held->second == serial) {
@@ -587,8 +586,8 @@ bool UsbConnection::isGone(const IoctlClient& client) const
     return m_dead.count(client) != 0 || !isConnected(client);
 }
 
-/// There is no notification of a close: removes the claims and transfers of clients that have
-/// closed their file.
+// There is no notification of a close: removes the claims and transfers of clients that have
+// closed their file.
 void UsbConnection::forgetVanishedClients()
 {
     for (auto claim = m_claims.begin(); claim != m_claims.end();)

@@ -8,30 +8,29 @@
 
 #include <umockdev-1.0/umockdev.h>
 
-#include <link.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <link.h>
 #include <map>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
 namespace virtual_desk {
 
-/// The context of umockdev's worker thread, which timers and requests share; known after a client's
-/// first request. That thread may still run for a moment after the virtual kernel is destroyed, and
-/// then finds `closed` set.
+// The context of umockdev's worker thread, which timers and requests share; known after a client's
+// first request. That thread may still run for a moment after the virtual kernel is destroyed, and
+// then finds `closed` set.
 struct KernelThread
 {
     std::mutex mutex;
     GMainContext* context = nullptr;
-    std::map<GSource*, std::function<void()>> works; ///< protected by `mutex`
+    std::map<GSource*, std::function<void()>> works; // protected by `mutex`
 
-    std::mutex calls;    ///< held while a handler or timer runs on the thread
-    bool closed = false; ///< under `calls`
+    std::mutex calls;    // held while a handler or timer runs on the thread
+    bool closed = false; // under `calls`
 
     ~KernelThread()
     {
@@ -64,9 +63,9 @@ struct VirtualKernel::Node
 
 namespace {
 
-const char PreloadLibrary[] = "libumockdev-preload.so.0";
+const char preloadLibrary[] = "libumockdev-preload.so.0";
 
-/// The path of a sanitizer's runtime in this process, which must be the first preloaded library.
+// The path of a sanitizer's runtime in this process, which must be the first preloaded library.
 std::string sanitizerRuntime()
 {
     std::string found;
@@ -88,7 +87,7 @@ gboolean onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer handl
                                                                                       : FALSE;
 }
 
-/// Connects the handler, which `base` then owns.
+// Connects the handler, which `base` then owns.
 void connectHandler(UMockdevIoctlBase* base, const char* request,
                     VirtualKernel::IoctlHandler handler)
 {
@@ -100,7 +99,7 @@ void connectHandler(UMockdevIoctlBase* base, const char* request,
                           static_cast<GConnectFlags>(0));
 }
 
-/// Kept to the end of the process, because a late timer still uses it.
+// Kept to the end of the process, because a late timer still uses it.
 std::shared_ptr<KernelThread> makeThread()
 {
     static auto* const all = new std::vector<std::shared_ptr<KernelThread>>;
@@ -149,7 +148,7 @@ VirtualKernel::VirtualKernel()
     , m_thread(makeThread())
 {
     if (!preloaded())
-        qFatal("The virtual desk needs %s in LD_PRELOAD.", PreloadLibrary);
+        qFatal("The virtual desk needs %s in LD_PRELOAD.", preloadLibrary);
 }
 
 VirtualKernel::~VirtualKernel()
@@ -235,7 +234,7 @@ void VirtualKernel::restartUnderPreload(char** arguments)
     QByteArray preload = qgetenv("LD_PRELOAD");
     const std::string runtime = sanitizerRuntime();
     for (const QByteArray& library :
-         {QByteArray::fromStdString(runtime), QByteArray(PreloadLibrary)}) {
+         {QByteArray::fromStdString(runtime), QByteArray(preloadLibrary)}) {
         if (!library.isEmpty() && !preload.contains(library))
             preload += (preload.isEmpty() ? "" : " ") + library;
     }

@@ -10,17 +10,17 @@ namespace virtual_desk {
 namespace {
 
 // Ranges of the sensor in device units.
-const int SensorWidth = 21692;
-const int SensorHeight = 13564;
+const int sensorWidth = 21692;
+const int sensorHeight = 13564;
 
-const int TapPressure = 400;
-const int LightestPressure = 300;
-const int HardestPressure = 1023;
-const int PointsPerStroke = 24;
+const int tapPressure = 400;
+const int lightestPressure = 300;
+const int hardestPressure = 1023;
+const int pointsPerStroke = 24;
 
 using Line = std::vector<QPointF>;
 
-/// The strokes of 王中 in writing order, on a field of 2 by 1.
+// The strokes of 王中 in writing order, on a field of 2 by 1.
 const std::vector<Line>& strokes()
 {
     static const std::vector<Line> lines = {
@@ -32,7 +32,7 @@ const std::vector<Line>& strokes()
     return lines;
 }
 
-/// The point at `share` (0 to 1) of a stroke, whose segments count as equally long.
+// The point at `share` (0 to 1) of a stroke, whose segments count as equally long.
 QPointF along(const Line& line, double share)
 {
     const double position = share * static_cast<double>(line.size() - 1);
@@ -49,13 +49,13 @@ PenPoint PadGeometry::at(const QPointF& pixel, int pressure) const
         return std::clamp(static_cast<int>((std::floor(coordinate) + 0.5) * range / pixels), 0,
                           0xFFFF);
     };
-    return {units(pixel.x(), SensorWidth, m_display.width()),
-            units(pixel.y(), SensorHeight, m_display.height()), pressure};
+    return {units(pixel.x(), sensorWidth, m_display.width()),
+            units(pixel.y(), sensorHeight, m_display.height()), pressure};
 }
 
 std::vector<PenPoint> PadGeometry::tap(const QPointF& pixel) const
 {
-    return {at(pixel, TapPressure), at(pixel, TapPressure), at(pixel, 0)};
+    return {at(pixel, tapPressure), at(pixel, tapPressure), at(pixel, 0)};
 }
 
 std::vector<PenPoint> PadGeometry::signature(const QRectF& area) const
@@ -63,12 +63,12 @@ std::vector<PenPoint> PadGeometry::signature(const QRectF& area) const
     std::vector<PenPoint> points;
     for (const Line& line : strokes()) {
         PenPoint last;
-        for (int i = 0; i < PointsPerStroke; ++i) {
-            const double share = static_cast<double>(i) / (PointsPerStroke - 1);
+        for (int i = 0; i < pointsPerStroke; ++i) {
+            const double share = static_cast<double>(i) / (pointsPerStroke - 1);
             const QPointF place = along(line, share);
             const double weight = std::sin(M_PI * (0.15 + 0.75 * share));
             const int pressure =
-                LightestPressure + static_cast<int>((HardestPressure - LightestPressure) * weight);
+                lightestPressure + static_cast<int>((hardestPressure - lightestPressure) * weight);
             last =
                 at({area.x() + place.x() / 2 * area.width(), area.y() + place.y() * area.height()},
                    pressure);

@@ -11,17 +11,17 @@
 namespace virtual_desk {
 namespace {
 
-const quint8 PenEndpoint = 0x81;
-const quint8 HidClass = 0x03;
-const std::chrono::seconds ReadPause{1};
+const quint8 penEndpoint = 0x81;
+const quint8 hidClass = 0x03;
+const std::chrono::seconds readPause{1};
 
 UsbDescription padDescription()
 {
     UsbDescription description;
-    description.vendor = PadVendor;
-    description.product = PadProduct;
+    description.vendor = padVendor;
+    description.product = padProduct;
     description.interfaces = {
-        {0, HidClass, {{PenEndpoint, UsbEndpoint::Interrupt, 16, 4}}, "usbhid"}};
+        {0, hidClass, {{penEndpoint, UsbEndpoint::Interrupt, 16, 4}}, "usbhid"}};
     return description;
 }
 
@@ -60,7 +60,7 @@ void SignaturePad::queue(const UsbAnswer& answer)
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_queue.push_back(answer);
     }
-    m_device.retry(PenEndpoint);
+    m_device.retry(penEndpoint);
 }
 
 void SignaturePad::setForcedAnswer(const std::optional<UsbAnswer>& answer)
@@ -69,13 +69,13 @@ void SignaturePad::setForcedAnswer(const std::optional<UsbAnswer>& answer)
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_forced = answer;
     }
-    m_device.retry(PenEndpoint);
+    m_device.retry(penEndpoint);
 }
 
 bool SignaturePad::isRead() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_lastRead && std::chrono::steady_clock::now() - *m_lastRead < ReadPause;
+    return m_lastRead && std::chrono::steady_clock::now() - *m_lastRead < readPause;
 }
 
 int SignaturePad::queued() const

@@ -14,8 +14,8 @@
 namespace virtual_desk {
 
 /// The pad's USB identifiers, and its sensor's range over the whole display.
-constexpr quint16 PadVendor = 0x05AF;
-constexpr quint16 PadProduct = 0x0060;
+constexpr quint16 padVendor = 0x05AF;
+constexpr quint16 padProduct = 0x0060;
 
 /// \brief The signature pad on USB: one HID interface with the interrupt endpoint 0x81.
 ///

@@ -280,9 +280,9 @@ QByteArray IdentityReaderUsb::dataOf(int command) const
         return m_samNumber;
     if (command != ReadCard || m_card.isEmpty())
         return {};
-    QByteArray lengths = word(CardTextBytes) + word(CardPhotoBytes);
+    QByteArray lengths = word(cardTextBytes) + word(cardPhotoBytes);
     if (m_module == Module0503)
-        lengths += word(static_cast<int>(m_card.size()) - CardTextBytes - CardPhotoBytes);
+        lengths += word(static_cast<int>(m_card.size()) - cardTextBytes - cardPhotoBytes);
     return lengths + m_card;
 }
 

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #include "virtual/sim/pcsc_daemon.h"
 
 #include <QDir>
@@ -27,7 +28,7 @@ const char configuration[] = "FRIENDLYNAME \"%1\"\n"
                              "LIBPATH /usr/lib/pcsc/drivers/serial/libifdvpcd.so\n"
                              "CHANNELID %2\n";
 
-/// SCARD_S_SUCCESS, SCARD_E_NO_READERS_AVAILABLE, or the error of a daemon that is not running.
+// SCARD_S_SUCCESS, SCARD_E_NO_READERS_AVAILABLE, or the error of a daemon that is not running.
 LONG askForReaders()
 {
     SCARDCONTEXT context = 0;
@@ -52,7 +53,7 @@ bool asksPolkit(const QProcessEnvironment& environment)
 
 } // namespace
 
-const char PcscDaemon::readerName[] = "Generic EMV Smartcard Reader";
+const char PcscDaemon::ReaderName[] = "Generic EMV Smartcard Reader";
 
 PcscDaemon::~PcscDaemon()
 {
@@ -127,9 +128,9 @@ bool PcscDaemon::writeConfiguration(Reader reader) const
         return false;
     if (reader == Reader::none)
         return true;
-    const QString port = QStringLiteral("0x%1").arg(slotPort, 0, 16);
+    const QString port = QStringLiteral("0x%1").arg(SlotPort, 0, 16);
     return file.write(
-               QString::fromLatin1(configuration).arg(QLatin1String(readerName), port).toLatin1()) >
+               QString::fromLatin1(configuration).arg(QLatin1String(ReaderName), port).toLatin1()) >
            0;
 }
 

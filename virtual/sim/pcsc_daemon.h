@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #pragma once
 
 #include "toolkit/qt_versions.h"
@@ -19,9 +20,9 @@ class PcscDaemon
 public:
     /// The name that the virtual reader is configured with; PC/SC appends " 00 00" and " 00 01" for
     /// its slots.
-    static const char readerName[];
+    static const char ReaderName[];
     /// The TCP port on which the first slot waits for its card. The second slot has the next one.
-    static constexpr quint16 slotPort = 0x8C7B;
+    static constexpr quint16 SlotPort = 0x8C7B;
 
     enum class Reader { none, twoSlots };
 

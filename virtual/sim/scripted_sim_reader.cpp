@@ -1,6 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
-//
+
 // A libcardreader.so for failures that a real reader does not produce on demand. LD_LIBRARY_PATH
 // puts it in front of the product's.
 //
@@ -39,7 +39,7 @@ Step nextStep(const std::string& function)
     static std::map<std::string, int> calls;
     int skip = calls[function]++;
     const char* path = std::getenv("DESK_CARD_SCRIPT");
-    std::ifstream script(path != nullptr ? path : "");
+    std::ifstream script(path ? path : "");
     for (std::string line; std::getline(script, line);) {
         std::istringstream fields(line);
         std::string name;
@@ -54,7 +54,7 @@ Step nextStep(const std::string& function)
     return {};
 }
 
-/// The buffers that calls have passed since the opening, with the content that the library left.
+// The buffers that calls have passed since the opening, with the content that the library left.
 std::map<char*, std::string>& keptBuffers()
 {
     static std::map<char*, std::string> buffers;
@@ -67,8 +67,8 @@ void keep(void* buffer, std::size_t size)
     keptBuffers()[bytes] = std::string(bytes, size);
 }
 
-/// Compares all kept buffers and writes their content again.
-/// \return the remark for the record when the service has changed one of them
+// Compares all kept buffers and writes their content again.
+// \return the remark for the record when the service has changed one of them
 std::string writeLate()
 {
     std::string remark;

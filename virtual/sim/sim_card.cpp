@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #include "virtual/sim/sim_card.h"
 
 #include <QtEndian>
@@ -18,7 +19,7 @@ namespace {
 
 constexpr std::chrono::seconds daemonTimeout{5};
 
-/// The daemon polls its slots for a card every 0.4 s.
+// The daemon polls its slots for a card every 0.4 s.
 constexpr std::chrono::milliseconds noticeTime{500};
 constexpr std::chrono::milliseconds pollTime{5};
 
@@ -57,7 +58,7 @@ bool receive(int socket, void* target, std::size_t size)
     return recv(socket, target, size, MSG_WAITALL) == static_cast<ssize_t>(size);
 }
 
-/// A message is a length (two bytes, big-endian) and that many bytes.
+// A message is a length (two bytes, big-endian) and that many bytes.
 bool receiveMessage(int socket, QByteArray& message)
 {
     quint16 length = 0;
@@ -76,15 +77,15 @@ void sendMessage(int socket, const QByteArray& message)
     send(socket, bytes.constData(), static_cast<std::size_t>(bytes.size()), MSG_NOSIGNAL);
 }
 
-/// Whether the daemon reports a card in the slot to its clients, which it does some time after it
-/// has powered the card.
+// Whether the daemon reports a card in the slot to its clients, which it does some time after it
+// has powered the card.
 bool daemonShowsCard(quint16 port)
 {
     SCARDCONTEXT context = 0;
     if (SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context) != SCARD_S_SUCCESS)
         return false;
-    const QByteArray reader = QByteArray(PcscDaemon::readerName) + " 00 0" +
-                              QByteArray::number(port - PcscDaemon::slotPort);
+    const QByteArray reader = QByteArray(PcscDaemon::ReaderName) + " 00 0" +
+                              QByteArray::number(port - PcscDaemon::SlotPort);
     SCARD_READERSTATE state{};
     state.szReader = reader.constData();
     const LONG code = SCardGetStatusChange(context, 0, &state, 1);
@@ -93,7 +94,7 @@ bool daemonShowsCard(quint16 port)
            state.cbAtr > 0;
 }
 
-/// \return false when the daemon did not report that state of the slot in time
+// \return false when the daemon did not report that state of the slot in time
 bool awaitDaemon(quint16 port, bool withCard)
 {
     const auto deadline = std::chrono::steady_clock::now() + daemonTimeout;

@@ -1,5 +1,6 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
+
 #pragma once
 
 #include "virtual/sim/pcsc_daemon.h"
@@ -36,7 +37,7 @@ public:
     };
 
     /// \param port the slot's, see PcscDaemon
-    explicit VirtualSimCard(quint16 port = PcscDaemon::slotPort);
+    explicit VirtualSimCard(quint16 port = PcscDaemon::SlotPort);
     ~VirtualSimCard();
     VirtualSimCard(const VirtualSimCard&) = delete;
     VirtualSimCard& operator=(const VirtualSimCard&) = delete;

@@ -41,7 +41,7 @@ bool xdotool(const QStringList& arguments, QString* output = nullptr)
     return run(QStringLiteral("xdotool"), arguments, output);
 }
 
-/// The number after `name` in a tool's output; -1 when there is none.
+// The number after `name` in a tool's output; -1 when there is none.
 qint64 numberAfter(const QString& name, const QString& output)
 {
     const auto found = QRegularExpression(name + "(-?\\d+)").match(output);
