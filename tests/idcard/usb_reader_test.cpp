@@ -268,6 +268,9 @@ private Q_SLOTS:
         QCOMPARE(seen.join(','), wire);
         QCOMPARE(reader.isModule0501(), first);
         QCOMPARE(reader.samNumber(), number);
+        m_reader->setModule(m0501); // each read finds the module out anew
+        read(reader);
+        QVERIFY(reader.isModule0501());
     }
 
     void everyFailureOfAReadHasItsResult()

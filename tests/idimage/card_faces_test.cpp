@@ -329,6 +329,15 @@ private Q_SLOTS:
         QCOMPARE(QByteArray::fromBase64(jpeg.toLatin1()).right(2).toHex(), QByteArray("ffd9"));
         QVERIFY(difference(QImage("back.jpg"), QImage("./backNew.jpg", "JPEG")).isValid());
 
+        // Another template of the same name, size and second is noticed.
+        for (const QColor colour : {Qt::white, Qt::black}) {
+            QImage face(largeFace, QImage::Format_RGB32);
+            face.fill(colour);
+            QVERIFY(face.save("back.jpg", "BMP"));
+            reader.IDCardPicBack(record().get());
+            QCOMPARE(qGray(QImage("./backNew.jpg").pixel(5, 5)) > 200, colour == Qt::white);
+        }
+
         // The next card finds nothing of this one.
         QFile::remove(photoFile);
         reader.IDCardPicFront(std::make_unique<IDINFO>().get());

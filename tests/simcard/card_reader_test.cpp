@@ -47,12 +47,12 @@ QString open(const QByteArray& name = reader + " 0", QByteArray opened = {})
     return opened.isNull() || opened == result.data() ? text(code) : QString(result.data());
 }
 
-QString powerOn()
+QString powerOn(const QByteArray& answerToReset = VirtualSimCard::answerToReset())
 {
     std::array<unsigned char, 1024> answer{};
     answer.fill(guard);
     const int code = CardPowerOn(answer.data());
-    const QByteArray expected = VirtualSimCard::answerToReset() + guard;
+    const QByteArray expected = answerToReset + guard;
     const bool whole =
         std::memcmp(answer.data(), expected.constData(), size_t(expected.size())) == 0;
     return whole || code != 0 ? text(code) : "wrong answer";
@@ -111,6 +111,7 @@ private Q_SLOTS:
     void cleanup()
     {
         m_card.pull();
+        m_card.setAnswerToReset(VirtualSimCard::answerToReset());
         readAnswers({});
         m_daemon.kill();
         close();
@@ -136,6 +137,15 @@ private Q_SLOTS:
         QCOMPARE(QStringList({open(reader + " 1", reader + " 00 01"), open(reader + " 2", ""),
                               open(QByteArray(256, 'x'), "")}), // without a NUL
                  QStringList({done, "80100009", "80100009"}));
+    }
+
+    void speaksT1WithACardThatOffersNothingElse()
+    {
+        const QByteArray answer = QByteArray::fromHex("3B800181");
+        m_card.setAnswerToReset(answer);
+        QVERIFY(m_card.insert());
+        QCOMPARE(QStringList({open(), powerOn(answer), send(selectMasterFile)}),
+                 QStringList({done, done, "9F17"}));
     }
 
     // Without another program the daemon itself would soon power an idle card off.
@@ -252,6 +262,7 @@ private Q_SLOTS:
         timer.start();
         QCOMPARE(powered ? send(readIccid) : '<' + open() + '>', QString("<8010000A>"));
         const qint64 hang = timer.elapsed();
+        QVERIFY2(powered || hang >= 4990, qPrintable(QString::number(hang)));
 
         // As long as it hangs, an opening fails sooner, and nothing piles up.
         const auto before = held();

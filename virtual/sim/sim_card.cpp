@@ -193,6 +193,11 @@ QByteArray VirtualSimCard::answerToReset()
     return QByteArray::fromHex("3B9F96801FC78031E073FE211B63E206C283009000");
 }
 
+void VirtualSimCard::setAnswerToReset(const QByteArray& answer)
+{
+    m_answerToReset = answer;
+}
+
 void VirtualSimCard::serve()
 {
     QByteArray message;
@@ -214,7 +219,7 @@ void VirtualSimCard::control(quint8 code)
         setPowered(true);
         break;
     case answerToResetCode:
-        sendMessage(m_socket, answerToReset());
+        sendMessage(m_socket, m_answerToReset);
         break;
     default:
         break;

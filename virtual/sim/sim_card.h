@@ -68,8 +68,10 @@ public:
     /// Every command that the card received, the oldest first.
     QList<QByteArray> commands() const;
 
-    /// The card's answer to reset: T=0.
+    /// The card's usual answer to reset: T=0.
     static QByteArray answerToReset();
+    /// What the card answers to a reset instead. Only while it is out of the reader.
+    void setAnswerToReset(const QByteArray& answer);
 
 private:
     void serve();
@@ -80,6 +82,7 @@ private:
     void setPowered(bool powered);
 
     const quint16 m_port;
+    QByteArray m_answerToReset = answerToReset();
     int m_socket = -1;
     std::thread m_thread;
     std::chrono::steady_clock::time_point m_pulledAt;
