@@ -12,6 +12,7 @@
 
 #include <QFontInfo>
 #include <QImage>
+#include <QPaintEngine>
 #include <QPainter>
 #include <QPixmap>
 
@@ -117,19 +118,45 @@ QImage emptyFront(const QSize& size = largeFace)
 }
 
 template <typename Texts>
-QImage drawn(QImage face, const Texts& texts)
+QPixmap& draw(QPixmap& face, const Texts& texts)
 {
-    QPixmap pixmap = QPixmap::fromImage(face);
-    QPainter painter(&pixmap);
+    QPainter painter(&face);
     for (const Placed& text : texts) {
         painter.setFont(fontOf(text));
         painter.setPen(text.colour);
         painter.drawText(face.size() == smallFace ? text.onSmall : text.onLarge,
                          QString::fromUtf8(text.text));
     }
-    painter.end();
-    return pixmap.toImage().convertToFormat(QImage::Format_RGB32);
+    return face;
 }
+
+template <typename Texts>
+QImage drawn(const QImage& face, const Texts& texts)
+{
+    QPixmap pixmap = QPixmap::fromImage(face);
+    return draw(pixmap, texts).toImage().convertToFormat(QImage::Format_RGB32);
+}
+
+// A face that only notes the weights of its texts: not every weight has a font here.
+struct NotingFace : QPaintEngine, QPixmap
+{
+    NotingFace()
+        : QPaintEngine(AllFeatures)
+        , QPixmap(largeFace)
+    {
+    }
+    QPaintEngine* paintEngine() const override { return const_cast<NotingFace*>(this); }
+    bool begin(QPaintDevice*) override { return true; }
+    bool end() override { return true; }
+    Type type() const override { return User; }
+    void updateState(const QPaintEngineState&) override {}
+    void drawPixmap(const QRectF&, const QPixmap&, const QRectF&) override {}
+    void drawTextItem(const QPointF&, const QTextItem& item) override
+    {
+        weights += item.text() + QString::number(item.font().weight());
+    }
+    QStringList weights;
+};
 
 QImage blank(const QSize& size)
 {
@@ -196,6 +223,13 @@ private Q_SLOTS:
             const QImage back = painted(size, *record(), &ReadIDCard::addMaskBack);
             QCOMPARE(difference(back, drawn(blank(size), backTexts)), QRect());
         }
+        NotingFace front, back, expectedFront, expectedBack;
+        ReadIDCard().addMask(front, record().get());
+        ReadIDCard().addMaskBack(back, record().get());
+        draw(expectedFront, frontTexts);
+        draw(expectedBack, backTexts);
+        QVERIFY(back.weights.size() >= 6);
+        QCOMPARE(front.weights + back.weights, expectedFront.weights + expectedBack.weights);
     }
 
     void birthDatesAreSplit_data()
