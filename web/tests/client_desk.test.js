@@ -15,6 +15,7 @@ import {
 const terminal = await startTerminal();
 after(() => terminal.stop());
 const begin = "ZCBeginSignAB";
+const iccid = "89860198765432109875";
 const connect = (options) => new DeskTerminal({ WebSocket, firstDelay: 20, longestDelay: 200, ...options });
 let desk;
 let strays;
@@ -29,16 +30,15 @@ afterEach(() => {
 });
 
 test("every device answers, in whatever order the commands are asked", async () => {
-    await terminal.play("insertSim", { iccid: "89860198765432109875" });
+    await terminal.play("insertSim", { iccid });
     const signature = desk.sign(area);
     await signWithPen(terminal);
     const { base64 } = await signature;
     const asked = ["samNumber", "readSim", "readSim", "openHidReader", "ping", "lastSignature", "padPresent"];
     const [number, ...others] = await Promise.all(asked.map((method) => desk[method]()));
     assert.match(number, /^[0-9A-Fa-f]{32}$/);
-    const iccid = "89860198765432109875";
-    assert.deepEqual(others, [iccid, iccid, undefined, undefined, await desk.lastSignature(), true]);
-    assert.equal((await desk.lastSignature()).base64, base64);
+    others[4] = others[4].base64;
+    assert.deepEqual(others, [iccid, iccid, undefined, undefined, base64, true]);
     const photo = desk.takePicture();
     await until(captureWindow, "the capture window");
     assert.equal(await desk.padPresent(), true);
@@ -47,22 +47,16 @@ test("every device answers, in whatever order the commands are asked", async () 
     await assert.rejects(desk.request("ZCnothing"), failure("ZCnothing", "unknown-command"));
 });
 
-// The checks of the invented holders' numbers that pages make.
-const weigh = (number, weights) => [...number].reduce((sum, character, at) =>
-    sum + (character === "X" && at === 17 ? 10 : parseInt(character, 36)) * weights(at), 0);
-const isResidents = (number) => weigh(number, (at) => 2 ** (17 - at)) % 11 === 1;
-const isForeigners = (number) => weigh(number.slice(0, 14), (at) => [7, 3, 1][at % 3]) % 10 === Number(number[14]);
-const kinds = { resident: isResidents, residencePermit: isResidents, permanentResidence: isForeigners };
-for (const [method, device] of [["readIdCard", "usbReader"], ["readHidIdCard", "hidReader"]]) {
-    test(`${method} gives each kind of card with its photo`, async () => {
-        for (const [type, isRight] of Object.entries(kinds)) {
+test("each kind of card is read with its photo, by either reader", async () => {
+    for (const [method, device] of [["readIdCard", "usbReader"], ["readHidIdCard", "hidReader"]]) {
+        for (const type of ["resident", "residencePermit", "permanentResidence"]) {
             await terminal.play("putCard", { device, card: { type } });
             const { name, idNum, photo } = await desk[method]();
-            assert.deepEqual([name, photo.type], [terminal.state.devices[device].card.name, "image/bmp"]);
-            assert.ok(isRight(idNum), idNum);
+            const { card } = terminal.state.devices[device];
+            assert.deepEqual([name, idNum, photo.type], [card.name, card.idNum, "image/bmp"]);
         }
-    });
-}
+    }
+});
 
 test("a HID reader that is unplugged in the middle gives no half of a card", async () => {
     await terminal.play("putCard", { device: "hidReader", card: {} });
@@ -80,31 +74,22 @@ test("a HID reader that is unplugged in the middle gives no half of a card", asy
     }
 });
 
-test("an invented SIM card's number ends in its Luhn digit", async () => {
-    await terminal.play("insertSim");
-    const number = await desk.readSim();
-    const digits = [...number].reverse().map((digit, at) => at % 2 ? [0, 2, 4, 6, 8, 1, 3, 5, 7, 9][digit] : Number(digit));
-    assert.equal(digits.reduce((sum, digit) => sum + digit) % 10, 0, number);
-});
-
-const faults = [
-    ["readIdCard", "usbReader", "break", { fault: "held" }, "reader-absent"],
-    ["readIdCard", "usbReader", "break", { fault: "status", of: "readCard", status: "000041" }, "card-unreadable"],
-    ["readHidIdCard", "hidReader", "break", { fault: "result", of: "selectCard", result: 1 }, "card-unreadable"],
-    ["startPad", "pad", "break", { fault: "held" }, "pad-busy"],
-    ["startPad", "pad", "unplug", {}, "pad-absent"],
-    ["samNumber", "usbReader", "unplug", {}, "reader-absent"],
-    ["readHidIdCard", "hidReader", "unplug", {}, "reader-absent"],
-    ["readSim", undefined, "pullSim", {}, "card-absent"],
-    ["readSim", "simReader", "unplug", {}, "reader-absent"],
-];
-for (const [method, device, command, keys, reason] of faults) {
+for (const [method, reason, device, command, keys] of [
+    ["readIdCard", "reader-absent", "usbReader", "break", { fault: "held" }],
+    ["readIdCard", "card-unreadable", "usbReader", "break", { fault: "status", of: "readCard", status: "000041" }],
+    ["samNumber", "reader-absent", "usbReader", "unplug"],
+    ["readHidIdCard", "card-unreadable", "hidReader", "break", { fault: "result", of: "selectCard", result: 1 }],
+    ["readHidIdCard", "reader-absent", "hidReader", "unplug"],
+    ["startPad", "pad-busy", "pad", "break", { fault: "held" }],
+    ["startPad", "pad-absent", "pad", "unplug"],
+    ["readSim", "card-absent", undefined, "pullSim"],
+    ["readSim", "reader-absent", "simReader", "unplug"],
+])
     test(`${method} names the failure after ${command} ${JSON.stringify(keys)}`, async () => {
         await terminal.play(command, { device, ...keys });
         await assert.rejects(desk[method](), { reason });
         await terminal.play({ break: "repair", unplug: "plug", pullSim: "insertSim" }[command], { device });
     });
-}
 
 test("a picture that was given up in time leaves the window open, and both errors say so", async () => {
     await assert.rejects(desk.takePicture({ timeout: 300 }), { code: "timeout", message: /window stays open/ });
@@ -126,8 +111,6 @@ test("a page's session is its own until another ends it on purpose", async () =>
     other.close();
     await Promise.all([next, ended]);
     await until(() => !signingWindow(), "the windows' end");
-    await assert.rejects(desk.beginSigning(area, { timeout: 300 }), failure(begin, "timeout"));
-    await until(() => !signingWindow(), "the end of time");
 });
 
 test("a session does not outlive its connection, nor the client its service", async () => {

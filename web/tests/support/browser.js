@@ -47,10 +47,11 @@ export async function keepScreenshot(page, name, options = {}) {
     await page.screenshot({ path: join(process.env.DESK_SCREENSHOTS, `${name}.png`), fullPage: true, ...options });
 }
 
-/** Waits until the locator's text holds what a person should read. */
+/** Waits until the locator's text holds what a person should read, or is empty where nothing is expected. */
 export async function reads(locator, expected) {
-    await until(async () => (await locator.textContent())?.includes(expected), `"${expected}"`).catch(async () =>
-        assert.fail(`reads "${await locator.textContent()}", not "${expected}"`));
+    const text = () => locator.textContent();
+    await until(async () => expected ? (await text()).includes(expected) : await text() === "", expected).catch(async () =>
+        assert.fail(`reads "${await text()}", not "${expected}"`));
 }
 
 /** Runs a command of a panel with the page's own button, and gives the panel's result, which reads as expected. */

@@ -86,17 +86,27 @@ export const captureWindow = () => windowWithTitle("Tarvex高拍");
 /** The area of a signing window, as most tests have it. */
 export const area = { x: 240, y: 150, width: 800, height: 500 };
 
-/** The signer writes a line, once there is a signing window in the area, and confirms it. */
-export async function signWithPen(terminal, { x, y, width, height } = area) {
+/** Has somebody write until ink shows: an opening window takes what comes too early for somebody else's. */
+export async function writeInk(terminal, write) {
     await until(signingWindow, "the signing window");
+    const screen = async () => (await terminal.play("screenshot", { display: "pad" })).png;
+    let blank;
+    await until(async () => blank === (blank = await screen()), "the whole window");
+    await until(async () => {
+        await write();
+        for (let look = 0; look < 20; ++look) {
+            if (await screen() !== blank)
+                return true;
+        }
+        return false;
+    }, "the ink");
+}
+
+/** The signer writes a line and confirms it. */
+export async function signWithPen(terminal, { x, y, width, height } = area) {
     const line = Array.from({ length: 30 }, (_, step) => [x + 150 + 10 * step, y + 150 + step, 700]);
     const okButton = [Math.round(x + width * 5 / 6), y + height - 30];
-    const screen = async () => (await terminal.play("screenshot", { display: "pad" })).png;
-    const before = await screen();
-    await until(async () => {
-        await terminal.play("pen", { points: [...line, [...line.at(-1).slice(0, 2), 0]] });
-        return await screen() !== before; // the window takes what was written before it for somebody else's
-    }, "the ink");
+    await writeInk(terminal, () => terminal.play("pen", { points: [...line, [x + 440, y + 179, 0]] }));
     await terminal.play("pen", { points: [[...okButton, 500], [...okButton, 500], [...okButton, 0]] });
 }
 
