@@ -3,7 +3,8 @@
 
 // The virtual terminal as a child process, and the people at it: the signer with the pen, the clerk at the screen.
 
-import { execFileSync, spawn } from "node:child_process";
+import assert from "node:assert/strict";
+import { spawn, spawnSync } from "node:child_process";
 import { once } from "node:events";
 import { existsSync, rmSync } from "node:fs";
 import { join } from "node:path";
@@ -17,14 +18,12 @@ const templates = fileURLToPath(new URL("../../../packaging/templates", import.m
 /** Waits until `look` gives something. */
 export async function until(look, what) {
     const end = Date.now() + 60000;
-    for (;;) {
-        const seen = await look();
-        if (seen)
-            return seen;
-        if (Date.now() > end)
-            throw new Error(`not within a minute: ${what}`);
+    let seen;
+    while (!(seen = await look())) {
+        assert.ok(Date.now() < end, `not within a minute: ${what}`);
         await pause(25);
     }
+    return seen;
 }
 
 /** What a failed command rejects with. */
@@ -62,21 +61,12 @@ export async function startTerminal(...options) {
         async stop() {
             socket.close();
             child.kill();
-            const [code] = await exited;
-            if (code !== 0)
-                throw new Error(`virtual-terminal ended with ${code}`);
+            assert.equal((await exited)[0], 0, "the terminal's end");
         },
     };
 }
 
-function xdotool(...parameters) {
-    try {
-        return execFileSync("xdotool", parameters, { encoding: "utf8", stdio: ["ignore", "pipe", "ignore"] }).trim();
-    } catch {
-        return ""; // no such window
-    }
-}
-
+const xdotool = (...parameters) => spawnSync("xdotool", parameters, { encoding: "utf8" }).stdout.trim();
 const windowWithTitle = (title) => xdotool("search", "--onlyvisible", "--name", `^${title}$`).split("\n").at(-1);
 
 /** The X identifiers of the two windows of the service, "" when there is none. */
@@ -92,13 +82,11 @@ export async function writeInk(terminal, write) {
     const screen = async () => (await terminal.play("screenshot", { display: "pad" })).png;
     let blank;
     await until(async () => blank === (blank = await screen()), "the whole window");
+    let looks = 0;
     await until(async () => {
-        await write();
-        for (let look = 0; look < 20; ++look) {
-            if (await screen() !== blank)
-                return true;
-        }
-        return false;
+        if (looks++ % 20 === 0)
+            await write();
+        return await screen() !== blank;
     }, "the ink");
 }
 
