@@ -3,8 +3,8 @@
 
 #include "app/missing_display.h"
 
+#include <QDebug>
 #include <QStringList>
-#include <QtDebug>
 
 #include <cstdio>
 #include <cstdlib>

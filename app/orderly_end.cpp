@@ -10,8 +10,8 @@
 #include "sign/session_state.h"
 
 #include <QCoreApplication>
+#include <QDebug>
 #include <QTimer>
-#include <QtDebug>
 
 #include <cstdlib>
 

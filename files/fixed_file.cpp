@@ -4,9 +4,9 @@
 #include "files/fixed_file.h"
 
 #include <QByteArray>
+#include <QDebug>
 #include <QFile>
 #include <QString>
-#include <QtDebug>
 
 #include <cerrno>
 #include <cstring>

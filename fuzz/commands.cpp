@@ -12,7 +12,6 @@
 #include "simcard/sim_reader.h"
 
 #include <QApplication>
-#include <QPointer>
 #include <QWebSocket>
 
 #include <algorithm>

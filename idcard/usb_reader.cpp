@@ -8,7 +8,7 @@
 #include "diagnosis/categories.h"
 #include "diagnosis/usb_failure.h"
 
-#include <QtDebug>
+#include <QDebug>
 
 #include <cstdio>
 

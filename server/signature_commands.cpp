@@ -10,9 +10,9 @@
 #include "sign/signature_image.h"
 #include "sign/signing_window.h"
 
+#include <QDebug>
 #include <QPointer>
 #include <QWebSocket>
-#include <QtDebug>
 
 #include <memory>
 

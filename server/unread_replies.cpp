@@ -3,8 +3,8 @@
 
 #include "server/unread_replies.h"
 
+#include <QDebug>
 #include <QWebSocket>
-#include <QtDebug>
 
 namespace {
 

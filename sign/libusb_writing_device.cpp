@@ -8,9 +8,9 @@
 #include "diagnosis/usb_failure.h"
 #include "sign/pen_report.h"
 
+#include <QDebug>
 #include <QElapsedTimer>
 #include <QThread>
-#include <QtDebug>
 
 #include <libusb.h>
 

@@ -7,7 +7,7 @@
 #include "sign/hid_writing_device.h"
 #include "sign/session_state.h"
 
-#include <QtDebug>
+#include <QDebug>
 
 QGetHandWrtingDevData::QGetHandWrtingDevData()
     : stop(false)

@@ -6,8 +6,8 @@
 #include "files/fixed_file.h"
 
 #include <QBuffer>
+#include <QDebug>
 #include <QFileInfo>
-#include <QtDebug>
 
 QString signatureFile()
 {

@@ -12,8 +12,8 @@
 
 #include <QBuffer>
 #include <QCloseEvent>
+#include <QDebug>
 #include <QWindow>
-#include <QtDebug>
 
 #include <algorithm>
 #include <cmath>

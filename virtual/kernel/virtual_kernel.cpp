@@ -3,8 +3,8 @@
 
 #include "virtual/kernel/virtual_kernel.h"
 
+#include <QDebug>
 #include <QFile>
-#include <QtDebug>
 
 #include <umockdev-1.0/umockdev.h>
 
