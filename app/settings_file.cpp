@@ -14,7 +14,7 @@
 
 namespace {
 
-// Each takes one word of its key's value and returns whether it was understood.
+// Each stores one word of its key's value and returns false when the word is not valid.
 
 bool takeAddress(Settings& settings, const QString& word)
 {
@@ -22,7 +22,7 @@ bool takeAddress(Settings& settings, const QString& word)
         settings.restrictions.addresses << QHostAddress::LocalHost << QHostAddress::LocalHostIPv6;
         return true;
     }
-    // The toolkit also understands shortened ones: "0" would be every address.
+    // Qt also accepts abbreviated addresses: "0" would mean all addresses.
     const bool isWhole = word.count(QLatin1Char('.')) == 3 || word.contains(QLatin1Char(':'));
     const QHostAddress address(isWhole ? word : QString());
     settings.restrictions.addresses << address;
@@ -60,7 +60,7 @@ bool takeCategory(Settings& settings, const QString& word)
 struct Key
 {
     const char* name;
-    const char* open; // the value that stands for the key's absence
+    const char* open; // the value that means the same as a missing key
     const char* values;
     bool (*take)(Settings&, const QString&);
 };
@@ -73,7 +73,7 @@ constexpr Key keys[] = {
     {"diagnosis", "off", "pad, idcard, sim, camera, server or off", takeCategory},
 };
 
-// \return what is wrong; empty when nothing is
+// \return an error message; empty when there is no error
 QString takeKey(Settings& settings, const QString& name, const QStringList& words)
 {
     const auto* const key = std::find_if(std::begin(keys), std::end(keys), [&name](const Key& one) {
@@ -114,7 +114,7 @@ Settings readSettings()
     const QString path =
         named.isEmpty() ? QStringLiteral("/etc/desk-terminal-service.conf") : named;
     Settings settings;
-    // A link that leads nowhere was meant to be a file.
+    // A dangling symbolic link is an error, not a missing file.
     if (named.isEmpty() && !QFileInfo::exists(path) && !QFileInfo(path).isSymLink())
         return settings;
     const QString error = takeFile(settings, path);

@@ -10,7 +10,7 @@
 /// Exit code when a key or value of the settings file is unknown. The launcher uses 3 and 4.
 constexpr int exitWithBadSettings = 6;
 
-/// \brief What the settings file says.
+/// \brief The content of the settings file.
 struct Settings
 {
     Restrictions restrictions;
@@ -20,6 +20,6 @@ struct Settings
 
 /// Reads /etc/desk-terminal-service.conf, which may be missing, or the file that the variable
 /// DESK_TERMINAL_SETTINGS names, which must exist. packaging/desk-terminal-service.conf explains
-/// the keys of this INI file. Any unknown key or value is an error, because ignoring it would leave
-/// a restriction out without notice.
+/// the keys of this INI file. Any unknown key or value is an error, because an ignored restriction
+/// would not be noticed.
 Settings readSettings();

@@ -89,7 +89,7 @@ QList<QWebSocketServer*> EchoServer::servers() const
 void EchoServer::listen(QWebSocketServer* server, const QHostAddress& address, quint16 port)
 {
     if (!server->listen(address, port)) {
-        // Silent unless an administrator has named the address, or looks for the fault.
+        // Logged only when the settings name the address, or when the category is switched on.
         const auto log = [this]() -> const QLoggingCategory& {
             return m_restrictions.addresses.isEmpty() ? serverLog()
                                                       : *QLoggingCategory::defaultCategory();
@@ -115,7 +115,7 @@ void EchoServer::listen(QWebSocketServer* server, const QHostAddress& address, q
 void EchoServer::judgeOrigin(QWebSocketCorsAuthenticator* page) const
 {
     page->setAllowed(m_restrictions.origins.allow(page->origin()));
-    if (!page->allowed()) // quoted, with what could steer a terminal escaped
+    if (!page->allowed()) // QDebug quotes the text and escapes control characters
         qWarning() << "refused a client of the origin" << page->origin().left(longestLoggedOrigin);
 }
 

@@ -15,7 +15,7 @@ class QWebSocket;
 class QWebSocketCorsAuthenticator;
 class QWebSocketServer;
 
-/// \brief The service's one network endpoint: plain WebSockets, on all local addresses unless
+/// \brief The service's only network endpoint: plain WebSockets, on all local addresses unless
 /// restricted.
 ///
 /// Text frames are commands and go to the processor with the socket that sent them; binary frames

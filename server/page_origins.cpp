@@ -18,7 +18,7 @@ QRegularExpressionMatch partsOf(const QString& origin)
     return pattern.match(origin);
 }
 
-// Browsers leave the port out where it is the scheme's own.
+// Browsers omit the scheme's default port.
 bool isOwnPort(const QString& scheme, const QString& port)
 {
     return (scheme == QLatin1String("https://") && port == QLatin1String(":443")) ||

@@ -9,19 +9,20 @@
 
 /// \brief The pages that may connect, by the "Origin" that their browser sends with the handshake.
 ///
-/// Browsers do not let a page choose its origin; a program sends what it likes, or nothing.
+/// Browsers do not let a page choose its origin; a program can send any origin, or none.
 class PageOrigins
 {
 public:
-    /// Lets one more kind of page in. \param word one of
-    /// - an origin as browsers send it, "https://counter.example.org:8443"; the scheme's own port
-    ///   may be left out or given, and letters have no case
-    /// - the same with "*" for the first label of the host, "https://*.example.org"; the rest must
+    /// Allows one more kind of page.
+    /// \param word one of
+    /// - an origin as browsers send it, "https://counter.example.org:8443"; the scheme's default
+    ///   port may be omitted, and case is ignored
+    /// - the same with "*" as the first label of the host, "https://*.example.org"; the rest must
     ///   have two labels
-    /// - "file": pages on disk, of browsers that send "file://" for them
-    /// - "null": pages on disk, of browsers that send "null" for them, and sandboxed frames of any
-    ///   page at all
-    /// - "programs": clients without an origin, which no page is
+    /// - "file": pages on disk, in browsers that send "file://" for them
+    /// - "null": pages on disk, in browsers that send "null" for them, and sandboxed frames of any
+    ///   page
+    /// - "programs": clients without an origin, that is, no pages
     /// \return false when \p word is none of these
     bool add(const QString& word);
 
@@ -35,9 +36,9 @@ private:
     struct Wildcard
     {
         QString before; ///< the first label: scheme and "://"
-        QString after;  ///< it: a full stop, the rest of the host, and the port
+        QString after;  ///< the first label: a full stop, the rest of the host, and the port
     };
 
-    QStringList m_exact; ///< an empty one stands for programs
+    QStringList m_exact; ///< the empty text allows programs
     QList<Wildcard> m_wildcards;
 };

@@ -144,7 +144,8 @@ void CTextMessageProcessor::ZCOutputImageBase64AB(QString functionName, QWebSock
     signatureUsed(image);
 }
 
-// The file is for other programs at the desk. No reply needs it, so that privacy leaves it out.
+// The file is for other programs on the terminal. It is not written with privacy on, because no
+// reply needs it.
 void CTextMessageProcessor::signatureUsed(const QByteArray& image)
 {
     if (m_restrictions.keepPictures())

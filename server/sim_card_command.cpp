@@ -36,7 +36,8 @@ struct WorkingBuffers
     std::array<Response, std::size(iccidCommands)> responses{};
 };
 
-// Passes a step's code on. Not the command or its answer: the card's number may be in it.
+// Logs a step's result code and returns it. The command and its response are not logged, because
+// they may contain the card's number.
 int noted(const char* step, int code)
 {
     if (code != 0)
@@ -44,7 +45,7 @@ int noted(const char* step, int code)
     return code;
 }
 
-// What the console shows of an answer: all of it, or the status word alone.
+// The part of a response that is printed: all of it, or the status word only.
 const char* shown(const Response& response)
 {
     constexpr std::size_t statusDigits = 4;

@@ -6,8 +6,8 @@
 #include "idimage/holder_photo.h"
 #include "sign/signature_image.h"
 
+#include <QDebug>
 #include <QFile>
-#include <QtDebug>
 
 void deleteStoredPictures()
 {

@@ -92,5 +92,5 @@ private:
 
     QString m_tflag; ///< "_tflag" of the most recently dispatched request
     const Restrictions m_restrictions;
-    QTimer m_forgetSignature; ///< runs from each use of a signature on, with privacy
+    QTimer m_forgetSignature; ///< with privacy on: started by each use of a signature
 };
