@@ -196,6 +196,7 @@ private Q_SLOTS:
         QCOMPARE(page.asked("ZCOutputImageBase64AB"), QString("ZCOutputImageBase64AB 0 未签名"));
         QVERIFY(sinceUse.elapsed() >= 2000);
         page.ask("ZCStopDeviceAB");
+        QCOMPARE(inShell("ls " + files), QByteArray());
         page.command("ZCCameraPic");
         QTRY_VERIFY_WITH_TIMEOUT(camera.framesSent() > 5, 60000);
         const CaptureOperator person;
