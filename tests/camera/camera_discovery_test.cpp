@@ -6,32 +6,34 @@
 
 #include "camera/capture_window.h"
 #include "tests/support/output_capture.h"
+#include "tests/support/table.h"
 #include "virtual/camera/camera.h"
 #include "virtual/kernel/virtual_kernel.h"
 
 #include <QComboBox>
-#include <QTest>
 
-#include <memory>
-#include <vector>
+#include <map>
 
 using namespace virtual_desk;
 
 namespace {
 
-constexpr char nothingFound[] = "t_nFlag1 = 0 ,MSG = \nt_nFlag2 = 0 ,MSG = \n";
-
-struct Attached
+/// The lines about the two searches, from the numbers of the nodes that they find: "1,0", or ",0"
+/// for a portrait camera alone.
+QString searched(const QString& found)
 {
-    const char* vendor;
-    const char* product;
-    int number;
-    bool captures = true;
-};
+    QString lines;
+    for (const int search : {0, 1}) {
+        const QString number = found.section(',', search, search);
+        lines += QString("t_nFlag%1 = %2 ,MSG = %3\n")
+                     .arg(search + 1)
+                     .arg(number.isEmpty() ? 0 : 1)
+                     .arg(number.isEmpty() ? QString() : "/dev/video" + number);
+    }
+    return lines;
+}
 
 } // namespace
-
-Q_DECLARE_METATYPE(std::vector<Attached>)
 
 class CameraDiscoveryTest : public QObject
 {
@@ -40,82 +42,64 @@ class CameraDiscoveryTest : public QObject
 private Q_SLOTS:
     void findsTheDesksCameras_data()
     {
-        QTest::addColumn<std::vector<Attached>>("attached");
-        QTest::addColumn<QByteArray>("printed");
-        QTest::addColumn<QStringList>("selector");
-        QTest::addColumn<int>("opened"); // N of /dev/videoN, -1 when the window finds none to open
-        const QString document = QStringLiteral("文稿摄像头");
-        const QString portrait = QStringLiteral("人像摄像头");
-        const auto row = [](const char* name, const std::vector<Attached>& attached,
-                            const char* printed, const QStringList& selector, int opened) {
-            QTest::newRow(name) << attached << QByteArray(printed) << selector << opened;
-        };
-
-        row("no camera", {}, nothingFound, {}, -1);
-        row("foreign camera, opened as index 0", {{"046d", "0825", 0}}, nothingFound, {}, 0);
-        row("document camera", {{"0c45", "6366", 2}},
-            "t_nFlag1 = 1 ,MSG = /dev/video2\nt_nFlag2 = 0 ,MSG = \nt_nFlag1 == 1", {document}, 2);
-        row("second document model", {{"1bcf", "8001", 3}},
-            "t_nFlag1 = 1 ,MSG = /dev/video3\nt_nFlag2 = 0 ,MSG = \nt_nFlag1 == 1", {document}, 3);
-        row("both document models: the first of the table",
-            {{"1bcf", "8001", 0}, {"0c45", "6366", 1}},
-            "t_nFlag1 = 1 ,MSG = /dev/video1\nt_nFlag2 = 0 ,MSG = \nt_nFlag1 == 1", {document}, 1);
-        row("portrait camera alone: index 0 is opened", {{"1b17", "6685", 4}, {"046d", "0825", 0}},
-            "t_nFlag1 = 0 ,MSG = \nt_nFlag2 = 1 ,MSG = /dev/video4\nt_nFlag1 == 2", {portrait}, 0);
-        row("second portrait model", {{"1b17", "6684", 5}},
-            "t_nFlag1 = 0 ,MSG = \nt_nFlag2 = 1 ,MSG = /dev/video5\nt_nFlag1 == 2", {portrait}, -1);
-        row("both cameras", {{"1b17", "6685", 0}, {"0c45", "6366", 1}},
-            "t_nFlag1 = 1 ,MSG = /dev/video1\nt_nFlag2 = 1 ,MSG = /dev/video0\n"
-            "t_nFlag1 == 1t_nFlag1 == 2",
-            {document, portrait}, 1);
-        row("the probe's second portrait model is not the window's", {{"1b17", "0209", 0}},
-            nothingFound, {}, 0);
-        row("upper case is another camera", {{"0C45", "6366", 0}}, nothingFound, {}, 0);
-        row("vendor and product swapped", {{"6366", "0c45", 0}}, nothingFound, {}, 0);
-        row("two-digit node: the last digit counts", {{"0c45", "6366", 10}, {"046d", "0825", 0}},
-            "t_nFlag1 = 1 ,MSG = /dev/video10\nt_nFlag2 = 0 ,MSG = \nt_nFlag1 == 1", {document}, 0);
-        row("two of a kind: the first in udev's list", {{"0c45", "6366", 4}, {"0c45", "6366", 3}},
-            "t_nFlag1 = 1 ,MSG = /dev/video3\nt_nFlag2 = 0 ,MSG = \nt_nFlag1 == 1", {document}, 3);
-        row("several nodes of one camera: no filter by capability",
-            {{"0c45", "6366", 0, false}, {"0c45", "6366", 1}},
-            "t_nFlag1 = 1 ,MSG = /dev/video0\nt_nFlag2 = 0 ,MSG = \nt_nFlag1 == 1", {document}, -1);
+        // Nodes and their cameras, "-" for one without pictures; what the window and the older
+        // probe find; the node that is opened, -1 when there is none to open.
+        addRows<QString, QString, QString, int>(
+            {{"no camera", "", ",", ",", -1},
+             {"foreign camera, opened as index 0", "0 046d:0825", ",", ",", 0},
+             {"document camera", "2 0c45:6366", "2,", "2,", 2},
+             {"second document model", "3 1bcf:8001", "3,", ",", 3},
+             {"the first model of the table", "0 1bcf:8001 1 0c45:6366", "1,", "1,", 1},
+             {"portrait camera alone: 0 is opened", "4 1b17:6685 0 046d:0825", ",4", ",4", 0},
+             {"second portrait model", "5 1b17:6684", ",5", ",", -1},
+             {"second portrait model of the probe", "0 1b17:0209", ",", ",0", 0},
+             {"both cameras", "0 1b17:6685 1 0c45:6366", "1,0", "1,0", 1},
+             {"upper case is another camera", "0 0C45:6366", ",", ",", 0},
+             {"another vendor, another product", "0 1bcf:6366 1 0c45:8001", ",", ",", 0},
+             {"the node's last digit counts", "10 0c45:6366 0 046d:0825", "10,", "10,", 0},
+             {"the first node, whatever it can do", "4 0c45:6366 3 0c45:6366-", "3,", "3,", -1}});
     }
     void findsTheDesksCameras()
     {
-        QFETCH(std::vector<Attached>, attached);
-        QFETCH(QByteArray, printed);
-        QFETCH(QStringList, selector);
-        QFETCH(int, opened);
-
+        const auto [attached, found, probed, opened] = row<QString, QString, QString, int>();
         VirtualKernel kernel;
-        std::vector<std::unique_ptr<Camera>> cameras;
-        for (const Attached& one : attached) {
+        std::map<int, Camera> cameras;
+        const QStringList nodes = attached.split(' ', Qt::SkipEmptyParts);
+        for (int i = 0; i < nodes.size(); i += 2) {
             CameraDescription description;
-            description.vendor = one.vendor;
-            description.product = one.product;
-            description.number = one.number;
-            description.captures = one.captures;
-            cameras.push_back(std::make_unique<Camera>(kernel, description));
-            cameras.back()->plugIn();
+            description.number = nodes[i].toInt();
+            description.vendor = nodes[i + 1].left(4).toLatin1();
+            description.product = nodes[i + 1].mid(5, 4).toLatin1();
+            description.captures = !nodes[i + 1].endsWith('-');
+            cameras.try_emplace(description.number, kernel, description).first->second.plugIn();
+        }
+        QString printed = searched(found);
+        QStringList expected;
+        for (const int search : {0, 1}) {
+            if (found.section(',', search, search).isEmpty())
+                continue;
+            printed += QString("t_nFlag1 == %1").arg(search + 1);
+            expected << (search == 0 ? "文稿摄像头" : "人像摄像头");
         }
 
         const LogCapture log;
         OutputCapture text;
         CameraUser window(nullptr);
-        QCOMPARE(text.take(), printed);
-
+        QCOMPARE(QString(text.written()), printed); // at once, though the last line has no end
+        QStringList selector;
         const auto* combo = window.findChild<QComboBox*>("comboBox_2");
-        QStringList items;
         for (int item = 0; item < combo->count(); ++item)
-            items << combo->itemText(item);
-        QCOMPARE(items, selector);
-
+            selector << combo->itemText(item);
+        QCOMPARE(selector, expected);
         window.readFrameSlot(); // the stream starts with the first read
-        for (std::size_t camera = 0; camera < cameras.size(); ++camera)
-            QCOMPARE(cameras[camera]->isStreaming(), attached[camera].number == opened);
-        OutputCapture again;
+        for (const auto& [number, camera] : cameras)
+            QCOMPARE(camera.isStreaming(), number == opened);
         QCOMPARE(window.initCamera(), selector.isEmpty() ? -1 : 0);
-        QCOMPARE(again.take(), printed);
+        QString first = "kept";
+        QString second = "dropped";
+        QCOMPARE(window.getSignInfo(first, second), probed == "," ? -1 : 0);
+        QCOMPARE(first + second, "kept");
+        QCOMPARE(QString(text.take()), printed + printed + searched(probed));
     }
 
     void leavesThePathAloneWhenThereIsNoSuchCamera()
@@ -129,54 +113,10 @@ private Q_SLOTS:
         char path[256] = "untouched";
         QCOMPARE(window.findCameraVideoPath(product, vendor, path), 0);
         QCOMPARE(path, "untouched");
-        Camera camera(kernel, CameraDescription());
+        Camera camera(kernel, {});
         camera.plugIn();
         QCOMPARE(window.findCameraVideoPath(product, vendor, path), 1);
         QCOMPARE(path, "/dev/video0");
-        QCOMPARE(window.findCameraVideoPath(vendor, product, path), 0);
-    }
-
-    void probesWithItsOwnTable_data()
-    {
-        QTest::addColumn<QByteArray>("vendor");
-        QTest::addColumn<QByteArray>("product");
-        QTest::addColumn<int>("result");
-        QTest::addColumn<QByteArray>("printed");
-        QTest::newRow("document") << QByteArray("0c45") << QByteArray("6366") << 0
-                                  << QByteArray("t_nFlag1 = 1 ,MSG = /dev/video6\n"
-                                                "t_nFlag2 = 0 ,MSG = \n");
-        QTest::newRow("second document model")
-            << QByteArray("1bcf") << QByteArray("8001") << -1 << QByteArray(nothingFound);
-        for (const char* product : {"6685", "0209"}) {
-            QTest::newRow(product) << QByteArray("1b17") << QByteArray(product) << 0
-                                   << QByteArray("t_nFlag1 = 0 ,MSG = \n"
-                                                 "t_nFlag2 = 1 ,MSG = /dev/video6\n");
-        }
-        QTest::newRow("6684") << QByteArray("1b17") << QByteArray("6684") << -1
-                              << QByteArray(nothingFound);
-    }
-    void probesWithItsOwnTable()
-    {
-        QFETCH(QByteArray, vendor);
-        QFETCH(QByteArray, product);
-        QFETCH(int, result);
-        QFETCH(QByteArray, printed);
-        VirtualKernel kernel;
-        CameraDescription description;
-        description.vendor = vendor;
-        description.product = product;
-        description.number = 6;
-        Camera camera(kernel, description);
-        CameraUser window(nullptr);
-        camera.plugIn();
-        QString first = "kept";
-        QString second = "dropped";
-        const LogCapture log;
-        OutputCapture text;
-        QCOMPARE(window.getSignInfo(first, second), result);
-        QCOMPARE(text.take(), printed);
-        QCOMPARE(first, "kept");
-        QCOMPARE(second, "");
     }
 };
 
