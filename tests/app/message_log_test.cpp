@@ -2,21 +2,20 @@
 // SPDX-License-Identifier: MIT
 
 #include "app/message_log.h"
+#include "tests/support/patience.h"
 #include "tests/support/table.h"
 
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QProcess>
-#include <QTest>
 #include <QTextCodec>
 
-#include <array>
 #include <csignal>
-#include <fcntl.h>
+#include <fstream>
+#include <future>
 #include <sys/stat.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -26,9 +25,8 @@ constexpr char log[] = "log.txt";
 QStringList logLines()
 {
     QFile file(log);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    file.open(QIODevice::ReadOnly);
+    return QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
 }
 
 } // namespace
@@ -61,8 +59,7 @@ private Q_SLOTS:
         const QString line = logLines().last();
         const QString second = line.mid(1, 19);
         const QDateTime time = QDateTime::fromString(second, "yyyy-MM-dd hh:mm:ss");
-        QVERIFY2(time > before.addSecs(-1) && time <= QDateTime::currentDateTime(),
-                 qPrintable(line));
+        QVERIFY(time > before.addSecs(-1) && time <= QDateTime::currentDateTime());
         QCOMPARE(line, "[" + second + time.toString(" ddd] ") + level + " " + message);
     }
 
@@ -75,54 +72,53 @@ private Q_SLOTS:
         }
         int status = 0;
         QCOMPARE(waitpid(child, &status, 0), child);
-        QVERIFY(WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT);
+        QCOMPARE(WTERMSIG(status), SIGABRT);
         QVERIFY(!QFile::exists(log));
     }
 
-    void losesLinesSilentlyWhereItCannotWrite()
+    // A complaint about the file would come back to the handler, which holds its lock.
+    void losesALineWhereItCannotWrite()
     {
         QVERIFY(QDir().mkdir(log));
-        outputMessage(QtWarningMsg, {}, "lost");
+        const QtMessageHandler previous = qInstallMessageHandler(outputMessage);
+        qWarning("lost");
+        qInstallMessageHandler(previous);
         QVERIFY(QDir().rmdir(log));
-        outputMessage(QtWarningMsg, {}, "kept");
-        QCOMPARE(logLines().size(), 1);
     }
 
     // A pipe holds less than these lines: who writes has to wait in the middle of one.
     void keepsLinesOfSeveralThreadsWhole()
     {
         QCOMPARE(mkfifo(log, 0600), 0);
-        const int reader = ::open(log, O_RDWR);
-        std::array<std::thread, 4> threads;
-        for (std::thread& thread : threads)
-            thread = std::thread([] { outputMessage(QtDebugMsg, {}, QString(200000, 'x')); });
-        QByteArray written;
-        std::array<char, 4096> piece{};
-        while (written.count('\n') < 4)
-            written.append(piece.data(), static_cast<int>(::read(reader, piece.data(), 4096)));
-        ::close(reader);
-        for (std::thread& thread : threads)
-            thread.join();
-        QCOMPARE(written.count("] Debug: " + QByteArray(200000, 'x') + '\n'), 4);
+        std::fstream pipe(log);
+        std::vector<std::future<void>> threads;
+        for (int i = 0; i < 4; ++i)
+            threads.push_back(std::async(
+                std::launch::async, [] { outputMessage(QtDebugMsg, {}, QString(200000, 'x')); }));
+        const std::string whole = "] Debug: " + std::string(200000, 'x');
+        int wholeLines = 0;
+        for (int i = 0; i < 4; ++i) {
+            std::string line;
+            std::getline(pipe, line);
+            wholeLines += line.size() < 200050 && line.find(whole) != std::string::npos;
+        }
+        QCOMPARE(wholeLines, 4);
     }
 
     void theLogOfARepetitiveProgramIsLimited_data()
     {
-        addRows<QString, QString, QStringList>(
-            {{"within the time",
-              "3600",
+        const char* oneAfterTheOther =
+            "for i in 1 2 3; do"
+            "    echo $i >&2; until grep -q $i log.txt; do sleep 0.1; done; sleep 1.1; done";
+        addRows<QString, QString, QString>(
+            {{"within the time", "3600",
               "for i in 1 2 3 14; do echo x = $i, y = -$i >&2; done; echo other >&2",
-              {"x = 1, y = -1", "x = 2, y = -2", "other", "left out 2 more like: x = #, y = -#"}},
-             {"after it",
-              "1",
-              "for i in 1 2 3; do"
-              "    echo $i >&2; until grep -q $i log.txt; do sleep 0.1; done; sleep 1.1;"
-              "done",
-              {"1", "2", "3"}}});
+              "x = 1, y = -1|x = 2, y = -2|other|left out 2 more like: x = #, y = -#"},
+             {"after it", "1", oneAfterTheOther, "1|2|3"}});
     }
     void theLogOfARepetitiveProgramIsLimited()
     {
-        const auto [seconds, work, lines] = row<QString, QString, QStringList>();
+        const auto [seconds, work, lines] = row<QString, QString, QString>();
         QProcess limited;
         limited.setStandardErrorFile(log);
         limited.start(DESK_BIN_DIR "/limit-log",
@@ -130,7 +126,7 @@ private Q_SLOTS:
         const QByteArray number = QByteArray::number(limited.processId());
         QVERIFY(limited.waitForFinished(60000));
         QCOMPARE(limited.readAllStandardOutput(), number + '\n');
-        QTRY_COMPARE_WITH_TIMEOUT(logLines(), lines, 60000); // the filter ends after the program
+        AWAIT_EQUAL(logLines().join('|'), lines); // the filter ends after the program
     }
 };
 

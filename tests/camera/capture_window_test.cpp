@@ -115,7 +115,7 @@ private Q_SLOTS:
                      whole.scaled(500, 400).convertToFormat(QImage::Format_RGB32));
         }
         QVERIFY(previewImage(cv::Mat(), {500, 400}).isNull());
-        QVERIFY(previewImage(cv::Mat(4, 4, CV_8UC1), {500, 400}).isNull());
+        QVERIFY(previewImage(cv::Mat(4, 4, CV_8UC4), {500, 400}).isNull());
     }
 
     void takesAndHandsOverThePictureThatIsShown()
