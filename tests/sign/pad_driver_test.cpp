@@ -59,20 +59,14 @@ private Q_SLOTS:
         m_openBefore = openDescriptors("/dev");
     }
 
-    void convertsDeviceUnitsToPixels_data()
-    {
-        addRows<int, int, int, int>({{"division first", 5, 3, 10, 16},
-                                     {"right edge", 21692, 21692, 1280, 1280},
-                                     {"truncated", 16, 21692, 1280, 0},
-                                     {"toward zero", -5, 3, 10, -16},
-                                     {"beyond int", 65535, 21692, INT_MAX, INT_MAX},
-                                     {"below int", 65535, 21692, INT_MIN, INT_MIN},
-                                     {"no range", 0, 0, 10, 0}});
-    }
     void convertsDeviceUnitsToPixels()
     {
-        const auto [value, physical, logical, pixels] = row<int, int, int, int>();
-        QCOMPARE(convertPhysicalTologicalValue(value, physical, logical), pixels);
+        QCOMPARE(convertPhysicalTologicalValue(5, 3, 10), 16); // division first
+        QCOMPARE(convertPhysicalTologicalValue(21692, 21692, 1280), 1280);
+        QCOMPARE(convertPhysicalTologicalValue(-5, 3, 10), -16); // toward zero
+        QCOMPARE(convertPhysicalTologicalValue(65535, 21692, INT_MAX), INT_MAX);
+        QCOMPARE(convertPhysicalTologicalValue(65535, 21692, INT_MIN), INT_MIN);
+        QCOMPARE(convertPhysicalTologicalValue(0, 0, 10), 0);
     }
 
     void findsThePadOnlyWhileItIsPlugged()

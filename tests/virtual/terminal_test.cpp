@@ -203,15 +203,11 @@ private Q_SLOTS:
         QCOMPARE(page.isValid(), welcome);
     }
 
-    void onlyThisMachineReachesThePort()
+    void startsWithFreePortsOfThisMachineOnlyAndTellsItsOptions()
     {
         const QByteArray listening = outputOf("ss", {"-ltnH", "sport = :12345"});
         QVERIFY(listening.contains("127.0.0.1:12345"));
         QVERIFY(!listening.contains("0.0.0.0:12345") && !listening.contains("*:12345"));
-    }
-
-    void startsWithFreePortsOnlyAndTellsItsOptions()
-    {
         QVERIFY(outputOf(program, {"--control-port", "12399"}).contains("ss -ltnp"));
         QVERIFY(outputOf(program, {"--control-port", "12343"}).contains("take another"));
         const QByteArray display = qgetenv("DISPLAY");
