@@ -69,17 +69,6 @@ private Q_SLOTS:
         QCOMPARE(convertPhysicalTologicalValue(0, 0, 10), 0);
     }
 
-    void findsThePadOnlyWhileItIsPlugged()
-    {
-        QCOMPARE(m_driver->findDevice(), 1);
-        m_pad->device().unplug();
-        AWAIT_EQUAL(m_driver->findDevice(), 0);
-        const LogCapture log;
-        QCOMPARE(m_driver->openDevice(), -1);
-        QCOMPARE(LogCapture::take(), QStringList("Cannot open device\n"));
-        QCOMPARE(m_pad->device().log(), QStringList());
-    }
-
     void takesThePadFromTheKernelAndGivesItBackOnce()
     {
         const LogCapture log;
@@ -91,24 +80,12 @@ private Q_SLOTS:
         QCOMPARE(m_driver->closeDevice(), 1);
         m_driver->giveBack();
         QCOMPARE(output.take(), "Released hid Interface!\nReleased hid Interface!\n");
-        QCOMPARE(m_pad->device().log(),
-                 QStringList({"claim 0: EBUSY", "detach 0", "claim 0", "release 0", "claim 0",
-                              "release 0", "attach 0"}));
-    }
-
-    void givesUpAnInterfaceThatStaysBusy()
-    {
-        const LogCapture log;
-        OutputCapture errors(stderr);
-        OutputCapture output;
-        m_pad->device().setInterfaceHeldElsewhere(true);
-        QCOMPARE(m_driver->openDevice(), -2);
-        QVERIFY(errors.take().contains("Cannot Claim Interface\n"));
-        QCOMPARE(output.take(), "");
-        QCOMPARE(m_pad->device().log(),
-                 QStringList({"claim 0: EBUSY", "detach 0", "claim 0: EBUSY"}));
-        m_pad->device().setInterfaceHeldElsewhere(false);
-        QCOMPARE(m_driver->openDevice(), 1);
+        QCOMPARE(m_pad->device().log().join('|'),
+                 "claim 0: EBUSY|detach 0|claim 0|release 0|claim 0|release 0|attach 0");
+        m_pad->device().unplug();
+        AWAIT_EQUAL(m_driver->findDevice(), 0);
+        QCOMPARE(m_driver->openDevice(), -1);
+        QCOMPARE(LogCapture::take(), QStringList("Cannot open device\n"));
     }
 
     void leavesNothingOpen()
@@ -122,7 +99,11 @@ private Q_SLOTS:
             QCOMPARE(driver.openDevice(), 1);
             QCOMPARE(driver.openDevice(), 1);
         };
+        OutputCapture errors(stderr);
         work();
+        QVERIFY(errors.take().contains("Cannot Claim Interface\n"));
+        QCOMPARE(m_pad->device().log().mid(0, 4).join('|'),
+                 "claim 0: EBUSY|detach 0|claim 0: EBUSY|claim 0");
         const int before = openDescriptors();
         for (int i = 0; i < 5; ++i)
             work();

@@ -191,23 +191,21 @@ private Q_SLOTS:
         QVERIFY(stayed);
     }
 
-    void closesWithTheOutcomeOfItsSlot_data()
-    {
-        addRows<int, bool>({{"on_btnOK_clicked", 0, false},
-                            {"on_btnCancel_clicked", -1, false},
-                            {"on_findDeviceErro", -2, false},
-                            {"on_openDeviceErro", -3, false},
-                            {"onsEndSign", -88, true}});
-    }
     void closesWithTheOutcomeOfItsSlot()
     {
-        const auto [result, byCommand] = row<int, bool>();
-        MainWindow window;
-        window.result = 5;
-        run(window, [&] { QVERIFY(QMetaObject::invokeMethod(&window, QTest::currentDataTag())); });
-        QCOMPARE(window.result, result);
-        QCOMPARE(window.endedByCommand, byCommand);
-        QCOMPARE(window.imageBase64.isEmpty(), result != 0);
+        for (const auto& [slot, result] :
+             {std::pair("on_btnOK_clicked", 0), std::pair("on_btnCancel_clicked", -1),
+              std::pair("on_findDeviceErro", -2), std::pair("on_openDeviceErro", -3),
+              std::pair("onsEndSign", -88)}) {
+            MainWindow window;
+            window.show();
+            window.result = 5;
+            QVERIFY(QMetaObject::invokeMethod(&window, slot));
+            QVERIFY(!window.isVisible());
+            QCOMPARE(window.result, result);
+            QCOMPARE(window.endedByCommand, result == -88);
+            QCOMPARE(window.imageBase64.isEmpty(), result != 0);
+        }
     }
 
     void drawsWhereThePenIs_data()
@@ -385,15 +383,11 @@ private Q_SLOTS:
         QVERIFY(!Base64_To_Image(window.imageBase64, "none/a.png").isNull());
         QVERIFY(Base64_To_Image("no picture", "none.png").isNull());
         QVERIFY(!QFile::exists("none.png"));
-    }
-
-    void aCanvasWithoutPixelsCancels()
-    {
-        MainWindow window;
-        *window.canvas = QPixmap();
-        window.on_btnOK_clicked();
-        QCOMPARE(window.result, -1);
-        QVERIFY(window.closeAllowed);
+        MainWindow withoutPixels;
+        *withoutPixels.canvas = QPixmap();
+        withoutPixels.on_btnOK_clicked();
+        QCOMPARE(withoutPixels.result, -1);
+        QVERIFY(withoutPixels.closeAllowed);
     }
 
     void aSessionLeavesNoMemoryBehind()
