@@ -95,6 +95,7 @@ private Q_SLOTS:
             QCOMPARE(driver.findDevice(), 1);
             m_pad->device().setInterfaceHeldElsewhere(true);
             QCOMPARE(driver.openDevice(), -2);
+            QCOMPARE(openDescriptors("/dev"), m_openBefore);
             m_pad->device().setInterfaceHeldElsewhere(false);
             QCOMPARE(driver.openDevice(), 1);
             QCOMPARE(driver.openDevice(), 1);
