@@ -18,6 +18,7 @@ using namespace virtual_desk;
 
 namespace {
 
+const QString counter = "https://counter.example.org";
 const QString doctorProgram = DESK_SOURCE_DIR "/packaging/bin/desk-terminal-doctor";
 
 QProcessEnvironment with(const QString& settings)
@@ -69,52 +70,40 @@ private Q_SLOTS:
         m_otherMachine.waitForFinished();
     }
 
-    void refusesUnknownKeysAndValues_data()
-    {
-        addRows<QString, QString>({
-            {"key", "origin=all", "no key is called \"origin\""},
-            {"section", "[fences]\nlisten=all", "\"fences/listen\""},
-            {"no key", "loopback", "neither KEY=VALUE"},
-            {"no value", "listen=", "listen: \"\""},
-            {"short for all", "listen=127.0.0.1, 0", "listen: \"0\""},
-            {"page", "origins=https://counter.example.org/", "origins: "},
-            {"too wide", "origins=https://*.org", "origins: "},
-            {"command", "commands=ZCSIMCard, zcsimcard", "commands: \"zcsimcard\""},
-            {"two times", "privacy=1, 2", "privacy: \"2\""},
-            {"two days", "privacy=172800", "privacy: \"172800\""},
-            {"category", "diagnosis=usb", "diagnosis: \"usb\""},
-        });
-    }
-
     void refusesUnknownKeysAndValues()
     {
-        const auto [settings, complaint] = row<QString, QString>();
-        ServiceProcess service;
-        QVERIFY(service.launch(with(settings)));
-        QCOMPARE(service.waitForEnd(), 6);
-        const QString words = service.standardError();
-        QVERIFY2(words.contains(complaint) && words.count('\n') == 1, qPrintable(words));
+        // clang-format off
+        const QStringList mistakes{
+            "origin=all", "no key is called \"origin\"", "[a]\nlisten=all", "\"a/listen\"", "loopback", "neither KEY=VALUE",
+            "listen=", "listen: \"\"", "listen=127.0.0.1, 0", "listen: \"0\"", "origins=https://a.b/", "origins: ",
+            "origins=https://*.org", "origins: ", "commands=ZCSIMCard, zcsimcard", "commands: \"zcsimcard\"",
+            "privacy=1, 2", "privacy: \"2\"", "privacy=172800", "privacy: \"172800\"", "diagnosis=usb", "diagnosis: \"usb\""};
+        // clang-format on
+        for (int i = 0; i < mistakes.size(); i += 2) {
+            ServiceProcess service;
+            QVERIFY(service.launch(with(mistakes[i])));
+            QCOMPARE(service.waitForEnd(), 6);
+            const QString words = service.standardError();
+            QVERIFY2(words.contains(mistakes[i + 1]) && words.count('\n') == 1, qPrintable(words));
+        }
     }
 
     void understandsThePackagesExamples()
     {
-        const QString file = packaged("desk-terminal-service.conf");
+        QString file = packaged("desk-terminal-service.conf");
         ServiceProcess service;
-        QVERIFY(service.start(with(QString(file).replace("\n;", "\n").replace("\n ", "\n; "))));
-        DeskClient page("https://counter.example.org");
+        QVERIFY(service.start(with(file.replace("\n;", "\n").replace("\n ", "\n; "))));
+        DeskClient page(counter);
         QVERIFY(page.open());
         QVERIFY(service.waitForError("desk.server: client of the origin \"https://counter."));
     }
 
     void opensToNobodyElse_data()
     {
-        const QString conffile = packaged("desk-terminal-service.conf");
-        const QString recipe = packaged("examples/counter.conf");
-        const QString page = "https://counter.example.org";
         // clang-format off
         addRows<QString, bool, QStringList, QStringList>({
-            {"as delivered", conffile, true, {"https://any.example.net", "null", ""}, {}},
-            {"recipe", recipe, false, {page, "HTTPS://Counter.Example.org"}, {page + ":8443", page + ".evil.net", "https://evil.example.org", "http://counter.example.org", "file://", ""}},
+            {"as delivered", packaged("desk-terminal-service.conf"), true, {"https://any.example.net", "null", ""}, {}},
+            {"recipe", packaged("examples/counter.conf"), false, {counter, "HTTPS://Counter.Example.org"}, {counter + ":8443", counter + ".evil.net", "https://evil.example.org", "http://counter.example.org", "file://", ""}},
             {"programs", "origins=programs", true, {""}, {"null"}},
             {"disk", "listen=::1, 10.9.9.1\norigins=null, file", true, {"file://", "null"}, {""}},
             {"label", "origins=http://*.a.b:81, https://a.b:443", true, {"http://c.a.b:81", "https://a.b"}, {"http://.a.b:81", "http://d.c.a.b:81", "http://a.b:81"}},
@@ -150,11 +139,10 @@ private Q_SLOTS:
         QVERIFY(page.asked("ZCResignAB").startsWith("ZCResignAB 1"));
         page.send(R"({"act":"readIntegratedCard"})");
         QVERIFY(page.reply().contains("_tflag"));
-        for (const QString leftOut : {R"({"function":"ZCGetSAMNum"})", R"({"act":"test"})",
-                                      R"({"act":"test","function":"ZCResignAB"})"}) {
-            page.send(leftOut);
-            QCOMPARE(page.text(), leftOut);
-        }
+        const QString leftOut = R"({"act":"test","function":"ZCResignAB"})";
+        page.send(leftOut);
+        QCOMPARE(page.text(), leftOut);
+        QVERIFY(page.ask("ZCGetSAMNum").contains("function"));
     }
 
     void withTheRecipeTheCounterWorksAndForgets()
@@ -179,7 +167,7 @@ private Q_SLOTS:
         QVERIFY(service.start(with(packaged("examples/counter.conf").replace("=60", "=2"))));
         QCOMPARE(inShell("ls " + files), QByteArray());
 
-        DeskClient page("https://counter.example.org");
+        DeskClient page(counter);
         QVERIFY(page.open());
         QCOMPARE(page.ask("ZCReadIDCard")["err_code"].toInt(9), 0);
         QCOMPARE(page.ask("ZCSIMCard")["data"].toString(), QString("89860113456789012340"));
@@ -215,14 +203,13 @@ private:
     /// The status of the answer; "none" when nobody listens.
     static QByteArray handshake(const QString& where, const QString& address, const QString& origin)
     {
-        const QString request =
-            R"(GET / HTTP/1.1\r\nHost: a\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n)"
-            R"(Sec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n)"
-            R"(%1\r\n)";
         const QString line = origin.isEmpty() ? origin : "Origin: " + origin + R"(\r\n)";
-        return inShell(where + "bash -c 'exec 2>/dev/null 3<>/dev/tcp/" + address +
-                       "/12343 || { printf none; exit; }; printf \"" + request.arg(line) +
-                       "\" >&3; read -r _ status _ <&3; printf $status'");
+        return inShell(
+            where + "bash -c 'exec 2>/dev/null 3<>/dev/tcp/" + address +
+            R"(/12343 || { printf none; exit; }; printf "GET / HTTP/1.1\r\nHost: a\r\n)"
+            R"(Upgrade: websocket\r\nConnection: Upgrade\r\nSec-WebSocket-Version: 13\r\n)"
+            R"(Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n)" +
+            line + R"(\r\n" >&3; read -r _ status _ <&3; printf $status')");
     }
 
     QProcess m_otherMachine;
