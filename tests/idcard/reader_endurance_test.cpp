@@ -1,7 +1,7 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-#include "idcard/hid_id_card.h"
+#include "idcard/hid_reader.h"
 #include "idcard/id_info.h"
 #include "idcard/read_id_card.h"
 #include "idcard/sam_number.h"
