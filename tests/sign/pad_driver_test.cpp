@@ -82,8 +82,13 @@ private Q_SLOTS:
         QCOMPARE(output.take(), "Released hid Interface!\nReleased hid Interface!\n");
         QCOMPARE(m_pad->device().log().join('|'),
                  "claim 0: EBUSY|detach 0|claim 0|release 0|claim 0|release 0|attach 0");
+        QCOMPARE(m_driver->openDevice(), 1);
         m_pad->device().unplug();
         AWAIT_EQUAL(m_driver->findDevice(), 0);
+        OutputCapture after;
+        QCOMPARE(m_driver->closeDevice(), 1);
+        QCOMPARE(after.take(), "Cannot hid Released Interface!\n");
+        LogCapture::take();
         QCOMPARE(m_driver->openDevice(), -1);
         QCOMPARE(LogCapture::take(), QStringList("Cannot open device\n"));
     }
@@ -119,22 +124,14 @@ private Q_SLOTS:
         const QVector<int> failed{-1, -7, -7, -7};
         const QVector<int> isShort{-2, -7, -7, -7};
         const QString values = "x = 258 , y = 1027 , p = 16";
-        const QString largest = "x = 65535 , y = 65535 , p = 65535";
         addRows<Incident, QString, QVector<int>>(
             {{"whole", queued(UsbAnswer::data(report)), "0|" + values, read},
              {"eight bytes", queued(UsbAnswer::data(report.left(8))), "0|" + values, read},
              {"seven bytes", queued(UsbAnswer::data(report.left(7))), "0", isShort},
-             {"empty", queued(UsbAnswer::data({})), "0", isShort},
-             {"largest",
-              queued(UsbAnswer::data(QByteArray(16, '\xFF'))),
-              "0|" + largest,
-              {0, 65535, 65535, 65535}},
              {"too long", queued(UsbAnswer::data(QByteArray(40, '\x01'))), "-8", failed},
              {"lifted pen", [](auto&, auto&) {}, "-7", failed},
              {"late", queued(UsbAnswer::data(report).after(600)), "-7", failed},
-             {"stall", queued(UsbAnswer::stall()), "-9", failed},
-             {"pulled during the transfer", queued(UsbAnswer::unplug()), "-4", failed},
-             {"pulled before", [](auto& pad, auto&) { pad.device().unplug(); }, "-4", failed},
+             {"pulled", queued(UsbAnswer::unplug()), "-4", failed},
              {"closed", [](auto&, auto& driver) { driver.closeDevice(); }, "-4", failed}});
     }
     void readsReports()
@@ -152,46 +149,24 @@ private Q_SLOTS:
                  "readData|libusb_interrupt_transfer ,ret = " + lines);
     }
 
-    void aPulledPadWorksAgainAfterAReopen()
-    {
-        QCOMPARE(m_driver->openDevice(), 1);
-        m_pad->device().unplug();
-        m_pad->device().plug();
-        QCOMPARE(readFrom(*m_driver)[0], -1);
-        OutputCapture output;
-        QCOMPARE(m_driver->closeDevice(), 1);
-        QCOMPARE(output.take(), "Cannot hid Released Interface!\n");
-        AWAIT_EQUAL(m_driver->openDevice(), 1);
-        m_pad->pen({21692, 13564, 1023});
-        QCOMPARE(readFrom(*m_driver), QVector<int>({0, 21692, 13564, 1023}));
-    }
-
-    void judgesHidrawNodes_data()
-    {
-        constexpr int pad = 0x05AF0060;
-        addRows<int, QByteArray, QString, int>(
-            {{"pen interface", pad, penDescriptor, "", 1},
-             {"the pad's mouse interface", pad, mouseDescriptor, "", 0},
-             {"one bit off", pad, QByteArray::fromHex("0602FE"), "", 0},
-             {"two bytes", pad, penDescriptor.left(2), "", 0},
-             {"three bytes", pad, penDescriptor.left(3), "", 1},
-             {"another maker", 0x046D0060, mouseDescriptor, "", 1},
-             {"another product", 0x05AF0061, mouseDescriptor, "", 1},
-             {"no identity", pad, penDescriptor, "info", 0},
-             {"no descriptor size", pad, penDescriptor, "size", 0},
-             {"no descriptor", pad, mouseDescriptor, "descriptor", 1}});
-    }
     void judgesHidrawNodes()
     {
-        const auto [id, descriptor, fails, accepted] = row<int, QByteArray, QString, int>();
-        const HidrawNode node(*m_desk.kernel, m_nextNode++,
-                              {quint16(id >> 16), quint16(id), descriptor, fails == "info",
-                               fails == "size", fails == "descriptor"});
+        const auto judged = [this](HidrawDescription description) {
+            const HidrawNode node(*m_desk.kernel, m_nextNode++, description);
+            const int judgement = isMyHidraw(node.path().constData());
+            return QLinuxHidRawDev().findDevice() == judgement ? judgement : -1;
+        };
         const OutputCapture errors(stderr);
-        QCOMPARE(isMyHidraw(node.path().constData()), accepted);
+        QCOMPARE(judged(padNode(penDescriptor)), 1);
+        QCOMPARE(judged(padNode(penDescriptor.left(3))), 1);
+        QCOMPARE(judged(padNode(penDescriptor.left(2))), 0);
+        QCOMPARE(judged(padNode("\x06\x02\xFE")), 0);
+        QCOMPARE(judged({0x046D, 0x0060, mouseDescriptor}), 1); // another maker
+        QCOMPARE(judged({0x05AF, 0x0061, mouseDescriptor}), 1); // another product
+        QCOMPARE(judged({0x05AF, 0x0060, penDescriptor, true}), 0);
+        QCOMPARE(judged({0x05AF, 0x0060, penDescriptor, false, true}), 0);
+        QCOMPARE(judged({0x05AF, 0x0060, mouseDescriptor, false, false, true}), 1);
         QCOMPARE(isMyHidraw("/dev/hidraw-missing"), 0);
-        QLinuxHidRawDev driver;
-        QCOMPARE(driver.findDevice(), accepted);
         QCOMPARE(openDescriptors("/dev"), m_openBefore);
     }
 

@@ -100,15 +100,6 @@ private Q_SLOTS:
         QCOMPARE(m_pad->device().log(), QStringList());
     }
 
-    void aReleasedPadIsTheKernelsAgain()
-    {
-        reader().startReading();
-        releasePad();
-        QVERIFY(!reader().isRunning());
-        QCOMPARE(m_pad->device().log().mid(m_pad->device().log().size() - 2),
-                 QStringList({"release 0", "attach 0"}));
-    }
-
 private:
     static QGetHandWrtingDevData& reader() { return *g_globalObj->readThread; }
 

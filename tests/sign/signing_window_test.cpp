@@ -121,40 +121,32 @@ private Q_SLOTS:
         QApplication::setPalette(QPalette());
         QVERIFY(!window.isVisible());
         QCOMPARE(int(window.windowFlags()), 264203);
-        QCOMPARE(window.result, -1);
         QCOMPARE(texts(window), QStringList({"手写签字", "取消", "重签", "确定"}));
         run(window, [&] {
             QVERIFY(QTest::qWaitForWindowExposed(&window));
-            QCOMPARE(window.geometry(), QRect(2361, 250, 400, 300));
-            QCOMPARE(window.frameGeometry(), window.geometry());
+            QCOMPARE(window.frameGeometry(), QRect(2361, 250, 400, 300));
             QVERIFY(window.isModal());
-            QVERIFY(qAbs(window.windowOpacity() - 0.65) < 0.005);
             for (const QPushButton* each : window.findChildren<QPushButton*>()) {
                 const QRect text = each->fontMetrics().boundingRect(each->text());
                 QVERIFY(text.height() > 24 && text.width() < each->width() - 10);
                 QCOMPARE(each->palette().color(QPalette::ButtonText), QColor(Qt::black));
             }
             QCOMPARE(label(window).size(), window.canvas->size());
-            QVERIFY(window.canvas->width() == 400 && window.canvas->height() > 150);
             window.onsEndSign();
         });
     }
 
-    void standsWhereItIsPut()
+    void staysWithinTheDesktopsCoordinates()
     {
-        const auto place = [](QPoint display, QPoint inDisplay, QSize size) {
-            std::tie(g_SignData.screenX, g_SignData.screenY) = std::tuple(display.x(), display.y());
-            std::tie(g_SignData.x, g_SignData.y) = std::tuple(inDisplay.x(), inDisplay.y());
-            std::tie(g_SignData.width, g_SignData.height) = std::tuple(size.width(), size.height());
-            const MainWindow window;
-            return QRect(window.pos(), window.size());
-        };
-        constexpr int most = INT_MAX;
-        constexpr int least = INT_MIN;
-        QCOMPARE(place({100, 50}, {10, 20}, {640, 480}), QRect(110, 70, 640, 480));
-        QCOMPARE(place({0, 0}, {0, 0}, {100000, 300}), QRect(0, 0, 32767, 300));
-        QCOMPARE(place({most, most}, {most, most}, {most, most}), QRect(32767, 32767, 4096, 4096));
-        QCOMPARE(place({least, least}, {least, 0}, {400, 300}), QRect(-32767, -32767, 400, 300));
+        for (int struct_GLOBALSSIGNDATA::* each :
+             {&struct_GLOBALSSIGNDATA::x, &struct_GLOBALSSIGNDATA::y,
+              &struct_GLOBALSSIGNDATA::screenX, &struct_GLOBALSSIGNDATA::screenY,
+              &struct_GLOBALSSIGNDATA::width, &struct_GLOBALSSIGNDATA::height})
+            g_SignData.*each = INT_MAX;
+        QCOMPARE(MainWindow().geometry(), QRect(32767, 32767, 4096, 4096));
+        g_SignData.x = g_SignData.screenX = INT_MIN;
+        g_SignData.height = 300;
+        QCOMPARE(MainWindow().geometry(), QRect(-32767, 32767, 32767, 300));
     }
 
     void showsTheStoredTextsAndColours()
@@ -210,8 +202,7 @@ private Q_SLOTS:
 
     void drawsWhereThePenIs_data()
     {
-        addRows<int, int>({{"light pressure", 100, 5},
-                           {"half pressure", 511, 21},
+        addRows<int, int>({{"light pressure", 100, 21},
                            {"below zero", 1023, INT_MIN},
                            {"wider than any canvas", 1023, INT_MAX}});
     }
@@ -223,25 +214,23 @@ private Q_SLOTS:
         g_SignData.screenX = -300;
         MainWindow window;
         const PadGeometry pad;
-        const PenPoint to = pad.at(onPad(window, {150, 60}), pressure);
         feed(window, pad.at(onPad(window, {50, 60}), pressure));
-        feed(window, to);
-        feed(window, PenPoint{to.x, to.y + 2000, 0});
+        feed(window, pad.at(onPad(window, {150, 60}), pressure));
+        feed(window, pad.at(onPad(window, {150, 160}), 0));
 
         // The reference: the same two marks by the toolkit's painter.
         QPixmap expected(window.canvas->size());
         expected.fill(Qt::white);
         QPainter painter(&expected);
         painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
-        const auto setPen = [&, to = pressure, full = penWidth](int from) {
-            const double width = ((from + to) * 0.5 + 1) / 1024 * full;
-            painter.setPen(QPen(QColor(255, 128, 0), int(qBound(0.0, width, 32767.0)),
-                                Qt::SolidLine, Qt::RoundCap));
+        const auto setPen = [&, full = double(penWidth)](double averagePressure) {
+            const double width = qBound(0.0, (averagePressure + 1) / 1024 * full, 32767.0);
+            painter.setPen(QPen(QColor(255, 128, 0), int(width), Qt::SolidLine, Qt::RoundCap));
         };
-        setPen(0);
-        painter.drawPoint(QPointF(50, 60));
+        setPen(pressure / 2.0);
+        painter.drawPoint(50, 60);
         setPen(pressure);
-        painter.drawLine(QPointF(50, 60), QPointF(150, 60));
+        painter.drawLine(50, 60, 150, 60);
         painter.end();
         QCOMPARE(canvasOf(window), expected.toImage().convertToFormat(QImage::Format_RGB32));
         QCOMPARE(shown(window), window.canvas->toImage());
@@ -251,7 +240,7 @@ private Q_SLOTS:
     {
         const auto darkens = [](const QLine& line, QPoint pixel) {
             MainWindow window;
-            window.DrawWgtHandWriting(line.x1(), line.y1(), 1023);
+            MainWindow().DrawWgtHandWriting(line.x1(), line.y1(), 1023); // the session before
             window.DrawWgtHandWriting(line.x2(), line.y2(), 1023);
             window.DrawWgtHandWriting(0, 0, 0);
             return qGray(canvasOf(window).pixel(pixel)) < 128;
@@ -281,14 +270,6 @@ private Q_SLOTS:
         QVERIFY(QRect(40, 50, 30, 26).contains(painted.region.boundingRect()));
         window.on_btnResign_clicked();
         AWAIT_EQUAL(painted.region.boundingRect(), QRect(QPoint(0, 0), window.canvas->size()));
-    }
-
-    void theFirstSampleOfASessionJoinsTheLastOfTheOneBefore()
-    {
-        MainWindow().DrawWgtHandWriting(50, 60, 1000);
-        MainWindow window;
-        window.DrawWgtHandWriting(150, 60, 1000);
-        QVERIFY(qGray(canvasOf(window).pixel(100, 60)) < 128);
     }
 
     void tapsPressButtonsToTheirEdges()
@@ -346,14 +327,12 @@ private Q_SLOTS:
 
     void disabledButtonsDoNothing()
     {
-        g_SignData.cancelDisabled = true;
-        g_SignData.resignDisabled = true;
+        g_SignData.cancelDisabled = g_SignData.resignDisabled = true;
         MainWindow window;
         feed(window, PadGeometry().signature(writingArea));
         const QImage written = canvasOf(window);
         window.on_btnCancel_clicked();
         window.on_btnResign_clicked();
-        QVERIFY(!window.closeAllowed);
         QCOMPARE(canvasOf(window), written);
         g_SignData.resignDisabled = false;
         g_SignData.backgroundColor = 0;
@@ -371,16 +350,9 @@ private Q_SLOTS:
         feed(window, PadGeometry().signature(writingArea));
         const QImage written = canvasOf(window);
         window.on_btnOK_clicked();
-        const QImage decoded = QImage::fromData(QByteArray::fromBase64(window.imageBase64), "PNG");
-        QCOMPARE(decoded.convertToFormat(QImage::Format_RGB32), written);
-        QCOMPARE(signatureFile(), "/tmp/kvo_sign.png");
-        const QPixmap picture = Base64_To_Image(window.imageBase64, signatureFile());
-        QCOMPARE(picture.toImage().convertToFormat(QImage::Format_RGB32), written);
-        QCOMPARE(QImage(signatureFile()).convertToFormat(QImage::Format_RGB32), written);
-        QVERIFY(!Base64_To_Image(window.imageBase64, QString()).isNull());
-        QTest::ignoreMessage(QtDebugMsg, "save");
-        QTest::ignoreMessage(QtWarningMsg, "cannot write none/a.png: No such file or directory");
-        QVERIFY(!Base64_To_Image(window.imageBase64, "none/a.png").isNull());
+        QVERIFY(QByteArray::fromBase64(window.imageBase64).startsWith("\x89PNG"));
+        const QImage picture = Base64_To_Image(window.imageBase64, QString()).toImage();
+        QCOMPARE(picture.convertToFormat(QImage::Format_RGB32), written);
         QVERIFY(Base64_To_Image("no picture", "none.png").isNull());
         QVERIFY(!QFile::exists("none.png"));
         MainWindow withoutPixels;
