@@ -46,6 +46,7 @@ const padInk = async () => (await seen(box("pad").locator("canvas"))).inked;
 async function beginSigning(write) {
     await runCommand(page, "ZCStartDeviceAB");
     const result = await runCommand(page, "ZCBeginSignAB", "ZCBeginSignAB is running");
+    assert.ok(await page.locator('[data-command="ZCBeginSignAB"] button').isDisabled());
     await writeInk(terminal, write);
     return result;
 }
@@ -153,8 +154,9 @@ for (const [device, command] of [["usbReader", "ZCReadIDCard"], ["hidReader", "Z
             await until(() => card().name === name, "the changed card");
             faces.push(await face());
         }
-        assert.deepEqual([card().fingerprints, new Set(faces).size], [!fingerprints, 3]);
         const result = page.locator('[data-device="cards"] .result');
+        assert.deepEqual([card().fingerprints, await result.locator("details").count()], [!fingerprints, fingerprints ? 0 : 1]);
+        assert.deepEqual([new Set(faces).size, await box(device).locator('select[name="portrait"]').inputValue()], [3, "same"]);
         assert.match(await result.locator("table").textContent(), /^Name陈大.*Addresstyped, not sent yet/);
         const { size, colours } = await seen(result.locator("img"));
         assert.deepEqual(size, [102, 126]);
@@ -163,6 +165,7 @@ for (const [device, command] of [["usbReader", "ZCReadIDCard"], ["hidReader", "Z
         await complains(device, "has room for");
         await press(device, "Take the card away");
         await hold(device, "No card");
+        assert.ok(await button(device, "Take the card away").isDisabled());
         await runCommand(page, command, "No card lies on the reader, or it could not be read.");
         await press(device, "Lay down");
     });
@@ -231,7 +234,8 @@ test("the service is killed, started and stopped from the page, which says so, a
         await reads(page.locator("#state"), "trying again in");
         await press("service", "Start");
         await hasState(page, "open");
-        await reads(box("service").locator(".state"), "Running, process");
+        await until(async () => (await box("service").locator(".state").textContent())
+            .startsWith(`Running, process ${terminal.state.service.processId}`), "the new process");
     }
     await runCommand(page, "ZCReadIDCard");
     await reads(box("service").locator("pre"), "\n");
