@@ -58,7 +58,7 @@ function connect(answers = {}, { opens = openAtOnce, ...options } = {}) {
         desk.opens(socket);
         return socket;
     }
-    const desk = Object.assign(new DeskTerminal({ WebSocket, firstDelay: 5, longestDelay: 40, ...options }),
+    const desk = Object.assign(new DeskTerminal({ WebSocket, ...options }),
         { replies, opens, sockets: [], sent: [], strays: [], frames: [], states: [] });
     desk.names = () => desk.sent.map((request) => request.function);
     desk.answerLast = (reply) => desk.sockets.at(-1).answer(desk.sent.at(-1), reply);
@@ -139,7 +139,8 @@ each(grouped({
     const hint = reason === "-3" ? "" : "(: )?[a-z][^:]+";
     const message = new RegExp(`^${name} failed \\(${success}\\)(: )?${msg}${hint}$`);
     await assert.rejects(desk[methods[name]](...parameters), { ...failure(name, success, reason), text: msg, message });
-    assert.equal(await desk.padPresent(), true);
+    desk.padPresent();
+    assert.deepEqual(desk.names(), [name, "ZCDeviceExist"]);
 });
 
 each(grouped({
@@ -169,10 +170,9 @@ test("windows answer under other tags and names, while other commands are served
     const desk = connect({ ZCOutputImageBase64AB: { success: 0, msg: "未签名" } });
     const [signature, photo] = [desk.beginSigning(area), desk.takePicture()];
     await soon();
-    const refused = [[begin, "beginSigning"], ["ZCCameraPic", "takePicture"], [begin, "sign"]].map(([name, method]) =>
+    const served = [[begin, "beginSigning"], ["ZCCameraPic", "takePicture"], [begin, "sign"]].map(([name, method]) =>
         assert.rejects(desk[method](area), failure(name, "busy")));
-    assert.equal(await desk.padPresent(), true);
-    await Promise.all(refused);
+    await Promise.all([...served, desk.clearSignature(), desk.takePicture().catch(() => {}), desk.padPresent()]);
     await assert.rejects(desk.lastSignature(), failure("ZCOutputImageBase64AB", 0, "not-signed"));
     assert.equal(desk.isSigning, true);
     desk.replies.ZCDeviceExist = [{ functionName: "ZCCameraPic", success: 1, Base64: "/9j/" }, signed, { success: 0 }];
@@ -185,9 +185,10 @@ test("replies to nobody and to raw texts are strays, and bytes of others no echo
     assert.throws(() => desk.sendRaw("{}"), failure("connect", "closed"));
     await desk.connect();
     const texts = ["null", "5", "[]", "no JSON", '{"functionName":"ZCResignAB","_tflag":"mine"}'];
-    const echoed = desk.ping();
+    const echoed = Promise.all([desk.ping(), desk.padPresent()]);
     for (const data of [new TextEncoder().encode("another").buffer, ...texts])
         desk.sockets[0].onmessage({ data });
+    assert.deepEqual(desk.sent, []);
     await echoed;
     desk.sendRaw('{"function":"ZCResignAB"}');
     await soon();
@@ -332,7 +333,7 @@ test("one connection is made for all who ask, at the usual address, and outlasts
 });
 
 test("attempts follow after longer and longer pauses, and anew after a success", async () => {
-    const desk = connect({}, { opens: failAtOnce });
+    const desk = connect({}, { opens: failAtOnce, firstDelay: 5, longestDelay: 40 });
     const reason = "service-not-running";
     await assert.rejects(desk.connect(), { ...failure("connect", "unreachable", reason), text: "closed, code 1006, gone" });
     await assert.rejects(desk.readSim(), failure("ZCSIMCard", "unreachable", reason));
@@ -359,23 +360,25 @@ each([["no answer"], ["refused"]], "an attempt is given up in time, without othe
 });
 
 test("a lost connection fails what waits, and what its socket still says is not heard", async () => {
-    const desk = connect({ ZCReadIDCard: null }, { firstDelay: 50 });
+    const desk = connect({ ZCReadIDCard: null });
     const lost = ["ZCReadIDCard", "ZCDeviceExist", "ZCCameraPic"].map((name) =>
         assert.rejects(desk.request(name), { ...failure(name, "connection-lost"), text: "closed, code 1006" }));
     await soon();
     desk.sockets[0].onclose({ code: 1006, reason: "" });
     assert.equal(desk.state, "waiting");
     await Promise.all(lost);
-    await desk.connect(); // at once, and no second time after the pause
+    const { delay } = desk.states.at(-1);
+    assert.ok(delay >= 400 && delay <= 600, `${delay} ms`);
+    assert.equal(await desk.padPresent(), true); // at once, and no second connection after the pause
     desk.sockets[0].onmessage({ data: "{}" });
     desk.sockets[0].onclose({ code: 1006 });
-    await pause(100);
-    assert.deepEqual([desk.state, desk.strays, desk.sockets.length], ["open", [], 2]);
-    assert.ok(desk.sockets[0].isClosed);
+    await pause(delay + 50);
+    assert.deepEqual([desk.state, desk.strays, desk.sockets.length, Boolean(desk.sockets[0].isClosed)], ["open", [], 2, true]);
 });
 
 each([["connecting"], ["open"], ["waiting"]], "a connection that the page closes stays closed", async (state) => {
-    const desk = connect({ ZCReadIDCard: null }, { opens: { connecting: () => {}, open: openAtOnce, waiting: failAtOnce }[state] });
+    const opens = { connecting: () => {}, open: openAtOnce, waiting: failAtOnce }[state];
+    const desk = connect({ ZCReadIDCard: null }, { opens, firstDelay: 20 });
     const code = state === "waiting" ? "unreachable" : "closed";
     const reading = assert.rejects(desk.request("ZCReadIDCard"), { step: "ZCReadIDCard", code });
     await until(() => desk.states.some((event) => event.state === state), state);
