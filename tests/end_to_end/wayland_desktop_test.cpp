@@ -4,37 +4,21 @@
 // The built service's windows on a Wayland desktop: GNOME's compositor with two monitors and
 // Xwayland.
 
+#include "tests/support/x_desktop.h"
 #include "virtual/camera/camera.h"
-#include "virtual/kernel/virtual_kernel.h"
 #include "virtual/pad/signature_pad.h"
 #include "virtual/support/desk_client.h"
-#include "virtual/support/service_process.h"
 #include "virtual/support/window_operator.h"
 
 #include <QApplication>
 #include <QFile>
-#include <QProcess>
-#include <QRasterWindow>
-#include <QScreen>
-#include <QtTest>
 
 using namespace virtual_desk;
 
 namespace {
 
-constexpr int patienceMs = 60000;
-const QRect signingPlace(2361, 250, 400, 300);
 const QPointF okButton(775, 507); // on the pad's display
 const QRectF writingArea(480, 300, 320, 140);
-
-QByteArray outputOf(const QString& program, const QStringList& arguments)
-{
-    QProcess process;
-    process.setProcessEnvironment(VirtualKernel::outsideEnvironment());
-    process.start(program, arguments);
-    process.waitForFinished();
-    return process.readAllStandardOutput();
-}
 
 /// \brief The compositor. Starts it, and puts its X display into this process's environment.
 class Mutter
@@ -43,15 +27,15 @@ public:
     Mutter()
     {
         QProcessEnvironment environment = VirtualKernel::outsideEnvironment();
-        environment.remove(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"));
+        environment.remove("DBUS_SESSION_BUS_ADDRESS");
         m_process.setProcessEnvironment(environment);
-        m_process.setStandardErrorFile(QStringLiteral("mutter.log"));
+        m_process.setStandardErrorFile("mutter.log");
         // It ends with its command.
         m_process.start("dbus-run-session",
                         {"--", "mutter", "--headless", "--wayland", "--virtual-monitor",
                          "1920x1080", "--virtual-monitor", "1280x800", "--", "sh", "-c",
                          "echo \"$DISPLAY $XAUTHORITY\"; until [ -e ended ]; do sleep 0.1; done"});
-        while (!m_process.canReadLine() && m_process.waitForReadyRead(patienceMs)) {
+        while (!m_process.canReadLine() && m_process.waitForReadyRead(60000)) {
         }
         const QByteArrayList variables = m_process.readLine().trimmed().split(' ');
         qputenv("DISPLAY", variables.value(0));
@@ -60,23 +44,13 @@ public:
     ~Mutter()
     {
         QFile("ended").open(QIODevice::WriteOnly);
-        m_process.waitForFinished(patienceMs);
+        m_process.waitForFinished(60000);
     }
     Mutter(const Mutter&) = delete;
     Mutter& operator=(const Mutter&) = delete;
 
 private:
     QProcess m_process;
-};
-
-/// \brief The clerk's page in full screen. Notes what is typed into it.
-class Page : public QRasterWindow
-{
-public:
-    QString typed;
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override { typed += event->text(); }
 };
 
 } // namespace
@@ -89,34 +63,27 @@ private Q_SLOTS:
     void initTestCase()
     {
         QCOMPARE(QGuiApplication::screens().size(), 2);
-        m_clerksPage.setGeometry(0, 0, 1920, 1080);
-        m_clerksPage.showFullScreen();
-        QTRY_COMPARE_WITH_TIMEOUT(QGuiApplication::focusWindow(), &m_clerksPage, patienceMs);
+        AWAIT_EQUAL(QGuiApplication::focusWindow(), &m_clerksPage);
         m_camera.setDequeueTimeout(0);
         m_camera.plugIn();
         m_pad.device().plug();
-        QVERIFY(m_service.start());
-        QVERIFY(m_client.open());
+        QVERIFY(m_service.start() && m_client.open());
     }
 
     void theSigningWindowIsInItsPlaceOnTopAndLeavesTheKeyboard()
     {
-        QCOMPARE(m_client.ask("ZCStartDeviceAB")["success"].toInt(), 1);
+        QCOMPARE(m_client.asked("ZCStartDeviceAB"), QString("ZCStartDeviceAB 1 "));
         m_client.ask("ZCSetTransparency", {{"Percent", 60}});
-        m_client.command("ZCBeginSignAB",
-                         {{"x", 440}, {"y", 250}, {"width", 400}, {"height", 300}});
+        m_client.command("ZCBeginSignAB", signingKeys);
         QVERIFY(m_signing.waitForWindows(1));
-        QTRY_COMPARE_WITH_TIMEOUT(m_signing.place(), signingPlace, patienceMs);
+        AWAIT_EQUAL(m_signing.place(), signingPlace);
         QCOMPARE(m_signing.opacity(), 60);
-        Page advertisement;
-        advertisement.setGeometry(1920, 0, 1280, 800);
-        advertisement.showFullScreen();
-        QVERIFY(QTest::qWaitForWindowExposed(&advertisement, patienceMs));
-        QTRY_VERIFY_WITH_TIMEOUT(isOnTop(m_signing), patienceMs);
+        const Page advertisement(padsMonitor);
+        AWAIT(isOnTop(m_signing));
         m_clerksPage.requestActivate();
-        QTRY_COMPARE_WITH_TIMEOUT(QGuiApplication::focusWindow(), &m_clerksPage, patienceMs);
+        AWAIT_EQUAL(QGuiApplication::focusWindow(), &m_clerksPage);
         QVERIFY(m_signing.press({"a"}));
-        QTRY_COMPARE_WITH_TIMEOUT(m_clerksPage.typed, QString("a"), patienceMs);
+        AWAIT_EQUAL(m_clerksPage.typed, QString("a"));
     }
 
     void thePenWritesAndConfirms()
@@ -125,8 +92,7 @@ private Q_SLOTS:
         m_pad.play(PadGeometry().tap(okButton), 50);
         QCOMPARE(m_client.reply()["success"].toInt(), 1);
         QVERIFY(m_signing.waitForWindows(0));
-        const QImage signature("/tmp/kvo_sign.png");
-        QCOMPARE(signature.width(), signingPlace.width());
+        QCOMPARE(QImage("/tmp/kvo_sign.png").width(), signingPlace.width());
     }
 
     void theCaptureWindowTakesTheKeyboardAndThePicture()
@@ -134,13 +100,11 @@ private Q_SLOTS:
         m_client.command("ZCCameraPic");
         QVERIFY(m_capture.waitForWindows(1));
         QCOMPARE(m_capture.place().size(), QSize(1033, 481));
-        QVERIFY(QRect(0, 0, 1920, 1080).contains(m_capture.place()));
-        QTRY_VERIFY_WITH_TIMEOUT(m_camera.framesSent() > 5, patienceMs);
-        QTRY_VERIFY_WITH_TIMEOUT(m_capture.press({"Return"}) && QFile::exists("/tmp/kvo_cv.jpg"),
-                                 patienceMs);
+        QVERIFY(clerksMonitor.contains(m_capture.place()));
+        AWAIT(m_camera.framesSent() > 5);
+        AWAIT(m_capture.press({"Return"}) && QFile::exists("/tmp/kvo_cv.jpg"));
         QCOMPARE(m_clerksPage.typed, QString("a"));
-        QVERIFY(m_capture.handOver());
-        QVERIFY(m_capture.waitForWindows(0));
+        QVERIFY(m_capture.handOver() && m_capture.waitForWindows(0));
     }
 
 private:
@@ -153,11 +117,11 @@ private:
         return place >= 0 && place < topmostFirst.indexOf("1280x800+1920+0");
     }
 
-    Page m_clerksPage;
-    const WindowOperator m_signing{QStringLiteral("HandWriting")};
+    Page m_clerksPage{clerksMonitor};
+    const WindowOperator m_signing{"HandWriting"};
     const CaptureOperator m_capture;
     VirtualKernel m_kernel;
-    Camera m_camera{m_kernel, CameraDescription()};
+    Camera m_camera{m_kernel, {}};
     SignaturePad m_pad{m_kernel};
     ServiceProcess m_service;
     DeskClient m_client;

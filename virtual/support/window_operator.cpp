@@ -75,9 +75,12 @@ bool WindowOperator::waitForWindows(int count, int timeoutMs) const
 QRect WindowOperator::place() const
 {
     QString output;
-    xdotool({"getwindowgeometry", "--shell", windows().value(0)}, &output);
-    const auto number = [&output](const char* name) { return int(numberAfter(name, output)); };
-    return {number("X="), number("Y="), number("WIDTH="), number("HEIGHT=")};
+    run("xwininfo", {"-id", windows().value(0)}, &output); // also right inside a frame
+    const auto number = [&output](const char* name) {
+        return int(numberAfter(QString(name) + ":\\s*", output));
+    };
+    return {number("Absolute upper-left X"), number("Absolute upper-left Y"), number("Width"),
+            number("Height")};
 }
 
 int WindowOperator::opacity() const
