@@ -41,15 +41,9 @@ int pixels(const QRect& place, Property property)
     return count;
 }
 
-bool isDark(QRgb pixel)
-{
-    return qGray(pixel) < 64;
-}
-
-bool isLight(QRgb pixel)
-{
-    return qGray(pixel) > 192;
-}
+const auto isDark = [](QRgb pixel) { return qGray(pixel) < 64; };
+const auto isLight = [](QRgb pixel) { return qGray(pixel) > 192; };
+const auto isThePages = [](QRgb pixel) { return pixel == QColor(Qt::magenta).rgb(); };
 
 } // namespace
 
@@ -183,11 +177,7 @@ private:
     }
 
     /// Whether no pixel of its place has the pages' colour.
-    static bool signingWindowIsWhole()
-    {
-        return pixels(signingPlace, [](QRgb each) { return each == QColor(Qt::magenta).rgb(); }) ==
-               0;
-    }
+    static bool signingWindowIsWhole() { return pixels(signingPlace, isThePages) == 0; }
 
     /// For a person to look at.
     static void keepScreenshot()
