@@ -170,9 +170,10 @@ test("windows answer under other tags and names, while other commands are served
     const desk = connect({ ZCOutputImageBase64AB: { success: 0, msg: "未签名" } });
     const [signature, photo] = [desk.beginSigning(area), desk.takePicture()];
     await soon();
-    const served = [[begin, "beginSigning"], ["ZCCameraPic", "takePicture"], [begin, "sign"]].map(([name, method]) =>
+    const refused = [[begin, "beginSigning"], ["ZCCameraPic", "takePicture"], [begin, "sign"]].map(([name, method]) =>
         assert.rejects(desk[method](area), failure(name, "busy")));
-    await Promise.all([...served, desk.clearSignature(), desk.takePicture().catch(() => {}), desk.padPresent()]);
+    await Promise.all(refused);
+    await Promise.all([desk.clearSignature(), desk.takePicture().catch(() => {}), desk.padPresent()]);
     await assert.rejects(desk.lastSignature(), failure("ZCOutputImageBase64AB", 0, "not-signed"));
     assert.equal(desk.isSigning, true);
     desk.replies.ZCDeviceExist = [{ functionName: "ZCCameraPic", success: 1, Base64: "/9j/" }, signed, { success: 0 }];

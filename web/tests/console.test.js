@@ -9,7 +9,7 @@ import { readFileSync } from "node:fs";
 import { after, afterEach, beforeEach, test } from "node:test";
 import vm from "node:vm";
 
-import { assertReadable, consolePage, hasState, keepScreenshot, openConsole, reads, runCommand, startBrowser } from "./support/browser.js";
+import { assertReadable, consolePage, hasState, openConsole, reads, runCommand, startBrowser } from "./support/browser.js";
 import { signingWindow, startTerminal, until } from "./support/desk.js";
 
 const terminal = await startTerminal("--bare", "--control-port", "12346");
@@ -59,7 +59,6 @@ test("the keyboard reaches and presses every button", async () => {
     await reads(page.locator('[data-device="settings"] .result'), "ZCSetPenWidth succeeded");
     await reads(page.locator("#frames"), '"Width":7');
     await enter('[name="Percent"]', "101");
-    assert.ok(await page.locator('[name="Percent"]').evaluate((input) => input.validity.rangeOverflow));
     assert.ok(!(await page.locator("#frames").textContent()).includes("ZCSetTransparency"));
 });
 
@@ -117,7 +116,6 @@ test("the connection can be ended, made again, and made elsewhere", async () => 
     await terminal.play("killService");
     await reads(page.locator("#state"), "trying again in");
     await reads(reason, "Most likely the service is not running on this machine");
-    await keepScreenshot(page, "console-no-service", { fullPage: false });
     await page.locator("#language").click();
     await reads(reason, "本机的服务没有运行");
     await runCommand(page, "ZCSIMCard", "ZCSIMCard");
