@@ -25,6 +25,7 @@ export async function startBrowser(...args) {
 /** Opens the console and waits for the connection's state; what its scripts complain of is kept in `page.complaints`. */
 export async function openConsole(browser, { url = consolePage, state = "open", ...options } = {}) {
     const context = await browser.newContext({ locale: "en-GB", viewport: { width: 1280, height: 900 }, ...options });
+    context.setDefaultTimeout(60000); // machines that run tests pause
     const page = await context.newPage();
     page.complaints = [];
     page.on("pageerror", (error) => page.complaints.push(String(error)));
