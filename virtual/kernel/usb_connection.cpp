@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstddef>
 #include <cstring>
 #include <linux/usbdevice_fs.h>
@@ -56,13 +55,6 @@ bool readArgument(const IoctlClient& client, void* target, std::size_t length)
     return true;
 }
 
-qint64 steadyMilliseconds()
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
 UsbEvent interfaceEvent(UsbEvent::Kind kind, int interface, int error)
 {
     UsbEvent event;
@@ -104,7 +96,7 @@ UsbConnection::UsbConnection(VirtualKernel& kernel, std::shared_ptr<UsbDevice::S
             m_drivers[interface.number] = interface.kernelDriver;
 }
 
-bool UsbConnection::plug()
+QString UsbConnection::plug()
 {
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
@@ -119,7 +111,7 @@ bool UsbConnection::plug()
     const UsbDescription& usb = m_shared->description;
     const QByteArray product = QByteArray::number(usb.product, 16).rightJustified(4, '0');
     const QByteArray vendor = QByteArray::number(usb.vendor, 16).rightJustified(4, '0');
-    return m_kernel.addDevices(
+    const bool added = m_kernel.addDevices(
         "P: " + m_address.path() + "\nN: " + node +
         "=00\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nE: DRIVER=usb\nE: BUSNUM=" +
         bus.rightJustified(3, '0') + "\nE: DEVNUM=" + number.rightJustified(3, '0') +
@@ -128,6 +120,7 @@ bool UsbConnection::plug()
         "\\n\nA: bConfigurationValue=1\\n\nA: speed=12\\n\nA: idVendor=" + vendor +
         "\\n\nA: idProduct=" + product +
         "\\n\nH: descriptors=" + usbDescriptors(usb).toHex().toUpper() + "\n");
+    return added ? QString() : QStringLiteral("The device cannot be put on the virtual desk.");
 }
 
 void UsbConnection::unplug()
@@ -272,7 +265,7 @@ void UsbConnection::claim(const IoctlClient& client, int interface, int attempt)
     const int error = !m_alive ? ENODEV : !known ? ENOENT : busy ? EBUSY : 0;
     if (error == 0)
         m_claims[interface] = client;
-    record(interfaceEvent(UsbEvent::Claim, interface, error));
+    m_shared->record(interfaceEvent(UsbEvent::Claim, interface, error));
     completeIoctl(client, 0, error);
 }
 
@@ -282,7 +275,7 @@ int UsbConnection::release(const IoctlClient& client, int interface)
     const bool mine = holder != m_claims.end() && holder->second == client;
     if (mine)
         m_claims.erase(holder);
-    record(interfaceEvent(UsbEvent::Release, interface, mine ? 0 : EINVAL));
+    m_shared->record(interfaceEvent(UsbEvent::Release, interface, mine ? 0 : EINVAL));
     return mine ? 0 : EINVAL;
 }
 
@@ -328,7 +321,8 @@ int UsbConnection::driverControl(const IoctlClient& client)
         else if (!found->kernelDriver.isEmpty())
             m_drivers[command.ifno] = found->kernelDriver;
     }
-    record(interfaceEvent(detach ? UsbEvent::Detach : UsbEvent::Attach, command.ifno, error));
+    m_shared->record(
+        interfaceEvent(detach ? UsbEvent::Detach : UsbEvent::Attach, command.ifno, error));
     return error;
 }
 
@@ -336,7 +330,7 @@ int UsbConnection::namedRequest(const char* name)
 {
     UsbEvent event;
     event.name = name;
-    record(std::move(event));
+    m_shared->record(std::move(event));
     return 0;
 }
 
@@ -353,7 +347,7 @@ int UsbConnection::submit(const IoctlClient& client)
     event.kind = UsbEvent::Transfer;
     event.request = urb->request;
     event.error = UsbEvent::Pending;
-    urb->event = record(std::move(event));
+    urb->event = m_shared->record(std::move(event));
     m_urbs.push_back(std::move(urb));
     // The submit request must be completed before the transfer can end.
     m_kernel.runLater(0, [self = shared_from_this(), serial = m_urbs.back()->serial] {
@@ -425,12 +419,7 @@ int UsbConnection::findInterface(quint8 endpoint) const
 
 void UsbConnection::ask(Urb& urb)
 {
-    UsbAnswer answer = UsbAnswer::never();
-    {
-        const std::lock_guard<std::mutex> lock(m_shared->handlerMutex);
-        if (m_shared->handler)
-            answer = m_shared->handler(urb.request);
-    }
+    const UsbAnswer answer = m_shared->ask(urb.request);
     if (answer.kind == UsbAnswer::Never)
         return;
     urb.answered = true;
@@ -597,17 +586,6 @@ void UsbConnection::forgetVanishedClients()
                  m_urbs.end());
     for (auto held = m_heldReaps.begin(); held != m_heldReaps.end();)
         held = isGone(held->first) ? m_heldReaps.erase(held) : std::next(held);
-}
-
-std::shared_ptr<UsbEvent> UsbConnection::record(UsbEvent event)
-{
-    event.milliseconds = steadyMilliseconds();
-    auto shared = std::make_shared<UsbEvent>(std::move(event));
-    const std::lock_guard<std::mutex> lock(m_shared->logMutex);
-    m_shared->events.push_back(shared);
-    if (m_shared->events.size() > UsbDevice::MostEvents)
-        m_shared->events.pop_front();
-    return shared;
 }
 
 } // namespace virtual_desk

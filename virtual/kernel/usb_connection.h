@@ -3,9 +3,8 @@
 
 #pragma once
 
-#include "virtual/kernel/usb_device.h"
+#include "virtual/kernel/usb_port.h"
 
-#include <deque>
 #include <map>
 #include <set>
 
@@ -28,16 +27,16 @@ struct UsbAddress
 /// \brief The usbfs node of a device, from one plug to the next unplug.
 ///
 /// Lives until the virtual kernel ends, because programs may keep a node open after the unplug.
-class UsbConnection : public std::enable_shared_from_this<UsbConnection>
+class UsbConnection : public UsbPort, public std::enable_shared_from_this<UsbConnection>
 {
 public:
     UsbConnection(VirtualKernel& kernel, std::shared_ptr<UsbDevice::Shared> shared,
                   UsbAddress address);
 
-    bool plug();
-    void unplug();
-    bool isAlive() const;
-    void retry(quint8 endpoint);
+    QString plug() override;
+    void unplug() override;
+    bool isAlive() const override;
+    void retry(quint8 endpoint) override;
 
 private:
     /// One submitted transfer, until the program has collected it.
@@ -77,7 +76,6 @@ private:
     void forgetVanishedClients();
     void pullPlug();
     int findInterface(quint8 endpoint) const;
-    std::shared_ptr<UsbEvent> record(UsbEvent event);
 
     VirtualKernel& m_kernel;
     std::shared_ptr<UsbDevice::Shared> m_shared;
@@ -91,17 +89,6 @@ private:
     std::map<IoctlClient, unsigned long> m_heldReaps;
     std::set<IoctlClient> m_dead;
     std::set<IoctlClient> m_delivered; ///< whose last request to collect a transfer returned one
-};
-
-/// What all connections of a device share: the description, the handler and the log.
-struct UsbDevice::Shared
-{
-    UsbDescription description;
-    std::mutex handlerMutex;
-    Handler handler;
-    std::mutex logMutex;
-    std::deque<std::shared_ptr<UsbEvent>> events; ///< the latest `UsbDevice::MostEvents`
-    bool heldElsewhere = false;                   ///< under logMutex
 };
 
 } // namespace virtual_desk

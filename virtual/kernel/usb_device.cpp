@@ -3,10 +3,12 @@
 
 #include "virtual/kernel/usb_device.h"
 
+#include "virtual/kernel/standard_requests.h"
 #include "virtual/kernel/usb_connection.h"
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -21,6 +23,13 @@ QByteArray hexByte(int value)
 QByteArray hexWord(int value)
 {
     return QByteArray::number(value, 16).toUpper().rightJustified(4, '0');
+}
+
+qint64 steadyMilliseconds()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
 }
 
 QByteArray transferText(const UsbEvent& event)
@@ -72,6 +81,25 @@ QString UsbEvent::text() const
     return QString::fromLatin1(line);
 }
 
+UsbAnswer UsbDevice::Shared::ask(const UsbRequest& request)
+{
+    if (const std::optional<UsbAnswer> answer = standardAnswer(description, request))
+        return *answer;
+    const std::lock_guard<std::mutex> lock(handlerMutex);
+    return handler ? handler(request) : UsbAnswer::never();
+}
+
+std::shared_ptr<UsbEvent> UsbDevice::Shared::record(UsbEvent event)
+{
+    event.milliseconds = steadyMilliseconds();
+    auto shared = std::make_shared<UsbEvent>(std::move(event));
+    const std::lock_guard<std::mutex> lock(logMutex);
+    events.push_back(shared);
+    if (events.size() > MostEvents)
+        events.pop_front();
+    return shared;
+}
+
 UsbDevice::UsbDevice(VirtualKernel& kernel, UsbDescription description, Handler handler)
     : m_kernel(kernel)
     , m_shared(std::make_shared<Shared>())
@@ -87,27 +115,27 @@ UsbDevice::~UsbDevice()
     m_shared->handler = nullptr;
 }
 
-void UsbDevice::plug()
+QString UsbDevice::plug()
 {
     static std::atomic<int> plugs{1}; // device number 1 of a bus is its root hub
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_connection && m_connection->isAlive())
-        return;
-    m_connection = std::make_shared<UsbConnection>(m_kernel, m_shared, UsbAddress::ofPlug(++plugs));
-    m_connection->plug();
+    if (m_port && m_port->isAlive())
+        return {};
+    m_port = std::make_shared<UsbConnection>(m_kernel, m_shared, UsbAddress::ofPlug(++plugs));
+    return m_port->plug();
 }
 
 void UsbDevice::unplug()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_connection)
-        m_connection->unplug();
+    if (m_port)
+        m_port->unplug();
 }
 
 bool UsbDevice::isPlugged() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_connection && m_connection->isAlive();
+    return m_port && m_port->isAlive();
 }
 
 void UsbDevice::setInterfaceHeldElsewhere(bool held)
@@ -119,8 +147,8 @@ void UsbDevice::setInterfaceHeldElsewhere(bool held)
 void UsbDevice::retry(quint8 endpoint)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_connection)
-        m_connection->retry(endpoint);
+    if (m_port)
+        m_port->retry(endpoint);
 }
 
 std::vector<UsbEvent> UsbDevice::events() const

@@ -101,12 +101,13 @@ struct UsbEvent
     QString text() const;
 };
 
-class UsbConnection;
+class UsbPort;
 
 /// \brief A USB device on the virtual desk, served to unmodified libusb in any process.
 ///
-/// Starts unplugged. The handler decides about every control, bulk and interrupt transfer; it runs
-/// on the virtual kernel's thread, one call at a time, and must not call `plug` or `unplug`
+/// Starts unplugged. The handler decides about every bulk and interrupt transfer, and about the
+/// control transfers that are not the same for every device (see standard_requests.h); it runs on
+/// the virtual kernel's thread, one call at a time, and must not call `plug` or `unplug`
 /// (`UsbAnswer::unplug` is for that). All functions may be called from any other thread.
 class UsbDevice
 {
@@ -123,7 +124,8 @@ public:
 
     /// Plugs the device in, under a new address each time, with the kernel drivers of the
     /// description.
-    void plug();
+    /// \return an empty text, or why not
+    QString plug();
     /// Unplugs the device: open transfers end with "no device", later ones on the same open file
     /// fail at once, also after a replug (the program must open the device again).
     void unplug();
@@ -142,13 +144,12 @@ public:
     QStringList log() const;
     void clearLog();
 
-private:
-    friend class UsbConnection;
-    struct Shared;
+    struct Shared; ///< for the ports that it is plugged in to, see usb_port.h
 
+private:
     VirtualKernel& m_kernel;
     std::shared_ptr<Shared> m_shared;
-    std::shared_ptr<UsbConnection> m_connection;
+    std::shared_ptr<UsbPort> m_port;
     mutable std::mutex m_mutex;
 };
 

@@ -15,13 +15,30 @@ const quint8 penEndpoint = 0x81;
 const quint8 hidClass = 0x03;
 const std::chrono::seconds readPause{1};
 
+// Report 2 with 15 bytes, of the maker's own kind: nothing that a desktop would take for a pointer.
+QByteArray reportDescriptor()
+{
+    return QByteArray::fromHex("0602FF"   // usage page: vendor-defined
+                               "0901A101" // an application's collection:
+                               "8502"     // report id 2
+                               "1500"     // values from 0
+                               "26FF00"   // to 255,
+                               "7508950F" // 15 of 8 bits,
+                               "09018102" // input
+                               "C0");
+}
+
 UsbDescription padDescription()
 {
     UsbDescription description;
     description.vendor = padVendor;
     description.product = padProduct;
-    description.interfaces = {
-        {0, hidClass, {{penEndpoint, UsbEndpoint::Interrupt, 16, 4}}, "usbhid"}};
+    description.interfaces = {{0,
+                               hidClass,
+                               {{penEndpoint, UsbEndpoint::Interrupt, 16, 4}},
+                               "usbhid",
+                               reportDescriptor()}};
+    description.name = "Signature pad";
     return description;
 }
 

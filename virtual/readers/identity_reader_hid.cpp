@@ -18,6 +18,15 @@ constexpr char first = '\x82';
 constexpr char busy = '\x16';
 constexpr int commandAt = 5;
 
+// Without report ids: input reports of 8 bytes, which never come, and the feature reports.
+QByteArray reportDescriptor()
+{
+    return QByteArray::fromHex("0600FF0901A101"   // a vendor-defined collection:
+                               "150026FF007508"   // bytes,
+                               "950809018102"     // 8 as input
+                               "95200901B102C0"); // and 32 as feature
+}
+
 UsbDescription description()
 {
     constexpr quint8 hidClass = 0x03;
@@ -27,7 +36,8 @@ UsbDescription description()
     interface.classCode = hidClass;
     interface.endpoints = {{0x81, UsbEndpoint::Interrupt, packet, interval}};
     interface.kernelDriver = "usbhid";
-    return {0x072F, 0x90D5, {interface}};
+    interface.reportDescriptor = reportDescriptor();
+    return {0x072F, 0x90D5, {interface}, "HID identity card reader"};
 }
 
 QByteArray padded(const QByteArray& report)
@@ -49,9 +59,9 @@ IdentityReaderHid::IdentityReaderHid(VirtualKernel& kernel)
 {
 }
 
-void IdentityReaderHid::plug()
+QString IdentityReaderHid::plug()
 {
-    m_device.plug();
+    return m_device.plug();
 }
 
 void IdentityReaderHid::unplug()

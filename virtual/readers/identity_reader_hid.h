@@ -25,7 +25,8 @@ public:
 
     explicit IdentityReaderHid(VirtualKernel& kernel);
 
-    void plug();
+    /// \return an empty text, or why not
+    QString plug();
     void unplug();
     bool isPlugged() const;
 

@@ -47,7 +47,7 @@ UsbDescription description(IdentityReaderUsb::Module module)
         interface.endpoints = {bulk(headerOut), bulk(bodyOut), bulk(headerIn), bulk(bodyIn)};
     else
         interface.endpoints = {bulk(wholeOut), bulk(headerOut), bulk(headerIn)};
-    return {vendor, product, {interface}};
+    return {vendor, product, {interface}, "Identity card reader"};
 }
 
 } // namespace
@@ -91,9 +91,9 @@ void IdentityReaderUsb::createDevice()
                                     [this](const UsbRequest& request) { return answer(request); });
 }
 
-void IdentityReaderUsb::plug()
+QString IdentityReaderUsb::plug()
 {
-    m_device->plug();
+    return m_device->plug();
 }
 
 void IdentityReaderUsb::unplug()

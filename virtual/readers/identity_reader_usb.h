@@ -35,7 +35,8 @@ public:
     IdentityReaderUsb(VirtualKernel& kernel, Module module);
     ~IdentityReaderUsb();
 
-    void plug();
+    /// \return an empty text, or why not
+    QString plug();
     void unplug();
     bool isPlugged() const;
 

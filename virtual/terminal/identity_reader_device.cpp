@@ -82,8 +82,7 @@ UsbReaderDevice::UsbReaderDevice(VirtualKernel& kernel)
 
 QString UsbReaderDevice::plug()
 {
-    m_reader.plug();
-    return {};
+    return m_reader.plug();
 }
 
 void UsbReaderDevice::setModule(const QString& module)
@@ -129,8 +128,7 @@ HidReaderDevice::HidReaderDevice(VirtualKernel& kernel)
 
 QString HidReaderDevice::plug()
 {
-    m_reader.plug();
-    return {};
+    return m_reader.plug();
 }
 
 std::optional<Action> HidReaderDevice::faultAction(const QString& fault, CheckedObject& keys)

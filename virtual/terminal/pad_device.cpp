@@ -50,8 +50,7 @@ bool PadDevice::isPlugged() const
 
 QString PadDevice::plug()
 {
-    m_pad.device().plug();
-    return {};
+    return m_pad.device().plug();
 }
 
 void PadDevice::unplug()
