@@ -10,19 +10,6 @@
 
 namespace virtual_desk {
 
-namespace {
-
-// Scales a picture to fill `size` and cuts off what lies outside, equally on both sides.
-QImage filling(const QImage& picture, QSize size)
-{
-    const QImage scaled =
-        picture.scaled(size, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
-    const QPoint corner((scaled.width() - size.width()) / 2, (scaled.height() - size.height()) / 2);
-    return scaled.copy(QRect(corner, size)).convertToFormat(QImage::Format_RGB32);
-}
-
-} // namespace
-
 QVector<QSize> deskCameraSizes()
 {
     return {{640, 480},   {800, 600},   {1024, 768},  {1280, 720}, {1280, 960},
@@ -50,9 +37,10 @@ Camera::~Camera()
     m_node->unplug();
 }
 
-void Camera::plugIn()
+QString Camera::plugIn()
 {
     m_node->plugIn();
+    return {};
 }
 
 void Camera::unplug()
@@ -67,7 +55,7 @@ void Camera::show(Scene scene)
 
 void Camera::show(const QImage& picture)
 {
-    m_node->show([picture](QSize size) { return filling(picture, size); });
+    m_node->show([picture](QSize size) { return fillSize(picture, size); });
 }
 
 void Camera::setBusy(bool busy)

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "virtual/camera/camera_description.h"
+#include "virtual/camera/desk_camera.h"
 
 #include <QSize>
 
@@ -23,31 +24,24 @@ class VirtualKernel;
 /// non-blocking descriptor; a stalled camera fails at once.
 ///
 /// All functions may be called from any thread.
-class Camera
+class Camera : public DeskCamera
 {
 public:
     /// The virtual kernel must outlive the camera. The camera is not plugged in yet.
     Camera(VirtualKernel& kernel, CameraDescription description);
     /// Unplugs.
-    ~Camera();
-    Camera(const Camera&) = delete;
-    Camera& operator=(const Camera&) = delete;
+    ~Camera() override;
 
-    void plugIn();
-    /// Also while a program streams: its further requests fail with ENODEV.
-    void unplug();
+    QString plugIn() override;
+    void unplug() override;
 
-    /// Sets the picture that the camera sends from now on, also during a stream.
-    void show(Scene scene);
-    /// The same with any picture, scaled and cut to fill the camera's size. Not null.
-    void show(const QImage& picture);
+    void show(Scene scene) override;
+    void show(const QImage& picture) override;
 
     /// As if another program used the camera: it can be opened but not configured.
     void setBusy(bool busy);
-    /// The stream stops without an error.
-    void setStalled(bool stalled);
-    /// The frames contain noise; compressed ones cannot be decoded.
-    void setGarbage(bool garbage);
+    void setStalled(bool stalled) override;
+    void setGarbage(bool garbage) override;
     /// How long a request for a frame may wait in the emulated driver, in milliseconds. select()
     /// always reports the emulated node ready, so a program that waits with it would busy-loop
     /// without this wait; the default is longer than the interval of the frames. 0: a request never

@@ -8,6 +8,7 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <QRandomGenerator>
 
 #include <algorithm>
 #include <cstdlib>
@@ -185,6 +186,21 @@ double sceneDifference(const QImage& picture, const QImage& expected)
         }
     }
     return double(sum) / (3.0 * expected.width() * (expected.height() - first));
+}
+
+QImage fillSize(const QImage& picture, QSize size)
+{
+    const QImage scaled =
+        picture.scaled(size, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
+    const QPoint corner((scaled.width() - size.width()) / 2, (scaled.height() - size.height()) / 2);
+    return scaled.copy(QRect(corner, size)).convertToFormat(QImage::Format_RGB32);
+}
+
+QByteArray pictureNoise(int length)
+{
+    QByteArray bytes((length + 3) / 4 * 4, Qt::Uninitialized);
+    QRandomGenerator(1).fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
+    return bytes.left(length);
 }
 
 QByteArray packYuyv(const QImage& rows)

@@ -34,6 +34,12 @@ int readFrameNumber(const QImage& picture);
 /// been scaled to the size of \p expected; the frame band is left out.
 double sceneDifference(const QImage& picture, const QImage& expected);
 
+/// \brief The middle of a picture at a size that may have other proportions; RGB32.
+QImage fillSize(const QImage& picture, QSize size);
+
+/// \brief What a broken camera sends: that many bytes of noise, always the same.
+QByteArray pictureNoise(int length);
+
 /// \brief Rows of a picture as packed 4:2:2 video (Y U Y V; ITU-R BT.601, limited range). The width
 /// is even.
 QByteArray packYuyv(const QImage& rows);

@@ -5,7 +5,6 @@
 
 #include <QBuffer>
 #include <QPainter>
-#include <QRandomGenerator>
 
 #include <algorithm>
 #include <fcntl.h>
@@ -49,13 +48,6 @@ public:
 private:
     int m_descriptor;
 };
-
-QByteArray noise(int length)
-{
-    QByteArray bytes((length + 3) / 4 * 4, Qt::Uninitialized);
-    QRandomGenerator(1).fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
-    return bytes.left(length);
-}
 
 } // namespace
 
@@ -182,7 +174,7 @@ int CameraStream::draw(const Arrived& frame, bool garbage)
     const auto index = static_cast<std::size_t>(frame.buffer);
     if (garbage || m_description.compressed) {
         const QByteArray bytes =
-            garbage ? noise(pictureBytes() / 8) : compressedPicture(frame.number);
+            garbage ? pictureNoise(pictureBytes() / 8) : compressedPicture(frame.number);
         m_holdsScene[index] = false;
         write(frame.buffer, 0, bytes);
         return garbage && !m_description.compressed ? pictureBytes()

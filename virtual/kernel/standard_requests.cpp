@@ -21,7 +21,7 @@ enum StandardRequest : quint8 {
     GetInterface = 10,
     SetInterface = 11
 };
-const quint8 HidSetIdle = 10;
+const quint8 hidSetIdle = 10;
 
 enum DescriptorType : quint8 {
     Device = 1,
@@ -88,7 +88,7 @@ std::optional<UsbAnswer> standardAnswer(const UsbDescription& description,
     if (request.kind != UsbRequest::Control)
         return std::nullopt;
     const quint8 type = setup.requestType & TypeMask;
-    if (type == ClassType && setup.request == HidSetIdle &&
+    if (type == ClassType && setup.request == hidSetIdle &&
         hidInterface(description, setup.index & 0xFF))
         return UsbAnswer::accept();
     if (type != 0)

@@ -15,9 +15,9 @@ void append(QByteArray& target, std::initializer_list<int> bytes)
 }
 
 // Indexes of the string descriptors.
-const int ManufacturerString = 1;
-const int ProductString = 2;
-const int UsEnglish = 0x0409;
+const int manufacturerString = 1;
+const int productString = 2;
+const int usEnglish = 0x0409;
 
 QByteArray interfaceDescriptors(const UsbInterface& interface)
 {
@@ -45,7 +45,7 @@ QByteArray stringDescriptorOf(const QByteArray& text)
 
 } // namespace
 
-const char UsbManufacturer[] = "Virtual desk";
+const char usbManufacturer[] = "Virtual desk";
 
 QByteArray deviceDescriptor(const UsbDescription& description)
 {
@@ -54,8 +54,8 @@ QByteArray deviceDescriptor(const UsbDescription& description)
     QByteArray result;
     append(result, {18, 1, 0x00, 0x02, kind.code, kind.subclass, kind.protocol, 64,
                     description.vendor & 0xFF, description.vendor >> 8, description.product & 0xFF,
-                    description.product >> 8, 0x00, 0x01, named ? ManufacturerString : 0,
-                    named ? ProductString : 0, 0, 1});
+                    description.product >> 8, 0x00, 0x01, named ? manufacturerString : 0,
+                    named ? productString : 0, 0, 1});
     return result;
 }
 
@@ -89,11 +89,11 @@ QByteArray stringDescriptor(const UsbDescription& description, int index)
     QByteArray languages;
     switch (description.name.isEmpty() ? -1 : index) {
     case 0:
-        append(languages, {4, 3, UsEnglish & 0xFF, UsEnglish >> 8});
+        append(languages, {4, 3, usEnglish & 0xFF, usEnglish >> 8});
         return languages;
-    case ManufacturerString:
-        return stringDescriptorOf(UsbManufacturer);
-    case ProductString:
+    case manufacturerString:
+        return stringDescriptorOf(usbManufacturer);
+    case productString:
         return stringDescriptorOf(description.name);
     default:
         return {};

@@ -54,7 +54,7 @@ struct UsbDescription
 };
 
 /// The maker that every emulated device names.
-extern const char UsbManufacturer[];
+extern const char usbManufacturer[];
 
 /// The device descriptor followed by the one configuration with all that belongs to it, as the
 /// kernel offers them in the "descriptors" attribute (USB 2.0, 9.6).

@@ -5,6 +5,7 @@
 
 #include "virtual/kernel/standard_requests.h"
 #include "virtual/kernel/usb_connection.h"
+#include "virtual/kernel/vhci_port.h"
 
 #include <atomic>
 #include <cerrno>
@@ -121,7 +122,10 @@ QString UsbDevice::plug()
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_port && m_port->isAlive())
         return {};
-    m_port = std::make_shared<UsbConnection>(m_kernel, m_shared, UsbAddress::ofPlug(++plugs));
+    if (m_kernel.hostController().isEmpty())
+        m_port = std::make_shared<UsbConnection>(m_kernel, m_shared, UsbAddress::ofPlug(++plugs));
+    else
+        m_port = std::make_shared<VhciPort>(m_kernel.hostController(), m_shared);
     return m_port->plug();
 }
 

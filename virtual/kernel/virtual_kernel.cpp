@@ -143,11 +143,12 @@ IoctlData resolvePointer(UMockdevIoctlData* data, std::size_t offset, std::size_
                                  : umockdev_ioctl_data_resolve(data, offset, length, nullptr));
 }
 
-VirtualKernel::VirtualKernel()
-    : m_testbed(umockdev_testbed_new())
+VirtualKernel::VirtualKernel(const QString& hostController)
+    : m_hostController(hostController)
+    , m_testbed(hostController.isEmpty() ? umockdev_testbed_new() : nullptr)
     , m_thread(makeThread())
 {
-    if (!preloaded())
+    if (m_testbed && !preloaded())
         qFatal("The virtual desk needs %s in LD_PRELOAD.", preloadLibrary);
 }
 

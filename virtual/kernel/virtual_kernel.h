@@ -52,10 +52,16 @@ public:
     /// `completeIoctl` must be called later.
     using IoctlHandler = std::function<bool(const IoctlClient& client)>;
 
-    VirtualKernel();
+    /// \param hostController when given, this is no virtual kernel at all: USB devices are plugged
+    /// in at that controller of the running kernel (see VhciPort), nothing is preloaded, and the
+    /// functions from `rootDirectory` to `handle` must not be called
+    explicit VirtualKernel(const QString& hostController = {});
     ~VirtualKernel();
     VirtualKernel(const VirtualKernel&) = delete;
     VirtualKernel& operator=(const VirtualKernel&) = delete;
+
+    /// The host controller of the running kernel; empty where everything is emulated.
+    const QString& hostController() const { return m_hostController; }
 
     /// The folder that stands for the root of the file system; its "dev" holds the nodes.
     QString rootDirectory() const;
@@ -97,6 +103,7 @@ public:
 private:
     struct Node;
 
+    QString m_hostController;
     std::unique_ptr<UMockdevTestbed, GObjectUnref> m_testbed;
     std::vector<std::unique_ptr<Node>> m_nodes;
     std::shared_ptr<struct KernelThread> m_thread;

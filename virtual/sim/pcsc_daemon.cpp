@@ -89,6 +89,11 @@ bool PcscDaemon::start(Reader reader)
     return true;
 }
 
+bool PcscDaemon::hasReaders()
+{
+    return askForReaders() == SCARD_S_SUCCESS;
+}
+
 void PcscDaemon::stop()
 {
     m_process.terminate();

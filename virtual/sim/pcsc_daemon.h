@@ -32,6 +32,9 @@ public:
     /// \return false when it did not within five seconds; see log()
     bool start(Reader reader = Reader::twoSlots);
 
+    /// Whether a daemon runs on this machine, or starts when it is called, and has readers.
+    static bool hasReaders();
+
     /// Ends the daemon with SIGTERM or with SIGKILL, and removes its socket.
     void stop();
     void kill();

@@ -3,6 +3,11 @@
 
 #include "virtual/terminal/camera_device.h"
 
+#include "virtual/camera/camera.h"
+#include "virtual/camera/uvc_camera.h"
+
+#include <utility>
+
 namespace virtual_desk {
 namespace {
 
@@ -17,21 +22,29 @@ const QStringList& sceneNames()
 } // namespace
 
 CameraDevice::CameraDevice(VirtualKernel& kernel, const CameraDescription& description)
-    : m_camera(kernel, description)
-    , m_scene(sceneNames().at(static_cast<int>(description.scene)))
+    : m_scene(sceneNames().at(static_cast<int>(description.scene)))
 {
+    if (kernel.hostController().isEmpty()) {
+        auto camera = std::make_unique<Camera>(kernel, description);
+        m_emulated = camera.get();
+        m_camera = std::move(camera);
+    } else {
+        m_camera = std::make_unique<UvcCamera>(kernel, description);
+    }
 }
+
+CameraDevice::~CameraDevice() = default;
 
 QString CameraDevice::plug()
 {
-    m_camera.plugIn();
-    m_plugged = true;
-    return {};
+    QString fault = m_camera->plugIn();
+    m_plugged = fault.isEmpty();
+    return fault;
 }
 
 void CameraDevice::unplug()
 {
-    m_camera.unplug();
+    m_camera->unplug();
     m_plugged = false;
 }
 
@@ -47,29 +60,30 @@ void CameraDevice::show(CheckedObject& request)
     if (!request.error().isEmpty())
         return;
     if (isScene)
-        m_camera.show(static_cast<Scene>(sceneNames().indexOf(name)));
+        m_camera->show(static_cast<Scene>(sceneNames().indexOf(name)));
     else
-        m_camera.show(picture);
+        m_camera->show(picture);
     m_scene = name;
 }
 
 std::optional<std::function<void()>> CameraDevice::faultAction(const QString& fault,
                                                                CheckedObject& /*keys*/)
 {
-    if (fault == QLatin1String("held"))
-        return [this] { m_camera.setBusy(true); };
+    if (fault == QLatin1String("held") && m_emulated)
+        return [this] { m_emulated->setBusy(true); };
     if (fault == QLatin1String("stalled"))
-        return [this] { m_camera.setStalled(true); };
+        return [this] { m_camera->setStalled(true); };
     if (fault == QLatin1String("garbage"))
-        return [this] { m_camera.setGarbage(true); };
+        return [this] { m_camera->setGarbage(true); };
     return std::nullopt;
 }
 
 void CameraDevice::endFault()
 {
-    m_camera.setBusy(false);
-    m_camera.setStalled(false);
-    m_camera.setGarbage(false);
+    if (m_emulated)
+        m_emulated->setBusy(false);
+    m_camera->setStalled(false);
+    m_camera->setGarbage(false);
 }
 
 QJsonObject CameraDevice::ownState() const

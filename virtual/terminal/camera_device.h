@@ -3,16 +3,21 @@
 
 #pragma once
 
-#include "virtual/camera/camera.h"
+#include "virtual/camera/camera_description.h"
+#include "virtual/camera/desk_camera.h"
+#include "virtual/kernel/virtual_kernel.h"
 #include "virtual/terminal/desk_device.h"
 
 namespace virtual_desk {
+
+class Camera;
 
 /// \brief One of the desk's cameras and its picture.
 class CameraDevice : public DeskDevice
 {
 public:
     CameraDevice(VirtualKernel& kernel, const CameraDescription& description);
+    ~CameraDevice() override;
 
     bool isPlugged() const override { return m_plugged; }
     QString plug() override;
@@ -29,7 +34,8 @@ protected:
     QJsonObject ownState() const override;
 
 private:
-    Camera m_camera;
+    std::unique_ptr<DeskCamera> m_camera;
+    Camera* m_emulated = nullptr; ///< the same, where the kernel is emulated
     bool m_plugged = false;
     QString m_scene;
 };

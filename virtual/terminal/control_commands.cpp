@@ -64,6 +64,7 @@ struct ControlCommands::Command
 {
     const char* name;
     Handler handler;
+    bool needsEmulation = false;
 };
 
 const ControlCommands::Command* ControlCommands::find(const QString& name)
@@ -83,10 +84,10 @@ const ControlCommands::Command* ControlCommands::find(const QString& name)
         {"pen", &ControlCommands::pen},
         {"setPicture", &ControlCommands::setPicture},
         {"log", &ControlCommands::log},
-        {"screenshot", &ControlCommands::screenshot},
-        {"startService", &ControlCommands::startService},
-        {"stopService", &ControlCommands::stopService},
-        {"killService", &ControlCommands::killService},
+        {"screenshot", &ControlCommands::screenshot, true},
+        {"startService", &ControlCommands::startService, true},
+        {"stopService", &ControlCommands::stopService, true},
+        {"killService", &ControlCommands::killService, true},
     };
     for (const Command& command : commands)
         if (name == QLatin1String(command.name))
@@ -126,6 +127,12 @@ ControlCommands::Outcome ControlCommands::dispatch(CheckedObject& request)
     if (!request.isGood())
         return {request.error(), {}};
     const Command* command = find(name);
+    if (command && command->needsEmulation && !m_desk.isEmulated())
+        return {
+            QStringLiteral("With --kernel there is no command \"%1\": the service and the displays "
+                           "are the machine's own.")
+                .arg(name),
+            {}};
     if (!command)
         return {QStringLiteral("There is no command \"%1\".").arg(name), {}};
     return (this->*command->handler)(request);
@@ -170,6 +177,10 @@ ControlCommands::Outcome ControlCommands::unplug(CheckedObject& request)
 ControlCommands::Outcome ControlCommands::breakDown(CheckedObject& request)
 {
     DeskDevice& device = anyDevice(m_desk, request);
+    const QString held = QStringLiteral("held");
+    if (!m_desk.isEmulated() && request.text(QStringLiteral("fault")) == held)
+        request.complain(
+            QStringLiteral("With --kernel a device is held by a program that claims it."));
     if (request.isGood())
         device.breakDown(request);
     return {request.error(), {}};

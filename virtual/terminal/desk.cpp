@@ -18,10 +18,12 @@ IdentityCard invented(CardType type, int holder)
 
 } // namespace
 
-Desk::Desk()
-    : m_pad(m_kernel)
+Desk::Desk(const QString& hostController)
+    : m_kernel(hostController)
+    , m_pad(m_kernel)
     , m_usbReader(m_kernel)
     , m_hidReader(m_kernel)
+    , m_simReader(hostController.isEmpty())
     , m_documentCamera(m_kernel, {})
     , m_portraitCamera(m_kernel, portraitCamera())
 {
@@ -29,14 +31,17 @@ Desk::Desk()
 
 QString Desk::furnish()
 {
+    const QString simReader = QStringLiteral("simReader");
     for (const QString& name : deviceNames()) {
+        if (name == simReader && !isEmulated())
+            continue;
         QString fault = device(name).plug();
         if (!fault.isEmpty())
             return fault;
     }
     m_usbReader.putCard(invented(CardType::Resident, 0));
     m_hidReader.putCard(invented(CardType::PermanentResidence, 1));
-    return m_simReader.insertSim(QStringLiteral("89860113456789012340"));
+    return isEmulated() ? m_simReader.insertSim(QStringLiteral("89860113456789012340")) : QString();
 }
 
 const QStringList& Desk::deviceNames()

@@ -18,9 +18,12 @@ namespace virtual_desk {
 class Desk
 {
 public:
-    Desk();
+    /// \param hostController see VirtualKernel: the devices are the running kernel's, and the
+    /// service and the smart-card daemon are those of the machine
+    explicit Desk(const QString& hostController = {});
 
-    /// Plugs all devices in, puts a card on each reader and inserts a SIM.
+    /// Plugs all devices in, puts a card on each reader and inserts a SIM. With the machine's own
+    /// PC/SC daemon the SIM reader is left out: it may have no virtual reader.
     /// \return an empty text, or an error message
     QString furnish();
 
@@ -40,6 +43,8 @@ public:
     QStringList takeLog(const QString& name, bool forget);
 
     QJsonObject state();
+
+    bool isEmulated() const { return m_kernel.hostController().isEmpty(); }
 
 private:
     VirtualKernel m_kernel;

@@ -5,6 +5,7 @@
 // The virtual terminal: the service on emulated devices, and a port to operate them.
 
 #include "app/termination_signals.h"
+#include "virtual/kernel/vhci_port.h"
 #include "virtual/terminal/control_commands.h"
 #include "virtual/terminal/control_server.h"
 #include "virtual/terminal/desk.h"
@@ -30,7 +31,10 @@ struct Options
     QString directory;
     bool bare = false;
     bool verbose = false;
+    bool kernel = false;
 };
+
+const char hostController[] = "/sys/devices/platform/vhci_hcd.0";
 
 int fail(const QString& what)
 {
@@ -62,17 +66,22 @@ Options readOptions(int argc, char* argv[])
                                   QStringLiteral("Begin with nothing plugged in and no cards."));
     const QCommandLineOption verbose(QStringLiteral("verbose"),
                                      QStringLiteral("Print what the service writes."));
+    const QCommandLineOption kernel(
+        QStringLiteral("kernel"),
+        QStringLiteral("Plug the USB devices in to the running kernel (module vhci-hcd), for the "
+                       "service that is installed here; starts none itself."));
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Runs the desk-terminal service on a desk of emulated devices."));
     parser.addHelpOption();
-    parser.addOptions({controlPort, service, templates, directory, bare, verbose});
+    parser.addOptions({controlPort, service, templates, directory, bare, verbose, kernel});
     parser.process(application);
     const uint port = parser.value(controlPort).toUInt();
     if (port == 0 || port > 65535 || !parser.positionalArguments().isEmpty())
         parser.showHelp(1);
     return {static_cast<quint16>(port), parser.value(service), parser.value(templates),
-            parser.value(directory),    parser.isSet(bare),    parser.isSet(verbose)};
+            parser.value(directory),    parser.isSet(bare),    parser.isSet(verbose),
+            parser.isSet(kernel)};
 }
 
 bool copyTemplates(const QString& from, const QString& directory)
@@ -92,7 +101,7 @@ void printLine(const QString& line, const QString& stream)
 
 int run(const Options& options, const QString& directory)
 {
-    Desk desk;
+    Desk desk(options.kernel ? QString::fromLatin1(hostController) : QString());
     ServiceRunner service(options.service, directory);
     ControlCommands commands(desk, service);
     ControlServer control(commands);
@@ -109,7 +118,7 @@ int run(const Options& options, const QString& directory)
                         .arg(options.controlPort)
                         .arg(fault));
     fault = options.bare ? QString() : desk.furnish();
-    if (fault.isEmpty())
+    if (fault.isEmpty() && !options.kernel)
         fault = service.start();
     if (!fault.isEmpty())
         return fail(fault);
@@ -117,8 +126,13 @@ int run(const Options& options, const QString& directory)
     const TerminationSignals signalsOfTheSystem;
     QObject::connect(&signalsOfTheSystem, &TerminationSignals::arrived, qApp,
                      &QCoreApplication::quit);
-    std::printf("virtual-terminal: service on ws://localhost:%d, control on ws://localhost:%d\n",
-                servicePort, options.controlPort);
+    if (options.kernel)
+        std::printf("virtual-terminal: devices on this kernel, control on ws://localhost:%d\n",
+                    options.controlPort);
+    else
+        std::printf(
+            "virtual-terminal: service on ws://localhost:%d, control on ws://localhost:%d\n",
+            servicePort, options.controlPort);
     std::fflush(stdout);
     return QCoreApplication::exec();
 }
@@ -127,21 +141,25 @@ int run(const Options& options, const QString& directory)
 
 int main(int argc, char* argv[])
 {
-    VirtualKernel::restartUnderPreload(argv);
     const Options options = readOptions(argc, argv);
+    if (options.kernel)
+        qputenv("QT_QPA_PLATFORM", "offscreen"); // it draws what cameras show, and no window
+    else
+        VirtualKernel::restartUnderPreload(argv);
     const QGuiApplication application(argc, argv);
     if (options.controlPort == servicePort)
         return fail(QStringLiteral("the service has port %1 itself; take another for playing the "
                                    "desk.")
                         .arg(servicePort));
-    const QString fault = ServiceRunner::portFault();
+    const QString fault = options.kernel ? VhciPort::fault(QString::fromLatin1(hostController))
+                                         : ServiceRunner::portFault();
     if (!fault.isEmpty())
         return fail(fault);
     const QTemporaryDir temporary;
     const QString directory = options.directory.isEmpty() ? temporary.path() : options.directory;
     if (!QDir().mkpath(directory) || !QFileInfo(directory).isWritable())
         return fail(QStringLiteral("cannot write in ") + directory);
-    if (!copyTemplates(options.templates, directory))
+    if (!options.kernel && !copyTemplates(options.templates, directory))
         std::fprintf(stderr, "virtual-terminal: no card templates in %s: no faces are painted\n",
                      qPrintable(options.templates));
     return run(options, directory);

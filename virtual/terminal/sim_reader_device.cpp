@@ -22,6 +22,9 @@ QByteArray storedIccid(const QString& iccid)
 QString SimReaderDevice::plug()
 {
     m_plugged = startDaemon();
+    if (!m_ownDaemon && !m_plugged)
+        return QStringLiteral("The machine's PC/SC daemon has no reader \"%1\" for a virtual card.")
+            .arg(QLatin1String(PcscDaemon::ReaderName));
     return m_plugged
                ? QString()
                : QStringLiteral("The PC/SC daemon did not start, or did not take the SIM:\n") +
@@ -32,8 +35,10 @@ void SimReaderDevice::unplug()
 {
     repair();
     m_sim.pull();
-    m_daemon.stop();
     m_plugged = false;
+    if (!m_ownDaemon)
+        return;
+    m_daemon.stop();
     m_daemon.start(PcscDaemon::Reader::none);
 }
 
@@ -56,6 +61,8 @@ void SimReaderDevice::pullSim()
 
 bool SimReaderDevice::startDaemon()
 {
+    if (!m_ownDaemon)
+        return PcscDaemon::hasReaders() && (m_iccid.isEmpty() || putSimIn());
     m_daemon.stop();
     if (m_daemon.start() && (m_iccid.isEmpty() || putSimIn()))
         return true;
@@ -75,6 +82,8 @@ std::optional<std::function<void()>> SimReaderDevice::faultAction(const QString&
 {
     if (!m_plugged)
         keys.complain(QStringLiteral("\"simReader\" is not plugged in."));
+    if (!m_ownDaemon)
+        return std::nullopt;
     if (fault == QLatin1String("frozen"))
         return [this] {
             m_faulty = Fault::Frozen;

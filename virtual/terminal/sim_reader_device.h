@@ -15,6 +15,13 @@ namespace virtual_desk {
 class SimReaderDevice : public DeskDevice
 {
 public:
+    /// \param ownDaemon false: the machine's daemon serves the reader. It cannot be broken then,
+    /// and the plug is only this device's word.
+    explicit SimReaderDevice(bool ownDaemon)
+        : m_ownDaemon(ownDaemon)
+    {
+    }
+
     bool isPlugged() const override { return m_plugged; }
     QString plug() override;
     /// Also repairs the reader.
@@ -39,6 +46,7 @@ private:
     bool startDaemon();
     bool putSimIn();
 
+    const bool m_ownDaemon;
     PcscDaemon m_daemon;
     VirtualSimCard m_sim;
     bool m_plugged = false;
