@@ -21,34 +21,22 @@ private Q_SLOTS:
         QFile file(QStringLiteral(DESK_SOURCE_DIR "/packaging/70-desk-terminal.rules"));
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QStringList lines = QString(file.readAll()).split('\n').filter("SUBSYSTEM==");
-        const auto assigned = [&lines](const char* subsystem, const char* parents, int vendor,
-                                       int product) {
-            const QString device =
-                QString::asprintf("ATTR%s{idVendor}==\"%04x\", ATTR%s{idProduct}==\"%04x\"",
-                                  parents, vendor, parents, product);
-            return lines.filter(QString("SUBSYSTEM==\"%1\"").arg(subsystem))
-                .filter(device)
-                .join('|');
-        };
-        struct
-        {
-            int vendor, product;
-            bool isHid, staysAwake;
-        } const devices[] = {{padVendor, padProduct, true, false},
-                             {UsbReader::vendorId, UsbReader::productId, false, true},
-                             {HidIDCard::VendorId, HidIDCard::ProductId, true, true}};
-        for (const auto& one : devices) {
-            const QString usb = assigned("usb", "", one.vendor, one.product);
-            const QString hidraw = assigned("hidraw", "S", one.vendor, one.product);
-            QVERIFY(usb.contains("TAG+=\"uaccess\"") && usb.contains("GROUP=\"desk-terminal\""));
-            QCOMPARE(usb.contains("ATTR{power/control}=\"on\""), one.staysAwake);
-            QCOMPARE(hidraw.contains("TAG+=\"uaccess\""), one.isHid);
+        const int pad[] = {padVendor, padProduct};
+        const int usbReader[] = {UsbReader::vendorId, UsbReader::productId};
+        const int hidReader[] = {HidIDCard::VendorId, HidIDCard::ProductId};
+        for (const int* device : {pad, usbReader, hidReader}) {
+            const QString id = QString::asprintf(
+                R"(ATTR-{idVendor}=="%04x", ATTR-{idProduct}=="%04x")", device[0], device[1]);
+            const auto usb = lines.filter(R"("usb")").filter(QString(id).remove('-')).join('|');
+            const auto raw = lines.filter(R"("hidraw")").filter(QString(id).replace('-', 'S'));
+            QVERIFY(usb.contains(R"(TAG+="uaccess")") && usb.contains(R"(GROUP="desk-terminal")"));
+            QCOMPARE(usb.contains(R"(ATTR{power/control}="on")"), device != pad);
+            QCOMPARE(raw.filter(R"(TAG+="uaccess")").size(), device == usbReader ? 0 : 1);
         }
         QCOMPARE(lines.size(), 8);
         const QStringList opening = lines.filter("MODE=\"0660\"");
         QCOMPARE(opening.size(), 5);
-        QVERIFY(
-            opening.filter(QRegularExpression("power/control|LIBINPUT_IGNORE_DEVICE")).isEmpty());
+        QVERIFY(opening.filter(QRegularExpression("power/control|LIBINPUT")).isEmpty());
     }
 };
 
