@@ -54,33 +54,22 @@ private Q_SLOTS:
     {
         const auto [failing, code, told, message] = row<int, QByteArray, QByteArray, QString>();
         // The first response has no NUL in its 1024 characters.
-        const QList<QByteArray> answers{
-            "", "3B9F96", QByteArray(1024, '9'), "9F0F", failing == 7 ? code : iccid, "", ""};
-        const auto sent = [&](const QByteArray& command, int step) {
-            return "发送APDU:" + command + "\nn返回APDU:" + answers[step].left(1023) + '\n';
-        };
-        const QList<QByteArray> console{"打开设备端口成功",
-                                        "设备上电成功,ATR:3B 9F 96 " +
-                                            QByteArray("00 ").repeated(29) + '\n',
-                                        sent("A0A40000023F00", 2),
-                                        sent("A0A40000022FE2", 3),
-                                        sent("A0B000000A", 4),
-                                        "设备下电成功",
-                                        "设备关闭成功"};
-        QStringList calls =
-            QString("OpenCardReader 1 \"Generic EMV Smartcard Reader 0\" tail zero|CardPowerOn "
-                    "buffer zero|"
-                    "SendApduCommand 14 A0A40000023F00 buffer zero|SendApduCommand 14 "
-                    "A0A40000022FE2 buffer zero|"
-                    "SendApduCommand 10 A0B000000A buffer zero|CardPowerOff|CloseCardReader")
-                .split('|')
-                .mid(0, failing + 1);
+        // clang-format off
+        const QList<QByteArray> answers{"", "3B9F96", QByteArray(1024, '9'), "9F0F", failing == 7 ? code : iccid, "", ""};
+        const QString text = "打开设备端口成功|设备上电成功,ATR:3B 9F 96 " + QString("00 ").repeated(29) + "\n|"
+            "发送APDU:A0A40000023F00\nn返回APDU:" + QString(1023, '9') + "\n|发送APDU:A0A40000022FE2\nn返回APDU:9F0F\n|"
+            "发送APDU:A0B000000A\nn返回APDU:" + answers[4] + "\n|设备下电成功|设备关闭成功";
+        const QString record = R"(OpenCardReader 1 "Generic EMV Smartcard Reader 0" tail zero|CardPowerOn buffer zero|)"
+            "SendApduCommand 14 A0A40000023F00 buffer zero|SendApduCommand 14 A0A40000022FE2 buffer zero|"
+            "SendApduCommand 10 A0B000000A buffer zero|CardPowerOff|CloseCardReader";
+        // clang-format on
+        QStringList calls = record.split('|').mid(0, failing + 1);
         QByteArray script;
         QByteArray output;
         for (int i = 0; i < calls.size(); ++i) {
             const QByteArray result = i == failing ? code + " 9000" : "0 " + answers[i];
             script += calls[i].section(' ', 0, 0).toUtf8() + ' ' + result + '\n';
-            output += i == failing ? told : console[i];
+            output += i == failing ? told : text.section('|', i, i).toUtf8();
         }
         if (failing > 0)
             calls << "CloseCardReader"; // once more, without a word, and its result does not count
@@ -99,9 +88,9 @@ private Q_SLOTS:
         if (failing == 7)
             QCOMPARE(m_client.text(), read); // pages rely on it
         QVERIFY(m_client.silentFor(100));
-        QFile record("record");
-        QVERIFY(record.open(QIODevice::ReadOnly));
-        QCOMPARE(QString(record.readAll()).split('\n', Qt::SkipEmptyParts), calls);
+        QFile recorded("record");
+        QVERIFY(recorded.open(QIODevice::ReadOnly));
+        QCOMPARE(QString(recorded.readAll()).split('\n', Qt::SkipEmptyParts), calls);
         QVERIFY(m_service.waitForOutput(output));
         QCOMPARE(m_service.standardOutput(), output);
         QVERIFY(m_service.waitForError("20220711\nZCSIMCard\nL_Error1\n"));
