@@ -125,7 +125,7 @@ UsbAnswer UvcCamera::control(const UsbRequest& request)
     }
 }
 
-/// Of the parameters, only the size can be chosen.
+// Of the parameters, only the size can be chosen.
 void UvcCamera::negotiate(const QByteArray& parameters)
 {
     const int frame = parameters.size() > frameAt ? static_cast<quint8>(parameters.at(frameAt)) : 0;

@@ -68,7 +68,7 @@ void UrbServer::run()
         m_ended();
 }
 
-/// \return false at the end
+// Returns false at the end
 bool UrbServer::serveOnce()
 {
     const bool readable = awaitWork();
@@ -79,8 +79,8 @@ bool UrbServer::serveOnce()
     return !m_pulled;
 }
 
-/// Waits for a message of the kernel, a call of another thread, or a late answer.
-/// \return whether there is a message
+// Waits for a message of the kernel, a call of another thread, or a late answer.
+// Returns whether there is a message
 bool UrbServer::awaitWork() const
 {
     pollfd sources[] = {{m_socket, POLLIN, 0}, {m_wake, POLLIN, 0}};
@@ -106,7 +106,7 @@ int UrbServer::millisecondsToNext() const
     return next;
 }
 
-/// \return false when the kernel has closed its end, or does not speak the protocol
+// Returns false when the kernel has closed its end, or does not speak the protocol
 bool UrbServer::receive()
 {
     const std::optional<QByteArray> header = receiveBytes(urbHeaderBytes);
@@ -137,7 +137,7 @@ std::optional<QByteArray> UrbServer::receiveBytes(int count) const
     return bytes;
 }
 
-/// A kernel that has gone away is noticed at the next read.
+// A kernel that has gone away is noticed at the next read.
 void UrbServer::send(const QByteArray& message) const
 {
     int sent = 0;
@@ -188,7 +188,7 @@ void UrbServer::unlink(const UrbCommand& command)
     advance(queue);
 }
 
-/// Asks the device for the oldest transfers of a queue, up to one that has to wait.
+// Asks the device for the oldest transfers of a queue, up to one that has to wait.
 void UrbServer::advance(int queue)
 {
     while (!m_pulled) {
@@ -230,7 +230,7 @@ void UrbServer::deliverDue()
     }
 }
 
-/// Ends a transfer with the answer that it has.
+// Ends a transfer with the answer that it has.
 void UrbServer::deliver(std::list<Urb>::iterator urb)
 {
     const UsbAnswer& answer = *urb->answer;
