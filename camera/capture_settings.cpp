@@ -27,6 +27,7 @@ void applyCaptureSettings()
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_V4L2", "2000");
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0");
     setUnlessSet("OPENCV_VIDEOIO_PRIORITY_GSTREAMER", "0");
+    setUnlessSet("OPENCV_VIDEOIO_PRIORITY_OBSENSOR", "0");
     if (!qEnvironmentVariableIsSet("OPENCV_LOG_LEVEL"))
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
 }

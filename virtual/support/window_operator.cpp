@@ -8,6 +8,8 @@
 #include <QRegularExpression>
 #include <QThread>
 
+#include <algorithm>
+
 namespace virtual_desk {
 
 namespace {
@@ -60,7 +62,14 @@ QStringList WindowOperator::windows() const
     QString output;
     const QString pattern = "^" + QRegularExpression::escape(m_title) + "$";
     xdotool({"search", "--onlyvisible", "--name", pattern}, &output);
-    return output.split('\n', Qt::SkipEmptyParts);
+    QStringList found = output.split('\n', Qt::SkipEmptyParts);
+    const auto isFrame = [](const QString& window) {
+        QString name;
+        run("xprop", {"-id", window, "WM_CLASS"}, &name);
+        return name.contains(QLatin1String("mutter-x11-frames"));
+    };
+    found.erase(std::remove_if(found.begin(), found.end(), isFrame), found.end());
+    return found;
 }
 
 bool WindowOperator::waitForWindows(int count, int timeoutMs) const

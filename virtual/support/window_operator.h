@@ -18,7 +18,8 @@ public:
     /// \param title the exact title of the windows
     explicit WindowOperator(const QString& title);
 
-    /// The X identifiers of the visible windows with the title, the topmost last.
+    /// The X identifiers of the visible windows with the title, the topmost last. The frames that
+    /// mutter draws since version 44 have the same titles and are left out.
     QStringList windows() const;
     /// Whether `count` such windows are visible, now or within `timeoutMs`.
     bool waitForWindows(int count, int timeoutMs = 60000) const;
