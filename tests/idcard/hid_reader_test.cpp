@@ -120,10 +120,10 @@ private Q_SLOTS:
             QCOMPARE(m_card->PICC_Reader_ID_Select(handle), -12L);
             QCOMPARE(m_card->PICC_Reader_ID_Read(handle, m_data.data()), -12L);
         }
+        QVERIFY(m_card->HidD_GetFeature(m_handle + 1, m_data.data(), 32) < 0);
         m_card->ICC_Reader_Close(m_handle); // a stale handle is a failed transfer, which passes
         QCOMPARE(m_card->PICC_Reader_ID_Request(m_handle), 0L);
         QVERIFY(m_card->HidD_GetFeature(m_handle, m_data.data(), 32) < 0);
-        QVERIFY(m_card->HidD_GetFeature(1, m_data.data(), 32) < 0);
         QCOMPARE(m_reader->log(), QStringList());
     }
 
