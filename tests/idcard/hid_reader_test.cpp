@@ -248,30 +248,25 @@ private Q_SLOTS:
         }
     }
 
-    void theCombinedReadFillsNothing_data()
-    {
-        addRows<int, int, QByteArray>({{"no card", 0xB0, 244, "无卡"},
-                                       {"not selected", 0xB1, 252, "?"},
-                                       {"not read", 0xB4, 252, "?"},
-                                       {"read", 0, 0, "?"}});
-    }
-
     void theCombinedReadFillsNothing()
     {
-        const auto [failing, result, message] = row<int, int, QByteArray>();
-        m_reader->setResult(static_cast<IdentityReaderHid::Command>(failing), 1);
-        if (failing == IdentityReaderHid::ReadCard)
-            m_reader->setRawReply({hex("020001")});
-        char t[12][8] = {"?", "?", "?", "?", "?", "?", "?", "?", "?", "?", "?", "?"};
-        unsigned char photo[] = {untouched};
-        int photoLength = -1;
-        QCOMPARE(m_card->PICC_Reader_ReadMsg(m_handle, t[0], t[1], t[2], t[3], t[4], t[5], t[6],
-                                             t[7], t[8], t[9], t[10], t[11], photo, &photoLength),
-                 result);
-        QCOMPARE(QByteArray(t[11]), message);
-        QVERIFY(std::all_of(t, t + 11, [](const char* text) { return qstrcmp(text, "?") == 0; }));
-        QCOMPARE(photo[0], untouched);
-        QCOMPARE(photoLength, -1);
+        for (const auto& [failing, result, message] :
+             {std::tuple(0, 0, "?"), {0xB4, 252, "?"}, {0xB1, 252, "?"}, {0xB0, 244, "无卡"}}) {
+            m_reader->setResult(static_cast<IdentityReaderHid::Command>(failing), 1);
+            if (failing == IdentityReaderHid::ReadCard)
+                m_reader->setRawReply({hex("020001")});
+            char t[12][8] = {"?", "?", "?", "?", "?", "?", "?", "?", "?", "?", "?", "?"};
+            unsigned char photo[] = {untouched};
+            int photoLength = -1;
+            QCOMPARE(m_card->PICC_Reader_ReadMsg(m_handle, t[0], t[1], t[2], t[3], t[4], t[5], t[6],
+                                                 t[7], t[8], t[9], t[10], t[11], photo,
+                                                 &photoLength),
+                     result);
+            QCOMPARE(t[11], message);
+            QVERIFY(std::all_of(t, t + 11, [](const char* each) { return *each == '?'; }));
+            QCOMPARE(photo[0], untouched);
+            QCOMPARE(photoLength, -1);
+        }
     }
 
 private:

@@ -29,9 +29,6 @@ private Q_SLOTS:
                                         {"read held", "read", "held", 100},
                                         {"read no answer", "read", "no answer", 100},
                                         {"number", "number", "", 200},
-                                        {"number unplugged", "number", "unplugged", 200},
-                                        {"number held", "number", "held", 100},
-                                        {"number no answer", "number", "no answer", 100},
                                         {"HID", "HID", "", 300},
                                         {"HID unplugged", "HID", "unplugged", 300},
                                         {"HID held", "HID", "held", 100}});

@@ -258,12 +258,9 @@ private Q_SLOTS:
     {
         const QString none = "libusb_open_device_with_vid_pid(0x0400, 0xC35A) failed \n";
         const QString held = "libusb_claim_interface(0) \n";
-        const QString unread = "read card failed";
         const std::tuple<std::function<void()>, int, QString, QString> failures[] = {
             {[] {}, 431003, "init USB failed", "ZCStartDeviceAB"},
-            {[this] { m_reader->takeCard(); }, 431004, unread, "读卡失败"},
-            {[this] { m_reader->replaceTransfer(9, UsbAnswer::stall()); }, 431004, unread,
-             "读卡失败"},
+            {[this] { m_reader->takeCard(); }, 431004, "read card failed", "读卡失败"},
             {[this] { m_reader->replaceTransfersFrom(0, UsbAnswer::stall()); }, 0,
              "获取0503模块SAMID失败", "libusb_bulk_transfer(0x01) write failed:[0] \n"},
             {[this] { m_reader->setHeldElsewhere(true); }, 431003, held,
