@@ -159,8 +159,9 @@ void EchoServer::onNewConnection()
     if (const QTcpSocket* connection = connectionOf(*socket, *server))
         connect(connection, &QTcpSocket::readyRead, socket, [socket] { canBeAnswered(socket); });
     m_clients << socket;
-    qCInfo(serverLog) << "client of the origin" << socket->origin().left(longestLoggedOrigin)
-                      << "from" << socket->peerAddress().toString();
+    qCInfo(serverLog, "client of the origin \"%s\" from %s",
+           qUtf8Printable(socket->origin().left(longestLoggedOrigin)),
+           qUtf8Printable(socket->peerAddress().toString()));
 }
 
 void EchoServer::processTextMessage(QString message)
