@@ -65,6 +65,13 @@ class SignatureTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    // The service leaves signals ignored that were ignored when it started, as under nohup(1).
+    void initTestCase()
+    {
+        for (const int number : {SIGINT, SIGTERM, SIGHUP})
+            std::signal(number, SIG_DFL);
+    }
+
     void init()
     {
         QFile::remove(signaturePath);
