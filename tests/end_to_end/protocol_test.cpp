@@ -10,6 +10,11 @@
 #include <QTcpSocket>
 
 #include <list>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 using namespace virtual_desk;
 
@@ -80,6 +85,24 @@ private Q_SLOTS:
     {
         for (const char* address : {"127.0.0.1", "127.0.0.2", "::1"})
             QVERIFY(RawClient(upgradeRequest, address).hears("\r\nServer: Echo Server\r\n"));
+    }
+
+    // Asked of copies of its sockets, because what it saves is time.
+    void sendsTheRestOfAReplyBeforeItsBeginningIsAcknowledged()
+    {
+        const auto service = static_cast<int>(::syscall(SYS_pidfd_open, m_service.processId(), 0));
+        QList<bool> sendsAtOnce;
+        for (int number = 0; number < m_service.openDescriptors() + 50; ++number) {
+            const auto copy = static_cast<int>(::syscall(SYS_pidfd_getfd, service, number, 0));
+            int on = 0;
+            socklen_t size = sizeof on;
+            if (copy >= 0 && ::getsockopt(copy, IPPROTO_TCP, TCP_NODELAY, &on, &size) == 0)
+                sendsAtOnce << (on != 0);
+            ::close(copy);
+        }
+        ::close(service);
+        QVERIFY2(sendsAtOnce.size() >= 2, "one that listens and one for each client");
+        QVERIFY(!sendsAtOnce.contains(false));
     }
 
     void logsItsStartAndSendsUnknownRequestsBack()
