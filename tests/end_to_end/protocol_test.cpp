@@ -219,6 +219,19 @@ private Q_SLOTS:
         }
     }
 
+    void forgetsClientsThatLeave()
+    {
+        qint64 before = 0;
+        for (int i = 0; i < 700; ++i) {
+            DeskClient client;
+            QVERIFY(client.open());
+            before = i == 200 ? m_service.residentKiB() : before; // its caches are full
+        }
+#ifndef __SANITIZE_ADDRESS__ // which keeps what was freed for a while
+        QVERIFY(m_service.residentKiB() < before + 512);
+#endif
+    }
+
     void acceptsAgainAfterItHadNoDescriptorLeft()
     {
         const int usual = m_service.limitDescriptors(3); // what is open stays open
@@ -252,6 +265,17 @@ private Q_SLOTS:
         m_service.closeOutput();
         for (int i = 0; i < 2; ++i)
             QCOMPARE(m_neighbour.asked("ZCSIMCard"), QString("ZCSIMCard 0 打开设备端口失败"));
+
+        // Qt ignores SIGPIPE once it has written to a socket: here the reader goes before that.
+        m_service.stop();
+        QProcess unread;
+        unread.start("bash", {"-c", "exec > >(exit) 2>&1; wait $!; exec \"$0\"",
+                              DESK_BIN_DIR "/desk-terminal-service"});
+        AWAIT(servicePortOpen() || unread.state() == QProcess::NotRunning);
+        QCOMPARE(unread.state(), QProcess::Running);
+        unread.terminate();
+        QVERIFY(unread.waitForFinished(60000) && m_neighbour.waitForClosed());
+        init();
     }
 
     void withoutADisplayItSaysSoAndEnds()
