@@ -234,6 +234,9 @@ private Q_SLOTS:
 
     void acceptsAgainAfterItHadNoDescriptorLeft()
     {
+        // The thread that watches for signals is named once it has its descriptors.
+        AWAIT(QProcess::execute("sh", {"-c", "grep -qx QThread /proc/$0/task/*/comm",
+                                       QString::number(m_service.processId())}) == 0);
         const int usual = m_service.limitDescriptors(3); // what is open stays open
         RawClient waiting(upgradeRequest);
         QVERIFY(!waiting.waitForReadyRead(300));
