@@ -99,7 +99,10 @@ QString takeFile(Settings& settings, const QString& path)
     if (file.status() != QSettings::NoError)
         return QStringLiteral("it has a line that is neither KEY=VALUE nor a comment (;)");
     for (const QString& name : names) {
-        const QString error = takeKey(settings, name, file.value(name).toStringList());
+        QStringList words = file.value(name).toStringList();
+        if (words.isEmpty()) // of a value that Qt cannot read, such as "@Invalid()"
+            words << QString();
+        const QString error = takeKey(settings, name, words);
         if (!error.isEmpty())
             return error;
     }

@@ -75,7 +75,7 @@ private Q_SLOTS:
         // clang-format off
         const QStringList mistakes{
             "origin=all", "no key is called \"origin\"", "[a]\nlisten=all", "\"a/listen\"", "loopback", "neither KEY=VALUE",
-            "listen=", "listen: \"\"", "listen=127.0.0.1, 0", "listen: \"0\"", "origins=https://a.b/", "origins: ",
+            "listen=", "listen: \"\"", "origins=@Invalid()", "origins: \"\"", "listen=127.0.0.1, 0", "listen: \"0\"", "origins=https://a.b/", "origins: ",
             "origins=https://*.org", "origins: ", "commands=ZCSIMCard, zcsimcard", "commands: \"zcsimcard\"",
             "privacy=1, 2", "privacy: \"2\"", "privacy=172800", "privacy: \"172800\"", "diagnosis=usb", "diagnosis: \"usb\""};
         // clang-format on
