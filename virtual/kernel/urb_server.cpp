@@ -55,7 +55,7 @@ void UrbServer::wake() const
     [[maybe_unused]] const ssize_t written = ::write(m_wake, &once, sizeof(once));
 }
 
-// On the thread, like everything below.
+// This and all functions below run on the server's thread.
 void UrbServer::run()
 {
     while (serveOnce()) {
@@ -68,7 +68,7 @@ void UrbServer::run()
         m_ended();
 }
 
-// Returns false at the end
+// Returns false when the server is to end.
 bool UrbServer::serveOnce()
 {
     const bool readable = awaitWork();
@@ -79,8 +79,8 @@ bool UrbServer::serveOnce()
     return !m_pulled;
 }
 
-// Waits for a message of the kernel, a call of another thread, or a late answer.
-// Returns whether there is a message
+// Waits for a message of the kernel, a call of another thread, or the time of a delayed answer.
+// Returns whether there is a message.
 bool UrbServer::awaitWork() const
 {
     pollfd sources[] = {{m_socket, POLLIN, 0}, {m_wake, POLLIN, 0}};
@@ -106,7 +106,7 @@ int UrbServer::millisecondsToNext() const
     return next;
 }
 
-// Returns false when the kernel has closed its end, or does not speak the protocol
+// Returns false when the kernel has closed its end, or does not follow the protocol.
 bool UrbServer::receive()
 {
     const std::optional<QByteArray> header = receiveBytes(urbHeaderBytes);
