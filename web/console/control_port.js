@@ -23,7 +23,11 @@ function openControlPort(url, listener) {
             setTimeout(open, retryMs);
             return;
         }
-        socket = new WebSocket(url);
+        try {
+            socket = new WebSocket(url);
+        } catch {
+            return; // Firefox, for a page whose Content-Security-Policy does not allow the address
+        }
         socket.onopen = () => listener.connected(true);
         socket.onmessage = ({ data }) => receive(JSON.parse(data));
         socket.onclose = () => {
@@ -51,7 +55,7 @@ function openControlPort(url, listener) {
     open();
     return (command, keys = {}) => new Promise((resolve, reject) => {
         const text = JSON.stringify({ ...keys, id: ++lastId, command });
-        if (socket.readyState !== WebSocket.OPEN)
+        if (socket?.readyState !== WebSocket.OPEN)
             reject(new Error(view.text("virtual.lost")));
         else if (new Blob([text]).size > longestMessage)
             reject(new Error(view.text("virtual.tooLarge")));
