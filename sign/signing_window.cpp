@@ -106,6 +106,12 @@ void MainWindow::placeOnPad()
     setWindowOpacity(g_SignData.transparency * 0.01);
 }
 
+QRect MainWindow::padDisplay()
+{
+    return {g_SignData.screenX, g_SignData.screenY, g_SignData.screenWidth,
+            g_SignData.screenHeight};
+}
+
 // Activates the layout, from which the canvas takes its size. The window is not mapped for it:
 // after a map and an unmap some window managers do not show the window again, or not on top.
 void MainWindow::layOutUnseen()

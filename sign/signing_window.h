@@ -22,6 +22,9 @@ QT_END_NAMESPACE
 class MainWindow : public QDialog
 {
     Q_OBJECT
+    /// The pad's display in pixels of the desktop. The virtual terminal presses buttons through the
+    /// pad and reads the property for that.
+    Q_PROPERTY(QRect padDisplay READ padDisplay)
 
 public:
     /// Results of `exec()`.
@@ -44,6 +47,8 @@ public:
     /// Draws from the last sample to this one, in canvas pixels. Pressure 0 lifts the pen and draws
     /// nothing.
     void DrawWgtHandWriting(int cx, int cy, int p);
+
+    static QRect padDisplay();
 
     /// Clears the canvas to white, unless the button is disabled. The window stays open.
     void btnResign_clicked();

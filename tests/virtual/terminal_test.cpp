@@ -8,6 +8,7 @@
 #include "tests/support/table.h"
 #include "virtual/support/desk_client.h"
 
+#include <QImage>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
@@ -124,6 +125,34 @@ private Q_SLOTS:
         QCOMPARE(m_page->asked("ZCDeviceExist"), "ZCDeviceExist 0 ");
     }
 
+    void buttonsOfTheServicesWindowsArePressed_data()
+    {
+        addRows<QString, QString, QString, QSize>(
+            {{"with the pen", "ZCBeginSignAB", "signing", "确定", {800, 500}},
+             {"with the pointer", "ZCCameraPic", "capture", "关闭退出", {1033, 481}}});
+    }
+    void buttonsOfTheServicesWindowsArePressed()
+    {
+        const auto [command, window, name, size] = row<QString, QString, QString, QSize>();
+        const QJsonObject button{{"window", window}, {"button", name}};
+        QCOMPARE(m_page->asked("ZCStartDeviceAB"), "ZCStartDeviceAB 1 ");
+        m_page->command(command, {{"x", 240}, {"y", 150}, {"width", 800}, {"height", 500}});
+        m_player->waitForState([&window = window](const QJsonValue& state) {
+            return state["windows"][0]["window"] == window;
+        });
+        QCOMPARE(m_player->ask("press", {{"window", window}, {"button", "x"}}),
+                 "The window has no button \"x\".");
+        const QJsonValue shown = m_player->ask("screenshot", {{"window", window}});
+        const QByteArray png = QByteArray::fromBase64(shown["png"].toString().toLatin1());
+        QCOMPARE(QImage::fromData(png).size(), size);
+        QCOMPARE(m_player->ask("press", button), QJsonObject());
+        // Nobody took a picture; the signature may be empty.
+        QVERIFY(m_page->reply()["success"] == 1 || window == "capture");
+        m_player->waitForState(
+            [](const QJsonValue& state) { return state["windows"] == QJsonArray(); });
+        QCOMPARE(m_player->ask("press", button), "No window \"" + window + "\" is open.");
+    }
+
     void nonsenseIsRefusedAndChangesNothing_data()
     {
         addRows<QString, QString>(
@@ -208,7 +237,7 @@ private Q_SLOTS:
         const QByteArray listening = outputOf("ss", {"-ltnH", "sport = :12345"});
         QVERIFY(listening.contains("127.0.0.1:12345"));
         QVERIFY(!listening.contains("0.0.0.0:12345") && !listening.contains("*:12345"));
-        QVERIFY(outputOf(program, {"--control-port", "12399"}).contains("ss -ltnp"));
+        QVERIFY(outputOf(program, {"--control-port", "0"}).contains("ss -ltnp"));
         QVERIFY(outputOf(program, {"--control-port", "12343"}).contains("take another"));
         const QByteArray display = qgetenv("DISPLAY");
         qunsetenv("DISPLAY");

@@ -6,6 +6,7 @@
 #include "virtual/terminal/card_request.h"
 #include "virtual/terminal/desk.h"
 #include "virtual/terminal/service_runner.h"
+#include "virtual/terminal/service_windows.h"
 
 #include <QBuffer>
 #include <QGuiApplication>
@@ -25,6 +26,7 @@ constexpr QRect padDisplay(1921, 0, 1280, 800);
 const QString commandKey = QStringLiteral("command");
 const QString deviceKey = QStringLiteral("device");
 const QString idKey = QStringLiteral("id");
+const QString windowKey = QStringLiteral("window");
 
 QString takenDevice(CheckedObject& request, const QStringList& names)
 {
@@ -84,6 +86,7 @@ const ControlCommands::Command* ControlCommands::find(const QString& name)
         {"pen", &ControlCommands::pen},
         {"setPicture", &ControlCommands::setPicture},
         {"log", &ControlCommands::log},
+        {"press", &ControlCommands::press, true},
         {"screenshot", &ControlCommands::screenshot, true},
         {"startService", &ControlCommands::startService, true},
         {"stopService", &ControlCommands::stopService, true},
@@ -140,8 +143,10 @@ ControlCommands::Outcome ControlCommands::dispatch(CheckedObject& request)
 
 QJsonObject ControlCommands::state()
 {
-    return {{QStringLiteral("devices"), m_desk.state()},
-            {QStringLiteral("service"), m_service.state()}};
+    return {
+        {QStringLiteral("devices"), m_desk.state()},
+        {QStringLiteral("service"), m_service.state()},
+        {QStringLiteral("windows"), m_service.isRunning() ? m_windows.windows() : QJsonArray()}};
 }
 
 ControlCommands::Outcome ControlCommands::tellState(CheckedObject& request)
@@ -302,15 +307,58 @@ ControlCommands::Outcome ControlCommands::log(CheckedObject& request)
     return {{}, {{QStringLiteral("lines"), QJsonArray::fromStringList(lines)}}};
 }
 
-ControlCommands::Outcome ControlCommands::screenshot(CheckedObject& request)
+QJsonObject ControlCommands::takenWindow(CheckedObject& request) const
 {
-    const QString main = QStringLiteral("main");
-    const QString display =
-        request.choice(QStringLiteral("display"), {main, QStringLiteral("pad")});
+    const QString name = request.choice(windowKey, ServiceWindows::names());
+    QJsonObject window = m_windows.window(name);
+    if (window.isEmpty())
+        request.complain(QStringLiteral("No window \"%1\" is open.").arg(name));
+    return window;
+}
+
+// Buttons of the signing window are pressed with the pen, as by the customer.
+ControlCommands::Outcome ControlCommands::press(CheckedObject& request)
+{
+    const QJsonObject window = takenWindow(request);
+    const QString name = request.text(QStringLiteral("button"));
     const QString error = request.error();
     if (!error.isEmpty())
         return {error, {}};
-    const QRect place = display == main ? mainDisplay : padDisplay;
+    const QRect button = ServiceWindows::buttonOnDesktop(window, name);
+    if (button.isNull())
+        return {QStringLiteral("The window has no button \"%1\".").arg(name), {}};
+    const QJsonValue display = window.value(QStringLiteral("padDisplay"));
+    return {display.isObject() ? tapOnPad(button, ServiceWindows::place(display))
+                               : ServiceWindows::click(button.center()),
+            {}};
+}
+
+QString ControlCommands::tapOnPad(const QRect& button, const QRect& display)
+{
+    if (!m_desk.pad().isPlugged())
+        return notPlugged(QStringLiteral("pad"));
+    if (!display.contains(button.center()))
+        return QStringLiteral("The button is not on the pad's display.");
+    const QPoint pixel = button.center() - display.topLeft();
+    return m_desk.pad().write(PadGeometry(display.size()).tap(pixel))
+               ? QString()
+               : QStringLiteral("No program reads the pad.");
+}
+
+ControlCommands::Outcome ControlCommands::screenshot(CheckedObject& request)
+{
+    QRect place;
+    if (request.has(windowKey)) {
+        place = ServiceWindows::place(takenWindow(request).value(QLatin1String("place")));
+    } else {
+        const QString main = QStringLiteral("main");
+        const bool isMain =
+            request.choice(QStringLiteral("display"), {main, QStringLiteral("pad")}) == main;
+        place = isMain ? mainDisplay : padDisplay;
+    }
+    const QString error = request.error();
+    if (!error.isEmpty())
+        return {error, {}};
     QByteArray png;
     QBuffer buffer(&png);
     buffer.open(QIODevice::WriteOnly);

@@ -12,14 +12,16 @@ namespace virtual_desk {
 
 class Desk;
 class ServiceRunner;
+class ServiceWindows;
 
 /// \brief The commands of the control port; see docs/virtual-terminal.md.
 class ControlCommands
 {
 public:
-    ControlCommands(Desk& desk, ServiceRunner& service)
+    ControlCommands(Desk& desk, ServiceRunner& service, const ServiceWindows& windows)
         : m_desk(desk)
         , m_service(service)
+        , m_windows(windows)
     {
     }
 
@@ -43,6 +45,9 @@ private:
     static const Command* find(const QString& name);
 
     Outcome dispatch(CheckedObject& request);
+    /// The open window that "window" names; empty, and an error of the request, when none is open.
+    QJsonObject takenWindow(CheckedObject& request) const;
+    QString tapOnPad(const QRect& button, const QRect& display);
 
     Outcome tellState(CheckedObject& request);
     Outcome plug(CheckedObject& request);
@@ -58,6 +63,7 @@ private:
     Outcome pen(CheckedObject& request);
     Outcome setPicture(CheckedObject& request);
     Outcome log(CheckedObject& request);
+    Outcome press(CheckedObject& request);
     Outcome screenshot(CheckedObject& request);
     Outcome startService(CheckedObject& request);
     Outcome stopService(CheckedObject& request);
@@ -65,6 +71,7 @@ private:
 
     Desk& m_desk;
     ServiceRunner& m_service;
+    const ServiceWindows& m_windows;
 };
 
 } // namespace virtual_desk

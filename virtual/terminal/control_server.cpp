@@ -66,7 +66,7 @@ QString ControlServer::listen(quint16 port)
     // Without IPv6 this is no error. With it the port must be bound too: another program could
     // otherwise receive the connections to "localhost".
     const bool hasIpv6 = QNetworkInterface::allAddresses().contains(QHostAddress::LocalHostIPv6);
-    if (hasIpv6 && !m_ipv6.listen(QHostAddress::LocalHostIPv6, port))
+    if (hasIpv6 && !m_ipv6.listen(QHostAddress::LocalHostIPv6, m_ipv4.serverPort()))
         return m_ipv6.errorString();
     return {};
 }

@@ -28,8 +28,10 @@ public:
     explicit ControlServer(ControlCommands& commands);
     ~ControlServer() override;
 
+    /// \param port 0 chooses a free one
     /// \return an empty text, or the reason why the port cannot be used
     QString listen(quint16 port);
+    quint16 port() const { return m_ipv4.serverPort(); }
 
 public Q_SLOTS:
     void reportLine(const QString& line, const QString& stream);

@@ -10,6 +10,7 @@
 #include "virtual/terminal/control_server.h"
 #include "virtual/terminal/desk.h"
 #include "virtual/terminal/service_runner.h"
+#include "virtual/terminal/service_windows.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -48,9 +49,10 @@ Options readOptions(int argc, char* argv[])
 {
     const QCoreApplication application(argc, argv);
     const QString beside = QCoreApplication::applicationDirPath();
-    const QCommandLineOption controlPort(QStringLiteral("control-port"),
-                                         QStringLiteral("TCP port for playing the desk."),
-                                         QStringLiteral("port"), QStringLiteral("12345"));
+    const QCommandLineOption controlPort(
+        QStringLiteral("control-port"),
+        QStringLiteral("TCP port for playing the desk; 0 takes a free one."),
+        QStringLiteral("port"), QStringLiteral("12345"));
     const QCommandLineOption service(
         QStringLiteral("service"), QStringLiteral("The service's program."), QStringLiteral("file"),
         beside + QStringLiteral("/desk-terminal-service"));
@@ -76,8 +78,9 @@ Options readOptions(int argc, char* argv[])
     parser.addHelpOption();
     parser.addOptions({controlPort, service, templates, directory, bare, verbose, kernel});
     parser.process(application);
-    const uint port = parser.value(controlPort).toUInt();
-    if (port == 0 || port > 65535 || !parser.positionalArguments().isEmpty())
+    bool isNumber = false;
+    const uint port = parser.value(controlPort).toUInt(&isNumber);
+    if (!isNumber || port > 65535 || !parser.positionalArguments().isEmpty())
         parser.showHelp(1);
     return {static_cast<quint16>(port), parser.value(service), parser.value(templates),
             parser.value(directory),    parser.isSet(bare),    parser.isSet(verbose),
@@ -102,11 +105,13 @@ void printLine(const QString& line, const QString& stream)
 int run(const Options& options, const QString& directory)
 {
     Desk desk(options.kernel ? QString::fromLatin1(hostController) : QString());
-    ServiceRunner service(options.service, directory);
-    ControlCommands commands(desk, service);
+    ServiceWindows windows(QCoreApplication::applicationDirPath() + QStringLiteral("/plugins"));
+    ServiceRunner service(options.service, directory, windows.environment());
+    ControlCommands commands(desk, service, windows);
     ControlServer control(commands);
     QObject::connect(&service, &ServiceRunner::lineWritten, &control, &ControlServer::reportLine);
     QObject::connect(&service, &ServiceRunner::stateChanged, &control, &ControlServer::reportState);
+    QObject::connect(&windows, &ServiceWindows::changed, &control, &ControlServer::reportState);
     if (options.verbose)
         QObject::connect(&service, &ServiceRunner::lineWritten, &printLine);
 
@@ -128,11 +133,11 @@ int run(const Options& options, const QString& directory)
                      &QCoreApplication::quit);
     if (options.kernel)
         std::printf("virtual-terminal: devices on this kernel, control on ws://localhost:%d\n",
-                    options.controlPort);
+                    control.port());
     else
         std::printf(
             "virtual-terminal: service on ws://localhost:%d, control on ws://localhost:%d\n",
-            servicePort, options.controlPort);
+            servicePort, control.port());
     std::fflush(stdout);
     return QCoreApplication::exec();
 }

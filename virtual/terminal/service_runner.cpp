@@ -26,10 +26,12 @@ bool portAnswers()
 
 } // namespace
 
-ServiceRunner::ServiceRunner(const QString& program, const QString& directory)
+ServiceRunner::ServiceRunner(const QString& program, const QString& directory,
+                             const QProcessEnvironment& environment)
     : m_program(program)
 {
     m_process.setWorkingDirectory(directory);
+    m_process.setProcessEnvironment(environment);
     connect(&m_process, &QProcess::readyReadStandardOutput, this,
             [this] { passOn(QProcess::StandardOutput); });
     connect(&m_process, &QProcess::readyReadStandardError, this,

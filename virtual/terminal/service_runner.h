@@ -7,6 +7,7 @@
 
 #include <QJsonObject>
 #include <QObject>
+#include <QProcessEnvironment>
 #include <QString>
 
 namespace virtual_desk {
@@ -25,7 +26,8 @@ class ServiceRunner : public QObject
 public:
     /// \param program the service's file
     /// \param directory its working directory
-    ServiceRunner(const QString& program, const QString& directory);
+    ServiceRunner(const QString& program, const QString& directory,
+                  const QProcessEnvironment& environment);
     ~ServiceRunner() override;
 
     /// An error message with advice when the service's port is in use; empty when it is free. The
