@@ -5,7 +5,6 @@
 // pointer and keyboard of the display.
 
 #include "tests/support/patience.h"
-#include "tests/support/table.h"
 #include "virtual/camera/camera.h"
 #include "virtual/kernel/virtual_kernel.h"
 #include "virtual/support/desk_client.h"
@@ -75,37 +74,28 @@ private Q_SLOTS:
         m_desk.reset();
     }
 
-    void handsOverWhatTheOperatorTakes_data()
-    {
-        addRows<int, int>({{"document, 2592 x 1944", 0, 8}, {"portrait, 1600 x 1200", 1, 5}});
-    }
     void handsOverWhatTheOperatorTakes()
     {
-        const auto [camera, resolution] = row<int, int>();
         QVERIFY(m_desk->service.waitForError("20220711\n"));
         m_desk->service.forgetOutput();
         const QString maps = QString("/proc/%1/maps").arg(m_desk->service.processId());
         QVERIFY2(QProcess::execute("grep", {"-q", "libopencv", maps}) == 1, "loaded when idle");
 
-        const Camera& used = camera == 0 ? m_desk->document : m_desk->portrait;
         openWindow("t1");
-        if (camera != 0)
-            QVERIFY(m_operator.chooseCamera(camera));
-        AWAIT(used.isStreaming());
-        QVERIFY(m_operator.chooseResolution(resolution));
-        const QSize size = deskCameraSizes()[resolution];
-        AWAIT_EQUAL(used.currentSize(), size);
-        waitForFrames(used);
+        QVERIFY(m_operator.chooseResolution(8));
+        const QSize size(2592, 1944);
+        AWAIT_EQUAL(m_desk->document.currentSize(), size);
+        waitForFrames(m_desk->document);
         QJsonObject reply = takenAndHandedOver(m_desk->page);
         const QImage picture = pictureIn(reply);
         QCOMPARE(picture.size(), size);
-        QVERIFY(shows(reply, camera == 0 ? Scene::Document : Scene::Portrait));
+        QVERIFY(shows(reply, Scene::Document));
         QCOMPARE(readFrameNumber(picture), readFrameNumber(QImage(pictureFile)));
         reply.remove("Base64");
         QCOMPARE(reply,
                  QJsonObject(
                      {{"functionName", command}, {"success", 1}, {"msg", ""}, {"_tflag", "t1"}}));
-        QVERIFY(!used.isStreaming());
+        QVERIFY(!m_desk->document.isStreaming());
         QCOMPARE(m_desk->service.standardError(),
                  "ZCCameraPic\nZCCameraPic\nZCCameraPic\nCameraUser()++\n~CameraUser()--\n");
         QCOMPARE(m_desk->service.standardOutput(),
