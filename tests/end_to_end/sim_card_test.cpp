@@ -108,13 +108,6 @@ private Q_SLOTS:
         for (int i = 0; i < 4; ++i)
             QCOMPARE(i % 2 == 0 ? ask() : m_client.text(), success());
 
-        daemon.freeze(); // must not hold the other pages up
-        QCOMPARE(ask(), failure("打开设备端口失败"));
-        daemon.thaw();
-        AWAIT_EQUAL(ask(), success()); // asks more than once
-        while (!m_client.silentFor(200))
-            QCOMPARE(m_client.text(), success());
-
         // The read of a page that leaves is finished.
         card.setBehaviour(QByteArray::fromHex("A0B0"),
                           {VirtualSimCard::Behaviour::Kind::files, {}, 300});
