@@ -6,6 +6,7 @@
 
 #include "tests/support/x_desktop.h"
 #include "virtual/camera/camera.h"
+#include "virtual/pad/signature_pad.h"
 #include "virtual/support/desk_client.h"
 #include "virtual/support/window_operator.h"
 
@@ -15,6 +16,9 @@
 using namespace virtual_desk;
 
 namespace {
+
+const QPointF okButton(775, 507); // on the pad's display
+const QRectF writingArea(480, 300, 320, 140);
 
 /// \brief The compositor. Starts it, and puts its X display into this process's environment.
 class Mutter
@@ -62,11 +66,13 @@ private Q_SLOTS:
         AWAIT_EQUAL(QGuiApplication::focusWindow(), &m_clerksPage);
         m_camera.setDequeueTimeout(0);
         m_camera.plugIn();
+        m_pad.device().plug();
         QVERIFY(m_service.start() && m_client.open());
     }
 
     void theSigningWindowIsInItsPlaceOnTopAndLeavesTheKeyboard()
     {
+        QCOMPARE(m_client.asked("ZCStartDeviceAB"), QString("ZCStartDeviceAB 1 "));
         m_client.ask("ZCSetTransparency", {{"Percent", 60}});
         m_client.command("ZCBeginSignAB", signingKeys);
         QVERIFY(m_signing.waitForWindows(1));
@@ -78,7 +84,15 @@ private Q_SLOTS:
         AWAIT_EQUAL(QGuiApplication::focusWindow(), &m_clerksPage);
         QVERIFY(m_signing.press({"a"}));
         AWAIT_EQUAL(m_clerksPage.typed, QString("a"));
-        QCOMPARE(m_client.asked("ZCEndSignAB"), QString("ZCEndSignAB 1 "));
+    }
+
+    void thePenWritesAndConfirms()
+    {
+        m_pad.play(PadGeometry().signature(writingArea), 500);
+        m_pad.play(PadGeometry().tap(okButton), 50);
+        QCOMPARE(m_client.reply()["success"].toInt(), 1);
+        QVERIFY(m_signing.waitForWindows(0));
+        QCOMPARE(QImage("/tmp/kvo_sign.png").width(), signingPlace.width());
     }
 
     void theCaptureWindowTakesTheKeyboardAndThePicture()
@@ -108,6 +122,7 @@ private:
     const CaptureOperator m_capture;
     VirtualKernel m_kernel;
     Camera m_camera{m_kernel, {}};
+    SignaturePad m_pad{m_kernel};
     ServiceProcess m_service;
     DeskClient m_client;
 };
