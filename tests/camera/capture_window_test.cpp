@@ -3,7 +3,6 @@
 
 // The capture window on virtual cameras: its form, the preview, the picture, and cameras that fail.
 
-#include "camera/capture_settings.h"
 #include "camera/capture_window.h"
 #include "camera/preview.h"
 #include "tests/support/output_capture.h"
@@ -19,13 +18,9 @@
 #include <QPushButton>
 #include <QTimer>
 
-#include <atomic>
 #include <optional>
 
 using namespace virtual_desk;
-
-/// Microseconds; see waiting_select.cpp.
-extern std::atomic<long> longestCameraWait;
 
 namespace {
 
@@ -148,17 +143,6 @@ private Q_SLOTS:
         QVERIFY(!m_window->findChild<QTimer*>()->isActive());
     }
 
-    void handsOverNothingWhenTheFileHoldsNoPicture()
-    {
-        open();
-        AWAIT(!preview().isNull());
-        click("photoBtn");
-        QVERIFY(QFile::resize(pictureFile, 10));
-        click("closeCamBtn");
-        QVERIFY(!m_window->isVisible());
-        QCOMPARE(m_window->getBase64(), QString());
-    }
-
     void takesNoPictureBeforeACamerasFirstFrame()
     {
         const LogCapture log;
@@ -259,30 +243,25 @@ private Q_SLOTS:
         AWAIT(shows(preview(), Scene::Document));
     }
 
-    void neverWaitsForAFrame()
+    void setsWhatTheEnvironmentLeavesOpen()
     {
-        open();
-        AWAIT(shows(preview(), Scene::Document));
-        m_document->setStalled(true);
-        longestCameraWait = -1;
-        AWAIT(longestCameraWait >= 0);
-        QCOMPARE(longestCameraWait.load(), 0L);
-        QVERIFY(shows(preview(), Scene::Document));
-    }
-
-    void leavesTheSettingsOfTheEnvironment()
-    {
-        const auto values = [] {
-            applyCaptureSettings();
+        const auto settings = [](bool clear) {
             QByteArray all;
-            for (const char* name :
-                 {"V4L_SELECT_TIMEOUT", "PRIORITY_V4L2", "PRIORITY_GPHOTO2", "PRIORITY_GSTREAMER"})
-                all += qgetenv(qPrintable(QString("OPENCV_VIDEOIO_") + name)) + ' ';
+            for (const char* name : {"V4L_SELECT_TIMEOUT", "PRIORITY_V4L2", "PRIORITY_GPHOTO2",
+                                     "PRIORITY_GSTREAMER"}) {
+                const QByteArray variable = QByteArray("OPENCV_VIDEOIO_") + name;
+                all += qgetenv(variable.constData()) + ' ';
+                if (clear)
+                    qunsetenv(variable.constData());
+            }
             return all;
         };
-        QCOMPARE(values(), "0 2000 0 0 ");
+        settings(true);
+        m_window.emplace(nullptr);
+        QCOMPARE(settings(false), "0 2000 0 0 "); // a stalled camera holds nothing up
         qputenv("OPENCV_VIDEOIO_PRIORITY_V4L2", "1900");
-        QCOMPARE(values(), "0 1900 0 0 ");
+        m_window.emplace(nullptr);
+        QCOMPARE(settings(true), "0 1900 0 0 ");
     }
 
 private:
