@@ -3,16 +3,50 @@
 
 export declare const defaultUrl: string;
 
-export type CommandName =
-    | "ZCDeviceExist" | "ZCStartDeviceAB" | "ZCBeginSignAB" | "ZCOutputImageBase64AB" | "ZCEndSignAB"
-    | "ZCSetTransparency" | "ZCSetPenWidth" | "ZCSetModeAB" | "ZCStopDeviceAB" | "ZCResignAB"
-    | "ZCSetSignScreenPosSizeAB" | "ZCGetSAMNum" | "ZCReadIDCard" | "ZCReadHIDOpen" | "ZCReadHIDIDCard"
-    | "ZCCameraPic" | "ZCSIMCard";
+/** Known words, which an editor proposes, or any other. */
+type Open<Known extends string> = Known | (string & {});
+
+type None = Record<string, never>;
+
+/** The parameters of each command. */
+export interface CommandParameters {
+    ZCDeviceExist: None;
+    ZCStartDeviceAB: None;
+    ZCBeginSignAB: Area;
+    ZCOutputImageBase64AB: None;
+    ZCEndSignAB: None;
+    ZCSetTransparency: { Percent: number };
+    ZCSetPenWidth: { Width: number };
+    ZCSetModeAB: { mode: number };
+    ZCStopDeviceAB: None;
+    ZCResignAB: None;
+    ZCSetSignScreenPosSizeAB: Area;
+    ZCGetSAMNum: None;
+    ZCReadIDCard: None;
+    ZCReadHIDOpen: None;
+    ZCReadHIDIDCard: None;
+    ZCCameraPic: None;
+    ZCSIMCard: None;
+}
+
+export type CommandName = keyof CommandParameters;
 
 /** Each command's parameters with their minimum and maximum, and the time limit of its reply. */
-export declare const commands: Readonly<
-    Record<CommandName, { parameters: Record<string, [least: number, greatest: number]>; seconds?: number }>
->;
+export declare const commands: {
+    readonly [Name in CommandName]: {
+        parameters: Record<CommandParameters[Name] extends None ? string : keyof CommandParameters[Name],
+            [least: number, greatest: number]>;
+        seconds?: number;
+    };
+};
+
+/** What follows the name in {@link DeskTerminal.request}; a command that is not in the table takes anything. */
+type RequestArguments<Name> =
+    Name extends CommandName
+        ? CommandParameters[Name] extends None
+            ? [parameters?: None, options?: CommandOptions]
+            : [parameters: CommandParameters[Name], options?: CommandOptions]
+        : [parameters?: object, options?: CommandOptions];
 
 /** A rectangle in pixels. */
 export interface Area {
@@ -24,16 +58,15 @@ export interface Area {
 
 export interface Picture {
     base64: string;
-    /** "image/png", "image/jpeg" or "image/bmp". */
-    type: string;
+    type: "image/png" | "image/jpeg" | "image/bmp" | "application/octet-stream";
     /** For the `src` of an image. */
     dataUrl: string;
 }
 
 /** An identity card. Fields that a kind of card does not have are empty. */
 export interface Card {
-    /** The code of the card's type, "J", "I" or another. */
-    CardType: string;
+    /** The card's type: "I" permanent residence card, "J" residence permit, usually a space for a resident card. */
+    CardType: Open<" " | "I" | "J">;
     name: string;
     englishName: string;
     gender: string;
@@ -70,27 +103,38 @@ export interface Reply {
 export type LikelyReason =
     | "service-not-running" | "public-http" | "permission-denied" | "permission-needed" | "mixed-content";
 
+/** The words for errors that the client finds; each is the error's `code` and, except "unreachable", its `reason`. */
+export type ClientCode =
+    | "unreachable" | "connection-lost" | "closed" | "timeout" | "aborted" | "busy" | "ended" | "unknown-command"
+    | "card-unreadable";
+
+/** Why a step failed; a table of texts with these keys is complete. */
+export type KnownReason =
+    | Exclude<ClientCode, "unreachable"> | LikelyReason | "content-security-policy"
+    | "pad-absent" | "pad-busy" | "signing-in-progress" | "cancelled" | "not-signed"
+    | "reader-absent" | "reader-failed" | "card-absent" | "no-picture";
+
+/** A known reason, or the service's code as text. */
+export type Reason = Open<KnownReason>;
+
 /** A failed step of a command. */
 export declare class DeskError extends Error {
     constructor(step: string, code: number | string, text: string, reply?: Reply);
     /** The command that failed, "connect" or "ping". */
-    readonly step: string;
-    /**
-     * The service's code, or "unreachable", "connection-lost", "closed", "timeout", "busy", "ended",
-     * "unknown-command", "card-unreadable".
-     */
-    readonly code: number | string;
+    readonly step: Open<CommandName | "connect" | "ping">;
+    /** The service's code, or a word of the client. */
+    readonly code: number | Open<ClientCode>;
     /** The service's message, or the client's. */
     readonly text: string;
     /** A keyword for the cause, for choosing a message. */
-    readonly reason: string;
+    readonly reason: Reason;
     readonly reply?: Reply;
 }
 
 export type State = "closed" | "connecting" | "open" | "waiting";
 
 export declare class DeskEvent extends Event {
-    constructor(type: string, details: object);
+    constructor(type: keyof DeskEvents, details: object);
 }
 
 export interface StateEvent extends DeskEvent {
@@ -134,14 +178,31 @@ export interface Options {
     sessionCheck?: number;
 }
 
-export interface CommandOptions {
+export interface AbortOptions {
+    /**
+     * Rejects the promise with the code "aborted". A command that is not sent yet is dropped; one that is sent is
+     * carried out by the service, except that a signing session is ended.
+     */
+    signal?: AbortSignal | undefined;
+}
+
+export interface CommandOptions extends AbortOptions {
     /** Milliseconds. */
-    timeout?: number;
+    timeout?: number | undefined;
 }
 
 export interface SigningOptions extends CommandOptions {
     /** End a session that is open already, perhaps another page's, and begin (default false). */
     endOpenSession?: boolean;
+    /** Stop the pad after the session (default: false for `beginSigning`, true for `sign`). */
+    stopPad?: boolean;
+}
+
+export interface WaitOptions extends AbortOptions {
+    /** Default "usb". */
+    reader?: "usb" | "hid";
+    /** Milliseconds between two reads (default 700). */
+    pace?: number;
 }
 
 /** The connection to the service, and its commands. Each promise rejects with a {@link DeskError}. */
@@ -151,31 +212,33 @@ export declare class DeskTerminal extends EventTarget {
     readonly url: string;
     readonly isSigning: boolean;
 
-    connect(): Promise<void>;
+    connect(options?: AbortOptions): Promise<void>;
     close(): void;
-    request(name: string, parameters?: object, options?: CommandOptions): Promise<Reply>;
+    request<Name extends Open<CommandName>>(name: Name, ...rest: RequestArguments<Name>): Promise<Reply>;
     sendRaw(text: string): void;
-    ping(): Promise<void>;
+    ping(options?: CommandOptions): Promise<void>;
 
-    padPresent(): Promise<boolean>;
-    startPad(): Promise<void>;
-    stopPad(): Promise<void>;
+    padPresent(options?: CommandOptions): Promise<boolean>;
+    startPad(options?: CommandOptions): Promise<void>;
+    stopPad(options?: CommandOptions): Promise<void>;
     beginSigning(area: Area, options?: SigningOptions): Promise<Picture>;
     sign(area: Area, options?: SigningOptions): Promise<Picture>;
-    endSigning(): Promise<void>;
-    clearSignature(): Promise<void>;
-    lastSignature(): Promise<Picture>;
-    setTransparency(percent: number): Promise<void>;
-    setPenWidth(width: number): Promise<void>;
-    setMode(mode: number): Promise<void>;
-    setPadScreen(area: Area): Promise<void>;
+    endSigning(options?: CommandOptions): Promise<void>;
+    clearSignature(options?: CommandOptions): Promise<void>;
+    lastSignature(options?: CommandOptions): Promise<Picture>;
+    setTransparency(percent: number, options?: CommandOptions): Promise<void>;
+    setPenWidth(width: number, options?: CommandOptions): Promise<void>;
+    setMode(mode: number, options?: CommandOptions): Promise<void>;
+    setPadScreen(area: Area, options?: CommandOptions): Promise<void>;
 
-    samNumber(): Promise<string>;
-    readIdCard(): Promise<Card>;
-    readHidIdCard(): Promise<Card>;
-    openHidReader(): Promise<void>;
+    samNumber(options?: CommandOptions): Promise<string>;
+    readIdCard(options?: CommandOptions): Promise<Card>;
+    readHidIdCard(options?: CommandOptions): Promise<Card>;
+    /** Reads until a card lies on the reader. Rejects on every failure but "card-unreadable". */
+    waitForCard(options?: WaitOptions): Promise<Card>;
+    openHidReader(options?: CommandOptions): Promise<void>;
     takePicture(options?: CommandOptions): Promise<Picture>;
-    readSim(): Promise<string>;
+    readSim(options?: CommandOptions): Promise<string>;
 
     addEventListener<K extends keyof DeskEvents>(
         type: K, listener: (event: DeskEvents[K]) => void, options?: AddEventListenerOptions): void;

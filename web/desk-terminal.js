@@ -11,6 +11,7 @@
  *     picture.src = signature.dataUrl;
  *
  * Every command is a promise. It rejects with a {@link DeskError} that names the step, its code and its text.
+ * Every command takes the options `timeout`, in ms, and `signal`, an AbortSignal; see docs/client-library.md.
  */
 
 /** The service's address on the machine that shows the page. */
@@ -57,17 +58,16 @@ const reasons = [
     ["cancelled", "ZCBeginSignAB", /^用户已取消$/, "the signer cancelled"],
     ["not-signed", "ZCOutputImageBase64AB", /^未签名$/, "there is no signature"],
     ["reader-absent", "ZCReadIDCard", 431003, "the card reader is not attached, or in use"],
-    ["card-unreadable", "ZCReadIDCard", 431004, "no card on the reader, or it could not be read"],
-    ["reader-failed", "ZCReadIDCard", 0, "the card reader's security module does not answer"],
+    ["card-unreadable", "ZCReadIDCard", 431004, "no card, or it could not be read"],
+    ["reader-failed", "ZCReadIDCard", 0, "the card reader does not answer"],
     ["reader-absent", "ZCGetSAMNum", /open_device|interface/, "the card reader is not attached, or in use"],
     ["reader-failed", "ZCGetSAMNum", -1, "the card reader does not answer"],
     ["reader-absent", "ZCReadHIDIDCard", -12, "the card reader is not attached, or in use"],
-    ["card-unreadable", "ZCReadHIDIDCard", /卡/, "no card on the reader, or it could not be read"],
+    ["card-unreadable", "ZCReadHIDIDCard", /卡/, "no card, or it could not be read"],
     ["reader-absent", "ZCSIMCard", /^打开设备端口失败$/, "no smart-card reader"],
-    ["card-absent", "ZCSIMCard", /^设备上电失败$/, "no SIM card in the reader, or it does not start"],
+    ["card-absent", "ZCSIMCard", /^设备上电失败$/, "no SIM card, or it does not start"],
     ["card-unreadable", "ZCSIMCard", /^设备/, "the SIM card stopped answering"],
-    ["no-picture", "ZCCameraPic", 0,
-        "no camera, or an earlier window still has it, or the window was closed without a picture"],
+    ["no-picture", "ZCCameraPic", 0, "no camera, or an earlier window still has it, or no picture was taken"],
 ];
 
 /** A failed step of a command. */
@@ -209,7 +209,7 @@ export class DeskTerminal extends EventTarget {
         this.#options = { ...defaults, ...options };
         this.#WebSocket = options.WebSocket ?? globalThis.WebSocket;
         if (!this.#WebSocket)
-            throw new TypeError("This platform has no WebSocket: give a constructor as options.WebSocket");
+            throw new TypeError("no WebSocket: give one as options.WebSocket");
     }
 
     get state() { return this.#state; }
@@ -221,13 +221,16 @@ export class DeskTerminal extends EventTarget {
 
     /**
      * Connects now; a command does it when there is no connection. When this attempt fails, the promise rejects
-     * with the likely reason, and further attempts follow in the background.
+     * with the likely reason, and further attempts follow in the background, as they do when it is aborted.
+     * @param {{signal?: AbortSignal}} [options]
      * @returns {Promise<void>}
      */
-    connect() {
-        if (this.#state === "open")
-            return Promise.resolve();
-        return new Promise((resolve, reject) => {
+    connect({ signal } = {}) {
+        return abortable("connect", signal, (resolve, reject) => {
+            if (this.#state === "open") {
+                resolve();
+                return;
+            }
             this.#waiters.push({ resolve, reject });
             if (this.#state !== "connecting")
                 this.#open();
@@ -282,7 +285,7 @@ export class DeskTerminal extends EventTarget {
         policyEvents.removeEventListener?.("securitypolicyviolation", this.#policyViolated);
         this.#attempt = 0;
         if (this.#leftSession)
-            this.#queue.unshift(this.#job("ZCEndSignAB", {}, undefined, () => {}, () => {}));
+            this.#requestFirst("ZCEndSignAB");
         this.#leftSession = false;
         this.#setState("open");
         for (const waiter of this.#waiters.splice(0))
@@ -295,7 +298,7 @@ export class DeskTerminal extends EventTarget {
         this.#isBlocked ||= disposition === "enforce" && effectiveDirective === "connect-src"
             && blockedURI.startsWith(new URL(this.url).origin);
         if (this.#isBlocked && this.#state === "connecting")
-            this.#lost("blocked by the page's Content-Security-Policy");
+            this.#lost("blocked by the Content-Security-Policy");
     };
 
     async #lost(detail) {
@@ -348,18 +351,21 @@ export class DeskTerminal extends EventTarget {
      * Sends one command and returns its reply unchanged. The methods below check and convert the replies.
      * @param {string} name
      * @param {object} [parameters]
-     * @param {{timeout?: number}} [options] ms; by default as in the table of commands
+     * @param {{timeout?: number, signal?: AbortSignal, stopPad?: boolean}} [options] the time limit in ms, by default as
+     *     in the table of commands; a signal that drops a command which is not sent yet, and otherwise stops waiting
      * @returns {Promise<object>} the reply, also when it reports a failure; an empty object for ZCReadHIDOpen,
      *     which has no reply, when the service has received it
      */
-    async request(name, parameters = {}, { timeout } = {}) {
+    async request(name, parameters = {}, { timeout, signal, stopPad } = {}) {
         if (this.#state !== "open")
-            await this.connect().catch((error) => {
+            await this.connect({ signal }).catch((error) => {
                 throw Object.assign(new DeskError(name, error.code, error.text), { reason: error.reason });
             });
-        return new Promise((resolve, reject) => {
-            this.#queue.push(this.#job(name, parameters, timeout, resolve, reject));
+        return abortable(name, signal, (resolve, reject) => {
+            const job = this.#job(name, parameters, timeout, resolve, reject, stopPad);
+            this.#queue.push(job);
             this.#next();
+            return (error) => this.#abort(job, error);
         });
     }
 
@@ -374,13 +380,18 @@ export class DeskTerminal extends EventTarget {
     }
 
     /** Lets the service echo a binary frame, which shows that it has processed all earlier commands. */
-    async ping() {
-        await this.request(ping);
+    async ping(options) {
+        await this.request(ping, {}, options);
     }
 
-    #job(name, parameters, timeout, resolve, reject) {
+    #job(name, parameters, timeout, resolve, reject, stopPad) {
         const seconds = commands[name]?.seconds ?? (commands[name] ? undefined : 15);
-        return { name, parameters, timeout: timeout ?? (seconds && seconds * 1000), resolve, reject };
+        return { name, parameters, timeout: timeout ?? (seconds && seconds * 1000), resolve, reject, stopPad };
+    }
+
+    /** Puts a command of the client itself ahead of the queue. */
+    #requestFirst(name, settle = () => {}) {
+        this.#queue.unshift(this.#job(name, {}, undefined, settle, settle));
     }
 
     #next() {
@@ -388,7 +399,7 @@ export class DeskTerminal extends EventTarget {
             return;
         const job = this.#queue.shift();
         if (this.#windows.has(job.name)) {
-            job.reject(new DeskError(job.name, "busy", "this page has a window of the same command open"));
+            job.reject(new DeskError(job.name, "busy", "already open in this page"));
             this.#next();
             return;
         }
@@ -498,18 +509,49 @@ export class DeskTerminal extends EventTarget {
     }
 
     #timeOut(job) {
-        const stays = job.name === "ZCCameraPic"
-            ? "; the capture window stays open, and until the operator closes it a new one gives no picture" : "";
-        this.#fail(job, new DeskError(job.name, "timeout", `no answer within ${job.timeout / 1000} s${stays}`));
+        const stays = job.name === "ZCCameraPic" ? "; the capture window stays open" : "";
+        this.#giveUp(job, new DeskError(job.name, "timeout", `no answer within ${job.timeout / 1000} s${stays}`));
+    }
+
+    /**
+     * Drops a command that is not sent yet, and gives up one that waits for a person. Another keeps its place until
+     * the service, which cannot break it off, has answered: that reply is nobody else's then.
+     */
+    #abort(job, error) {
+        this.#queue = this.#queue.filter((other) => other !== job);
+        if (this.#windows.get(job.name) === job)
+            this.#giveUp(job, error);
+    }
+
+    #giveUp(job, error) {
         if (job.name === "ZCBeginSignAB")
-            this.request("ZCEndSignAB").catch(() => {}); // closes the window, whose result is not needed now
+            this.#endSession(job, error);
+        else
+            this.#fail(job, error);
+    }
+
+    /**
+     * Rejects a session's promise and closes its window. The service may have refused to begin, because of another
+     * page's session, which must not be ended: that refusal arrives before the echo.
+     */
+    #endSession(job, error) {
+        clearTimeout(job.timer);
+        job.reject(error);
+        this.#requestFirst(ping, () => {
+            if (this.#windows.get(job.name) !== job)
+                return;
+            if (job.stopPad)
+                this.#requestFirst("ZCStopDeviceAB");
+            this.#requestFirst("ZCEndSignAB", () => this.#sessionEnded());
+        });
+        this.#next();
     }
 
     /** Rejects the session's promise: after a command has ended the session, no reply to its begin follows. */
     #sessionEnded() {
         const session = this.#windows.get("ZCBeginSignAB");
         if (session)
-            this.#fail(session, new DeskError(session.name, "ended", "the session was ended by a command"));
+            this.#fail(session, new DeskError(session.name, "ended", "a command ended it"));
     }
 
     /**
@@ -550,7 +592,7 @@ export class DeskTerminal extends EventTarget {
     // --- Commands ---------------------------------------------------------------------------------------------
 
     /** Sends a command and returns its reply; rejects when it reports a failure. */
-    async #command(name, parameters = {}, options = {}) {
+    async #command(name, parameters = {}, options) {
         for (const [key, [least, greatest]] of Object.entries(commands[name].parameters)) {
             const value = parameters[key];
             // The service would use 0 for a value that is no number.
@@ -564,18 +606,18 @@ export class DeskTerminal extends EventTarget {
     }
 
     /** Whether a signature pad is attached. */
-    async padPresent() {
-        return (await this.request("ZCDeviceExist")).success === 1;
+    async padPresent(options) {
+        return (await this.request("ZCDeviceExist", {}, options)).success === 1;
     }
 
     /** Opens the signature pad. The service reads it, and logs every read, until {@link stopPad}. */
-    async startPad() {
-        await this.#command("ZCStartDeviceAB");
+    async startPad(options) {
+        await this.#command("ZCStartDeviceAB", {}, options);
     }
 
     /** Closes an open signing session and stops reading the pad. */
-    async stopPad() {
-        await this.#command("ZCStopDeviceAB");
+    async stopPad(options) {
+        await this.#command("ZCStopDeviceAB", {}, options);
     }
 
     /**
@@ -583,93 +625,122 @@ export class DeskTerminal extends EventTarget {
      * @param {{x: number, y: number, width: number, height: number}} area in pixels of the pad's display
      * @param {object} [options]
      * @param {number} [options.timeout] ms until the session is ended; no limit by default
+     * @param {AbortSignal} [options.signal] ends the session
      * @param {boolean} [options.endOpenSession] end a session that is open already and begin (default false); only
      *     for pages that know that the other signature, perhaps another page's, is not needed
+     * @param {boolean} [options.stopPad] stop the pad after the session (default false)
      * @returns the signature, a PNG picture
      */
-    async beginSigning(area, { endOpenSession = false, ...options } = {}) {
-        const begin = async () => picture((await this.#command("ZCBeginSignAB", area, options)).Base64);
-        return begin().catch(async (error) => {
-            if (!endOpenSession || error.reason !== "signing-in-progress")
-                throw error;
-            await this.endSigning();
-            return begin();
-        });
-    }
-
-    /**
-     * A whole session: starts the pad, opens the window, waits for the signer, stops the pad.
-     * The error names the step that failed.
-     */
-    async sign(area, options = {}) {
-        await this.startPad();
+    async beginSigning(area, { endOpenSession = false, stopPad = false, ...options } = {}) {
+        const begin = async () => picture((await this.#command("ZCBeginSignAB", area, { ...options, stopPad })).Base64);
         let isOthers = false;
         try {
-            return await this.beginSigning(area, options);
+            return await begin().catch(async (error) => {
+                if (!endOpenSession || error.reason !== "signing-in-progress")
+                    throw error;
+                await this.endSigning({ signal: options.signal });
+                return begin();
+            });
         } catch (error) {
             isOthers = error.reason === "signing-in-progress" || error.reason === "busy";
+            stopPad &&= error.reason !== "aborted" && error.reason !== "timeout"; // then #endSession stops it
             throw error;
         } finally {
             // Stopping the pad would end the session that is open already.
-            if (this.#state === "open" && !isOthers)
+            if (stopPad && this.#state === "open" && !isOthers)
                 await this.stopPad().catch(() => {});
         }
     }
 
+    /**
+     * A whole session: starts the pad, opens the window, waits for the signer, stops the pad (unless `stopPad` is
+     * false). The error names the step that failed.
+     */
+    async sign(area, { stopPad = true, ...options } = {}) {
+        await this.startPad({ signal: options.signal });
+        return this.beginSigning(area, { ...options, stopPad });
+    }
+
     /** Closes the signing window; its promise rejects with the code "ended". */
-    async endSigning() {
-        await this.#command("ZCEndSignAB");
+    async endSigning(options) {
+        await this.#command("ZCEndSignAB", {}, options);
     }
 
     /** Clears what was written in the open signing window. */
-    async clearSignature() {
-        await this.#command("ZCResignAB");
+    async clearSignature(options) {
+        await this.#command("ZCResignAB", {}, options);
     }
 
     /** The last signature, until the next session begins. */
-    async lastSignature() {
-        return picture((await this.#command("ZCOutputImageBase64AB")).Base64);
+    async lastSignature(options) {
+        return picture((await this.#command("ZCOutputImageBase64AB", {}, options)).Base64);
     }
 
     /** Opacity of the next signing window, in percent. */
-    async setTransparency(percent) {
-        await this.#command("ZCSetTransparency", { Percent: percent });
+    async setTransparency(percent, options) {
+        await this.#command("ZCSetTransparency", { Percent: percent }, options);
     }
 
     /** Width of the pen at full pressure, in pixels. */
-    async setPenWidth(width) {
-        await this.#command("ZCSetPenWidth", { Width: width });
+    async setPenWidth(width, options) {
+        await this.#command("ZCSetPenWidth", { Width: width }, options);
     }
 
     /** Stores a setting that the service does not use. */
-    async setMode(mode) {
-        await this.#command("ZCSetModeAB", { mode });
+    async setMode(mode, options) {
+        await this.#command("ZCSetModeAB", { mode }, options);
         this.#mode = mode;
     }
 
     /** Sets the position of the pad's display in the desktop, and its size, in pixels. */
-    async setPadScreen(area) {
-        await this.#command("ZCSetSignScreenPosSizeAB", area);
+    async setPadScreen(area, options) {
+        await this.#command("ZCSetSignScreenPosSizeAB", area, options);
     }
 
     /** The number of the USB card reader's security module: 32 digits, or empty when the module gives none. */
-    async samNumber() {
-        return (await this.#command("ZCGetSAMNum")).data ?? "";
+    async samNumber(options) {
+        return (await this.#command("ZCGetSAMNum", {}, options)).data ?? "";
     }
 
     /** Reads the identity card on the USB reader. */
-    async readIdCard() {
-        return this.#readCard("ZCReadIDCard");
+    async readIdCard(options) {
+        return this.#readCard("ZCReadIDCard", options);
     }
 
     /** Reads the identity card on the HID reader. */
-    async readHidIdCard() {
-        return this.#readCard("ZCReadHIDIDCard");
+    async readHidIdCard(options) {
+        return this.#readCard("ZCReadHIDIDCard", options);
+    }
+
+    /**
+     * Reads until a card lies on the reader, and only while no other command waits for the service. Rejects on every
+     * failure but "card-unreadable", since waiting for a card mends no other.
+     * @param {object} [options]
+     * @param {"usb"|"hid"} [options.reader] default "usb"
+     * @param {number} [options.pace] ms between two reads (default 700)
+     * @param {AbortSignal} [options.signal]
+     */
+    async waitForCard({ reader = "usb", pace = 700, signal } = {}) {
+        const name = { usb: "ZCReadIDCard", hid: "ZCReadHIDIDCard" }[reader];
+        if (!name)
+            throw new RangeError("reader: usb or hid");
+        for (;;) {
+            try {
+                if (!(this.#active || this.#queue.length > 0))
+                    return await this.#readCard(name, { signal });
+            } catch (error) {
+                if (error.reason !== "card-unreadable")
+                    throw error;
+            }
+            await abortable(name, signal, (resolve) => { setTimeout(resolve, pace); });
+            if (this.#state === "closed") // a read would connect again
+                throw new DeskError(name, "closed", "the page closed the connection");
+        }
     }
 
     /** When a HID reader is unplugged during a read, the service reports success with the fields read before. */
-    async #readCard(name) {
-        const reply = await this.#command(name);
+    async #readCard(name, options) {
+        const reply = await this.#command(name, {}, options);
         const field = unreadField(reply.data);
         if (field)
             throw new DeskError(name, "card-unreadable", `only a part of the card was read, not ${field}`, reply);
@@ -677,19 +748,43 @@ export class DeskTerminal extends EventTarget {
     }
 
     /** Kept for pages that send this command, which does nothing. */
-    async openHidReader() {
-        await this.request("ZCReadHIDOpen");
+    async openHidReader(options) {
+        await this.request("ZCReadHIDOpen", {}, options);
     }
 
-    /** Opens the camera window, in which the operator takes a picture (JPEG). */
-    async takePicture(options = {}) {
+    /**
+     * Opens the camera window, in which the operator takes a picture (JPEG). The window stays open when the time limit
+     * passes or the signal is aborted: the service cannot close it.
+     */
+    async takePicture(options) {
         return picture((await this.#command("ZCCameraPic", {}, options)).Base64);
     }
 
     /** The SIM card's number (ICCID), usually 20 digits; empty when the card has none. */
-    async readSim() {
-        return (await this.#command("ZCSIMCard")).data ?? "";
+    async readSim(options) {
+        return (await this.#command("ZCSIMCard", {}, options)).data ?? "";
     }
+}
+
+/**
+ * A promise that an aborted signal rejects, too. `run` starts what is promised and may return a function that is
+ * called with the error then.
+ */
+function abortable(step, signal, run) {
+    let abort;
+    return new Promise((resolve, reject) => {
+        let giveUp;
+        abort = () => {
+            const error = new DeskError(step, "aborted", "the page aborted it");
+            giveUp?.(error);
+            reject(error);
+        };
+        signal?.addEventListener("abort", abort);
+        if (signal?.aborted)
+            abort();
+        else
+            giveUp = run(resolve, reject);
+    }).finally(() => signal?.removeEventListener("abort", abort));
 }
 
 /** The first field whose value shows that a card was not read completely; undefined when all are complete. */

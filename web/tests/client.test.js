@@ -4,6 +4,7 @@
 // The client library on a stub of the service: what it sends, how it takes what comes, and when it gives up.
 
 import assert from "node:assert/strict";
+import { getEventListeners } from "node:events";
 import { afterEach, test } from "node:test";
 import { setTimeout as pause } from "node:timers/promises";
 
@@ -14,12 +15,13 @@ const picture = (base64, type) => ({ base64, type, dataUrl: `data:${type};base64
 const png = picture("iVBORw0KGgo=", "image/png");
 const signed = { functionName: "ZCOutputImageBase64AB", success: 1, Base64: png.base64 };
 const inProgress = { success: 0, msg: "签名进行中" };
-const [start, begin, end, stop] = ["ZCStartDeviceAB", "ZCBeginSignAB", "ZCEndSignAB", "ZCStopDeviceAB"];
+const [start, begin, end, stop, usb] = ["ZCStartDeviceAB", "ZCBeginSignAB", "ZCEndSignAB", "ZCStopDeviceAB", "ZCReadIDCard"];
 const methods = {
     [start]: "startPad", [begin]: "beginSigning", ZCDeviceExist: "padPresent", ZCOutputImageBase64AB: "lastSignature",
     ZCResignAB: "clearSignature", ZCSetPenWidth: "setPenWidth", ZCSetModeAB: "setMode", ZCSetTransparency: "setTransparency",
-    ZCSetSignScreenPosSizeAB: "setPadScreen", ZCCameraPic: "takePicture", ZCReadIDCard: "readIdCard", ZCSIMCard: "readSim",
-    ZCReadHIDIDCard: "readHidIdCard", ZCGetSAMNum: "samNumber", ZCReadHIDOpen: "openHidReader",
+    ZCSetSignScreenPosSizeAB: "setPadScreen", ZCCameraPic: "takePicture", [usb]: "readIdCard", ZCSIMCard: "readSim",
+    ZCReadHIDIDCard: "readHidIdCard", ZCGetSAMNum: "samNumber", ZCReadHIDOpen: "openHidReader", [end]: "endSigning",
+    [stop]: "stopPad",
 };
 const soon = () => new Promise(setImmediate);
 const openAtOnce = (socket) => queueMicrotask(() => socket.onopen());
@@ -38,26 +40,26 @@ const grouped = (groups) => Object.entries(groups).flatMap(([name, rows]) => row
  * `opens` says what becomes of a new socket. The client's additional members tell what happened.
  */
 function connect(answers = {}, { opens = openAtOnce, ...options } = {}) {
-    const replies = { [begin]: null, ZCCameraPic: null, ZCReadHIDOpen: null, ...answers };
-    function WebSocket(url) {
-        const socket = {
-            url,
-            send(data) {
-                if (typeof data !== "string")
-                    return queueMicrotask(() => socket.onmessage({ data: socket.binaryType === "arraybuffer" && data.buffer }));
-                const request = JSON.parse(data);
-                desk.sent.push(request);
-                const { [request.function]: reply = { success: 1 } } = replies;
-                return [reply].flat().forEach((one) => one && queueMicrotask(() => socket.answer(request, one)));
-            },
-            answer: ({ function: functionName, _tflag }, reply) =>
-                socket.onmessage({ data: JSON.stringify({ functionName, _tflag, ...reply }) }),
-            close() { throw new Error(socket.isClosed = "as some that never opened do"); },
-        };
-        desk.sockets.push(socket);
-        desk.opens(socket);
-        return socket;
+    class WebSocket {
+        constructor(url) {
+            desk.sockets.push(this);
+            this.url = url;
+            desk.opens(this);
+        }
+        send(data) {
+            if (typeof data !== "string")
+                return queueMicrotask(() => this.onmessage({ data: this.binaryType === "arraybuffer" && data.buffer }));
+            const request = JSON.parse(data);
+            desk.sent.push(request);
+            const { [request.function]: reply = { success: 1 } } = desk.replies;
+            return [reply].flat().forEach((one) => one && queueMicrotask(() => this.answer(request, one)));
+        }
+        answer({ function: functionName, _tflag }, reply) {
+            this.onmessage({ data: JSON.stringify({ functionName, _tflag, ...reply }) });
+        }
+        close() { throw new Error(this.isClosed = "as some that never opened do"); }
     }
+    const replies = { [begin]: null, ZCCameraPic: null, ZCReadHIDOpen: null, ...answers };
     const desk = Object.assign(new DeskTerminal({ WebSocket, ...options }),
         { replies, opens, sockets: [], sent: [], strays: [], frames: [], states: [] });
     desk.names = () => desk.sent.map((request) => request.function);
@@ -94,7 +96,7 @@ each([
             const { _tflag, ...request } = desk.sent.at(-1);
             assert.deepEqual(request, { function: name, ...(ranges === place && area), [key]: value });
         }
-        for (const value of [least - 1, greatest + 1, 1.5, NaN, "5", undefined])
+        for (const value of [least - 1, greatest + 1, 1.5, "5"])
             await assert.rejects(send(value), RangeError);
     }
     assert.equal(desk.sent.length, 2 * Object.keys(ranges).length);
@@ -113,7 +115,7 @@ each(grouped({
         [{ success: 1, Base64 }, picture(Base64, type)]),
     ZCGetSAMNum: [[{ success: 1, data: "0503" }, "0503"], [{ success: 1 }, ""]],
     ZCSIMCard: ["8986", ""].map((data) => [[{ success: 1, data }, { success: 1, data }], data]),
-    ZCReadIDCard: [["Qk0=", picture("Qk0=", "image/bmp")], ["", null]].map(([photo, shown]) =>
+    [usb]: [["Qk0=", picture("Qk0=", "image/bmp")], ["", null]].map(([photo, shown]) =>
         [{ success: 1, data: { ...card, photo } }, { ...card, photo: shown }]),
     ZCReadHIDIDCard: [{ expireDate: "长期" }, { expireDate: "长期  " }, { CardType: "J" }, { CardType: "I", idNum: "ABC123456789012" }]
         .map((fields) => [{ err_code: 0, data: { ...card, ...fields } }, { ...card, ...fields, photo: null }]),
@@ -128,7 +130,7 @@ each(grouped({
     ZCSetPenWidth: [[0, "签名进行中", "signing-in-progress", 5]],
     [begin]: [[0, "用户已取消", "cancelled", area]],
     ZCOutputImageBase64AB: [[0, "未签名", "not-signed"]],
-    ZCReadIDCard: [[431003, "读卡失败", "reader-absent"], [431004, "读卡失败", "card-unreadable"], [0, "", "reader-failed"]],
+    [usb]: [[431003, "读卡失败", "reader-absent"], [431004, "读卡失败", "card-unreadable"], [0, "", "reader-failed"]],
     ZCGetSAMNum: [[-1, "libusb_open_device failed", "reader-absent"], [-1, "claim interface failed", "reader-absent"],
         [-1, "libusb_bulk_transfer read failed", "reader-failed"]],
     ZCReadHIDIDCard: [[-12, "寻卡失败", "reader-absent"], [-2, "选卡失败", "card-unreadable"]],
@@ -150,6 +152,41 @@ each(grouped({
     assert.rejects(connect({ ZCReadHIDIDCard: { err_code: 0, data: { ...card, ...fields } } }).readHidIdCard(),
         { reason: "card-unreadable", text: `only a part of the card was read, not ${field}` }));
 
+each([["usb", usb, 431004], ["hid", "ZCReadHIDIDCard", -2]], "a card is waited for, without holding up others", async (reader, name, none) => {
+    const reply = { success: none, msg: "寻卡失败" };
+    const desk = connect({ [name]: reply, ZCDeviceExist: null });
+    const read = desk.waitForCard({ reader, pace: 40 });
+    await until(() => desk.sent.length === 2, "the second read");
+    const [first, second] = desk.frames.filter(({ direction }) => direction === "sent");
+    assert.ok(second.time - first.time >= 38, `${second.time - first.time} ms between the reads`);
+    const others = [desk.padPresent(), desk.padPresent()];
+    for (const other of others) {
+        await pause(60);
+        assert.ok(!desk.names().slice(2).includes(name));
+        desk.answerLast({ success: 1 });
+        await other;
+    }
+    desk.replies[name] = { err_code: 0, data: card };
+    assert.deepEqual([await read, new Set(desk.names().slice(4))], [{ ...card, photo: null }, new Set([name])]);
+});
+
+each([
+    [{}, { success: 431003 }, "reader-absent"], [{}, { success: 0 }, "reader-failed"],
+    [{ reader: "hid" }, { success: -12 }, "reader-absent"], [{ reader: "nfc" }, null],
+    [{}, { success: 431004 }, "closed", (desk) => desk.close()], [{}, null, "aborted", (desk, controller) => controller.abort()],
+    [{}, { success: 431004 }, "aborted", (desk, controller) => controller.abort()],
+    [{}, null, "connection-lost", (desk) => desk.sockets[0].onclose({ code: 1006 })],
+], "what no card mends ends the wait", async (options, reply, reason, happens = () => {}) => {
+    const desk = connect({ [usb]: reply, ZCReadHIDIDCard: reply });
+    const controller = new AbortController();
+    const wait = assert.rejects(desk.waitForCard({ pace: 40, signal: controller.signal, ...options }), reason ? { reason } : RangeError);
+    await soon();
+    happens(desk, controller);
+    await wait;
+    assert.deepEqual([desk.sent.length, desk.sockets.length], reason ? [1, 1] : [0, 0]);
+    assert.deepEqual(getEventListeners(controller.signal, "abort"), []);
+});
+
 // --- Replies ----------------------------------------------------------------------------------------------------
 
 test("commands are sent one after another, each has its own reply, and a SIM card's comes twice", async () => {
@@ -170,9 +207,8 @@ test("windows answer under other tags and names, while other commands are served
     const desk = connect({ ZCOutputImageBase64AB: { success: 0, msg: "未签名" } });
     const [signature, photo] = [desk.beginSigning(area), desk.takePicture()];
     await soon();
-    const refused = [[begin, "beginSigning"], ["ZCCameraPic", "takePicture"], [begin, "sign"]].map(([name, method]) =>
-        assert.rejects(desk[method](area), failure(name, "busy")));
-    await Promise.all(refused);
+    for (const [name, method] of [[begin, "beginSigning"], ["ZCCameraPic", "takePicture"], [begin, "sign"]])
+        await assert.rejects(desk[method](area), failure(name, "busy"));
     await Promise.all([desk.clearSignature(), desk.takePicture().catch(() => {}), desk.padPresent()]);
     await assert.rejects(desk.lastSignature(), failure("ZCOutputImageBase64AB", 0, "not-signed"));
     assert.equal(desk.isSigning, true);
@@ -214,8 +250,7 @@ test("a request that comes back is a command that the service does not know", as
 // --- Waiting ----------------------------------------------------------------------------------------------------
 
 test("a command has as long as its device may take, and a person has no end", async (context) => {
-    const waits = { ZCGetSAMNum: [20000], ZCReadIDCard: [60000], ZCReadHIDIDCard: [60000], ZCSIMCard: [30000],
-        [begin]: [], ZCCameraPic: [] };
+    const waits = { ZCGetSAMNum: [20000], [usb]: [60000], ZCReadHIDIDCard: [60000], ZCSIMCard: [30000], [begin]: [], ZCCameraPic: [] };
     const timers = context.mock.method(globalThis, "setTimeout"); // only looks on
     const repeated = context.mock.method(globalThis, "setInterval");
     const last = (mock) => mock.mock.calls.at(-1).arguments[1];
@@ -229,6 +264,12 @@ test("a command has as long as its device may take, and a person has no end", as
         assert.deepEqual(timers.mock.calls.map((call) => call.arguments[1]), waits[name] ?? [15000], name);
     }
     assert.equal(last(repeated), 10000, "between looks after a session");
+    const controller = new AbortController();
+    const wait = connect({ [usb]: { success: 431004 } }).waitForCard({ signal: controller.signal }).catch(() => {});
+    await soon();
+    assert.equal(last(timers), 700, "between reads");
+    controller.abort();
+    await wait;
 });
 
 test("a late reply is not taken for the next command's", async () => {
@@ -241,14 +282,48 @@ test("a late reply is not taken for the next command's", async () => {
     assert.deepEqual([await next, desk.strays.length], [true, 1]);
 });
 
-test("a signature that takes too long closes its window, a picture leaves it, one in time stops the clock", async () => {
+test("a picture that takes too long, or is not wanted, leaves its window, and one in time stops the clock", async () => {
     const desk = connect();
-    await assert.rejects(desk.beginSigning(area, { timeout: 20 }), failure(begin, "timeout"));
+    const controller = new AbortController();
+    const refused = assert.rejects(desk.takePicture({ signal: controller.signal }), failure("ZCCameraPic", "aborted"));
+    await soon();
+    controller.abort();
+    await refused;
     await assert.rejects(desk.takePicture({ timeout: 20 }), { code: "timeout", message: /window stays open/ });
     desk.replies[begin] = signed;
     await desk.beginSigning(area, { timeout: 20 });
     await pause(60);
-    assert.deepEqual(desk.names(), [begin, end, "ZCCameraPic", begin]);
+    assert.deepEqual(desk.names(), ["ZCCameraPic", "ZCCameraPic", begin]);
+});
+
+each([...Object.values(methods), "ping", "connect", "sign", "waitForCard"].map((method) => [method]),
+    "an aborted signal sends nothing", async (method) => {
+        const desk = connect();
+        const wide = { beginSigning: area, sign: area, setPadScreen: area, setMode: 1, setPenWidth: 1, setTransparency: 1 };
+        const parameters = [wide[method], { signal: AbortSignal.abort() }].filter(Boolean);
+        await assert.rejects(desk[method](...parameters), { name: "DeskError", code: "aborted", reason: "aborted" });
+        assert.equal(desk.sockets.length, 0);
+    });
+
+test("an aborted command is dropped while it waits; one that is sent keeps its place until its reply", async () => {
+    const desk = connect({ [usb]: null }, { opens: () => {} });
+    const controllers = [new AbortController(), new AbortController(), new AbortController()];
+    const [early, late, never] = controllers.map(({ signal }) => ({ signal }));
+    const connecting = ["connect", "readSim"].map((method) => assert.rejects(desk[method](early), { code: "aborted" }));
+    controllers[0].abort();
+    await Promise.all(connecting);
+    desk.sockets[0].onopen();
+    const aborted = [[usb, "readIdCard"], ["ZCSIMCard", "readSim"]].map(([name, method]) =>
+        assert.rejects(desk[method](late), failure(name, "aborted")));
+    const next = desk.readIdCard(never);
+    controllers[1].abort();
+    await Promise.all(aborted);
+    for (const name of ["the late one", "the next"]) {
+        assert.equal(desk.names().at(-1), usb);
+        desk.answerLast({ err_code: 0, data: { ...card, name } });
+    }
+    assert.deepEqual([(await next).name, desk.names(), desk.strays], ["the next", [usb, usb], []]);
+    assert.deepEqual(controllers.flatMap(({ signal }) => getEventListeners(signal, "abort")), []);
 });
 
 // --- Signing sessions -------------------------------------------------------------------------------------------
@@ -305,21 +380,45 @@ test("a session that a lost connection left open is ended first of all on the ne
 });
 
 const cancelled = { [begin]: { success: 0, msg: "用户已取消" } };
-each([
-    [{}, [start, begin, stop]],
-    [{ [stop]: { success: 0 } }, [start, begin, stop]],
-    [cancelled, [start, begin, stop], "cancelled"],
-    [cancelled, [start, begin, stop], "cancelled", { endOpenSession: true }],
-    [{ [start]: { success: -1 } }, [start], "pad-absent"],
-    [{ [begin]: inProgress }, [start, begin], "signing-in-progress"],
-    [{ [begin]: inProgress, afterwards: signed }, [start, begin, end, begin, stop], undefined, { endOpenSession: true }],
-    [{ [begin]: null }, [start, begin, end, stop], "timeout", { timeout: 20 }],
-], "a whole session", async (answers, sent, reason, options) => {
+const [once, halting, running] = [{ timeout: 20 }, { stopPad: true }, { stopPad: false }];
+each(grouped({
+    sign: [
+        [{}, [start, begin, stop]],
+        [{}, [start, begin], undefined, running],
+        [{ [stop]: { success: 0 } }, [start, begin, stop]],
+        [cancelled, [start, begin, stop], "cancelled"],
+        [cancelled, [start, begin, stop], "cancelled", { endOpenSession: true }],
+        [{ [start]: { success: -1 } }, [start], "pad-absent"],
+        [{ [begin]: inProgress }, [start, begin], "signing-in-progress"],
+        [{ [begin]: inProgress, afterwards: signed }, [start, begin, end, begin, stop], undefined, { endOpenSession: true }],
+        [{ [begin]: null }, [start, begin, end, stop], "timeout", once],
+        [{ [begin]: null }, [start, begin, end, stop], "aborted"],
+        [{ [begin]: inProgress }, [start, begin], "aborted"],
+    ],
+    beginSigning: [
+        [{}, [begin]],
+        [cancelled, [begin, stop], "cancelled", halting],
+        [{ [begin]: null }, [begin, end], "timeout", once],
+        [{ [begin]: null }, [begin, end], "aborted"],
+        [{}, [begin], "aborted", halting],
+    ],
+}), "a session", async (method, answers, sent, reason, options) => {
     const desk = connect({ [begin]: signed, ...answers });
-    desk.addEventListener("frame", ({ text }) => { if (text.includes(end)) desk.replies[begin] = answers.afterwards; });
-    await (reason ? assert.rejects(desk.sign(area, options), { reason })
-        : desk.sign(area, options).then((signature) => assert.deepEqual(signature, png)));
-    assert.deepEqual(desk.names(), sent);
+    const controller = new AbortController();
+    desk.addEventListener("frame", ({ text }) => {
+        if (text?.includes(end))
+            desk.replies[begin] = answers.afterwards ?? null;
+        if (text?.includes(begin) && reason === "aborted")
+            queueMicrotask(() => controller.abort());
+    });
+    const session = desk[method](area, { signal: controller.signal, ...options });
+    await (reason ? assert.rejects(session, { reason }) : session.then((signature) => assert.deepEqual(signature, png)));
+    const isGivenUp = reason === "aborted" || reason === "timeout";
+    desk.replies[begin] = null;
+    if (isGivenUp) // another may begin at once
+        await assert.rejects(desk.beginSigning(area, once), { reason: "timeout" });
+    await soon();
+    assert.deepEqual(desk.names(), [...sent, ...(isGivenUp ? [begin, end] : [])]);
 });
 
 // --- Connection -------------------------------------------------------------------------------------------------
