@@ -44,9 +44,12 @@
             desk.connect().catch(() => {}); // shown as the state
     });
 
+    startSessionBar(desk);
     startFrameLog(desk);
+    const recorded = startRecorder(desk);
     startPanels(desk);
-    startVirtualDesk(given.get("control") ?? "ws://localhost:12345/");
+    startVirtualDesk(given.get("control") ?? "ws://localhost:12345/", recorded);
+    startTabs();
     view.apply();
     desk.connect().catch(() => {}); // shown as the state
 })();

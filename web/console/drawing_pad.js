@@ -1,15 +1,18 @@
 // SPDX-FileCopyrightText: 2026 The desk-terminal-service authors
 // SPDX-License-Identifier: MIT
 
-// A picture of the pad's display, to write on with the mouse, with the signing window's outline.
+// A picture of the pad's display with the signing window, to write on with the mouse.
 
 /* exported makeDrawingPad */
 /**
- * @param {(points: number[][]) => void} pen gets samples [x, y, pressure], in pixels of the display
- * @returns the elements, and the function to call when a signing session begins or ends
+ * @param {(points: number[][], display: number[]) => void} pen gets samples [x, y, pressure], in pixels of the display,
+ *     and the display's size
+ * @param {(button: string) => void} pressSeen presses a button of the window that the desk sees
+ * @returns the elements, and three functions: `showArea` for the window that this page has asked for, `showWindow` for
+ *     the one that the desk sees (both with null for none), `showPicture` for a picture of that
  */
-function makeDrawingPad(pen) {
-    const display = { width: 1280, height: 800 };
+function makeDrawingPad(pen, pressSeen) {
+    const usualDisplay = { width: 1280, height: 800 };
     const mousePressure = 700;
     const buttonHeight = 60; // of the signing window, whose three buttons share its width
     const buttonNames = ["取消", "重签", "确定"];
@@ -20,23 +23,23 @@ function makeDrawingPad(pen) {
         [[1.24, 0.64], [1.77, 0.62]], [[1.5, 0.02], [1.5, 0.98]],
     ];
 
-    const canvas = view.make("canvas", { ...display, className: "drawing" });
+    const canvas = view.make("canvas", { ...usualDisplay, className: "drawing" });
     canvas.setAttribute("role", "img");
     const ink = canvas.getContext("2d");
-    let area = null; // the signing window on the display
+    const emptyHint = view.make("p", { className: "hint", text: "virtual.padEmpty" });
+    // Windows as {display, area, buttons: [{button, x, y, width, height}]}, in pixels of the display.
+    let asked = null;
+    let seen = null;
     let samples = [];
     let last = null;
-
-    function buttonPlace(index) {
-        const width = area.width / buttonNames.length;
-        return { x: area.x + index * width, y: area.y + area.height - buttonHeight, width, height: buttonHeight };
-    }
+    const current = () => seen ?? asked;
 
     function clear() {
-        ink.fillStyle = "#f4f6f8";
-        ink.fillRect(0, 0, display.width, display.height);
-        if (!area)
+        ink.fillStyle = "#e9edf1";
+        ink.fillRect(0, 0, canvas.width, canvas.height);
+        if (!current())
             return;
+        const { area, buttons } = current();
         ink.fillStyle = "#ffffff";
         ink.fillRect(area.x, area.y, area.width, area.height);
         ink.strokeStyle = "#51606f";
@@ -45,19 +48,19 @@ function makeDrawingPad(pen) {
         ink.font = "36px sans-serif";
         ink.textAlign = "center";
         ink.textBaseline = "middle";
-        for (const [index, name] of buttonNames.entries()) {
-            const { x, y, width, height } = buttonPlace(index);
+        for (const { button, x, y, width, height } of buttons) {
             ink.strokeRect(x, y, width, height);
             ink.fillStyle = "#16202c";
-            ink.fillText(name, x + width / 2, y + height / 2);
+            ink.fillText(button, x + width / 2, y + height / 2);
         }
     }
 
     /** Sends all samples of one animation frame in one message. */
     function add(x, y, pressure) {
         if (samples.length === 0)
-            requestAnimationFrame(() => pen(samples.splice(0)));
+            requestAnimationFrame(() => pen(samples.splice(0), [canvas.width, canvas.height]));
         samples.push([x, y, pressure]);
+        emptyHint.hidden = true;
         if (pressure > 0 && last) {
             ink.strokeStyle = "#16202c";
             ink.lineWidth = 5;
@@ -73,17 +76,15 @@ function makeDrawingPad(pen) {
     }
 
     function isAgain(x, y) {
-        if (!area)
-            return false;
-        const again = buttonPlace(1);
-        return x >= again.x && x < again.x + again.width && y >= again.y && y < again.y + again.height;
+        const again = current()?.buttons.find(({ button }) => button === buttonNames[1]);
+        return again && x >= again.x && x < again.x + again.width && y >= again.y && y < again.y + again.height;
     }
 
     function follow(event) {
         const { left, top, width, height } = canvas.getBoundingClientRect();
         const place = (clientX, clientY) => [
-            Math.min(Math.max((clientX - left) / width, 0), 1) * (display.width - 1),
-            Math.min(Math.max((clientY - top) / height, 0), 1) * (display.height - 1)].map(Math.round);
+            Math.min(Math.max((clientX - left) / width, 0), 1) * (canvas.width - 1),
+            Math.min(Math.max((clientY - top) / height, 0), 1) * (canvas.height - 1)].map(Math.round);
         const moves = event.getCoalescedEvents?.() ?? [];
         for (const move of moves.length > 0 ? moves : [event]) {
             const pressure = move.pointerType === "pen" ? Math.ceil(move.pressure * 1023) : mousePressure;
@@ -98,17 +99,20 @@ function makeDrawingPad(pen) {
     canvas.addEventListener("pointermove", (event) => canvas.hasPointerCapture(event.pointerId) && follow(event));
     canvas.addEventListener("lostpointercapture", () => last && add(...last, 0));
 
-    function press(index) {
-        if (!area)
+    /** A window that the desk does not see is pressed with the pen. */
+    function press(name) {
+        if (seen) {
+            pressSeen(name);
             return;
-        const { x, y, width, height } = buttonPlace(index);
+        }
+        const { x, y, width, height } = asked.buttons.find(({ button }) => button === name);
         const middle = [Math.round(x + width / 2), Math.round(y + height / 2)];
         for (const pressure of [mousePressure, mousePressure, 0])
             add(...middle, pressure);
     }
 
     function writeSample() {
-        const { x, y, width, height } = area ?? { x: 0, y: 0, ...display };
+        const { x, y, width, height } = current()?.area ?? { x: 0, y: 0, width: canvas.width, height: canvas.height };
         const size = Math.min(width / 2.4, height - 2 * buttonHeight);
         const place = ([across, down]) => [
             Math.round(x + width / 2 + (across - 1) * size), Math.round(y + buttonHeight / 2 + down * size)];
@@ -122,29 +126,67 @@ function makeDrawingPad(pen) {
         }
     }
 
-    function button(properties, act) {
-        const element = view.make("button", { type: "button", ...properties });
-        element.addEventListener("click", act);
-        return element;
-    }
-    const presses = buttonNames.map((name, index) => button({ textContent: name, lang: "zh-CN" }, () => press(index)));
-
-    function showArea(next) {
-        area = next;
-        for (const each of presses)
-            each.disabled = !area;
+    function wipe() {
         clear();
+        emptyHint.hidden = Boolean(current());
     }
-    showArea(null);
+
+    const buttons = makeWindowButtons(press, buttonNames);
+    let shown = "";
+    function update() {
+        const next = JSON.stringify(current());
+        if (next === shown)
+            return;
+        shown = next;
+        Object.assign(canvas, current()?.display ?? usualDisplay);
+        buttons.update(current());
+        wipe();
+    }
+
+    function showArea(area) {
+        const width = area?.width / buttonNames.length;
+        asked = area && {
+            display: usualDisplay, area, buttons: buttonNames.map((button, index) => ({
+                button, x: area.x + index * width, y: area.y + area.height - buttonHeight, width, height: buttonHeight,
+            })),
+        };
+        update();
+    }
+
+    function showWindow(window) {
+        if (window) {
+            const { place, padDisplay: { x, y, width, height }, buttons: all } = window;
+            const area = { ...place, x: place.x - x, y: place.y - y };
+            seen = {
+                display: { width, height }, area, buttons: all.map(({ button, place: within }) =>
+                    ({ ...within, button, x: area.x + within.x, y: area.y + within.y })),
+            };
+        } else {
+            seen = null;
+        }
+        update();
+    }
+
+    async function showPicture(url) {
+        const picture = view.make("img", { src: url });
+        await picture.decode();
+        if (seen && !last) // the stroke that is being drawn is ahead of the picture
+            ink.drawImage(picture, seen.area.x, seen.area.y);
+    }
+
+    wipe();
     const label = () => canvas.setAttribute("aria-label", view.text("virtual.drawing"));
     document.addEventListener("language", label);
     label();
     return {
         elements: [
-            view.make("p", { className: "hint", text: "virtual.padHint" }), canvas,
+            view.make("div", { className: "display" }, canvas, emptyHint),
             view.make("div", { className: "actions" },
-                button({ text: "virtual.sample" }, writeSample), ...presses, button({ text: "virtual.wipe" }, clear)),
+                view.button("virtual.sample", writeSample), buttons.element, view.button("virtual.wipe", wipe)),
         ],
+        canvas,
         showArea,
+        showPicture,
+        showWindow,
     };
 }

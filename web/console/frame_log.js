@@ -23,8 +23,7 @@ function startFrameLog(desk) {
         const shown = content.length > longest
             ? `${content.slice(0, longest / 2)} … ${content.slice(-longest / 4)} (${content.length})` : content;
         rows.prepend(view.make("tr", { className: direction },
-            view.make("td", {}, clock(time)),
-            view.make("td", { text: `log.${direction}` }),
+            view.make("td", {}, clock(time), view.make("span", { className: "way", text: `log.${direction}` })),
             view.make("td", {}, shown)));
         if (rows.childElementCount > mostRows) {
             rows.lastElementChild.remove();
@@ -37,9 +36,7 @@ function startFrameLog(desk) {
         kept.length = 0;
     });
     document.getElementById("save-log").addEventListener("click", () => {
-        const href = URL.createObjectURL(new Blob([kept.join("\n"), "\n"], { type: "text/plain" }));
-        view.make("a", { href, download: "frames.log" }).click();
-        URL.revokeObjectURL(href);
+        view.download("frames.log", `${kept.join("\n")}\n`, "text/plain");
     });
     document.getElementById("raw").addEventListener("submit", (event) => {
         event.preventDefault();

@@ -6,16 +6,33 @@
 /* exported startPanels */
 function startPanels(desk) {
     const place = { x: 240, y: 150, width: 800, height: 500 };
-    const screen = { x: 1921, y: 0, width: 1280, height: 800 };
 
     const tellSigning = (area) => document.dispatchEvent(new CustomEvent("signing", { detail: area }));
+    const tellCapture = (isOpen) => document.dispatchEvent(new CustomEvent("capture", { detail: isOpen }));
 
     async function sign(area) {
         tellSigning(area);
         try {
+            const padScreen = padPlace.needed(area);
+            if (padScreen)
+                await desk.setPadScreen(padScreen);
             return await desk.beginSigning(area);
         } finally {
             tellSigning(null);
+        }
+    }
+
+    async function setPadScreen(area) {
+        await desk.setPadScreen(area);
+        padPlace.choose();
+    }
+
+    async function takePicture() {
+        tellCapture(true);
+        try {
+            return await desk.takePicture();
+        } finally {
+            tellCapture(false);
         }
     }
 
@@ -30,19 +47,19 @@ function startPanels(desk) {
             ["ZCOutputImageBase64AB", {}, () => desk.lastSignature()],
             ["ZCStopDeviceAB", {}, () => desk.stopPad()],
         ],
-        settings: [
-            ["ZCSetTransparency", { Percent: 65 }, ({ Percent }) => desk.setTransparency(Percent)],
-            ["ZCSetPenWidth", { Width: 5 }, ({ Width }) => desk.setPenWidth(Width)],
-            ["ZCSetModeAB", { mode: 0 }, ({ mode }) => desk.setMode(mode)],
-            ["ZCSetSignScreenPosSizeAB", screen, (area) => desk.setPadScreen(area)],
-        ],
-        sim: [["ZCSIMCard", {}, () => desk.readSim()]],
-        camera: [["ZCCameraPic", {}, () => desk.takePicture()]],
         cards: [
             ["ZCReadIDCard", {}, () => desk.readIdCard()],
             ["ZCReadHIDIDCard", {}, () => desk.readHidIdCard()],
             ["ZCGetSAMNum", {}, () => desk.samNumber()],
             ["ZCReadHIDOpen", {}, () => desk.openHidReader()],
+        ],
+        sim: [["ZCSIMCard", {}, () => desk.readSim()]],
+        camera: [["ZCCameraPic", {}, takePicture]],
+        settings: [
+            ["ZCSetTransparency", { Percent: 65 }, ({ Percent }) => desk.setTransparency(Percent)],
+            ["ZCSetPenWidth", { Width: 5 }, ({ Width }) => desk.setPenWidth(Width)],
+            ["ZCSetModeAB", { mode: 0 }, ({ mode }) => desk.setMode(mode)],
+            ["ZCSetSignScreenPosSizeAB", padPlace.initial, setPadScreen],
         ],
     };
 
@@ -95,9 +112,11 @@ function startPanels(desk) {
             return view.make("input", { type: "number", name: key, value, min, max, step: 1, required: true });
         });
         const button = view.make("button", { text: `command.${name}` });
+        const fields = inputs.map((input) => view.field(`parameter.${input.name}`, input));
+        const place = fields.length > 1
+            ? [view.make("fieldset", {}, view.make("legend", { text: `place.${name}` }), ...fields)] : fields;
         const form = view.make("form", { className: "command", dataset: { command: name } },
-            ...inputs.map((input) => view.field(`parameter.${input.name}`, input)),
-            button, view.make("code", {}, name));
+            ...place, button, view.make("code", {}, name));
         form.addEventListener("submit", async (event) => {
             event.preventDefault();
             button.disabled = true;
@@ -120,15 +139,9 @@ function startPanels(desk) {
 
     function panelOf(device) {
         const result = view.make("div", { className: "result", role: "status" });
-        const title = view.make("h2", { text: `panel.${device}`, id: `panel-${device}` });
-        const panel = view.make("section", { className: "panel", dataset: { device } }, title,
+        return view.group("panel", `panel.${device}`, { device },
             ...devices[device].map((command) => commandForm(command, result)), result);
-        panel.setAttribute("aria-labelledby", title.id);
-        return panel;
     }
 
-    // In columns, so that a long result moves only the panels of its own column.
-    const columns = [["pad"], ["settings", "sim", "camera"], ["cards"]];
-    document.getElementById("panels").append(...columns.map((names) =>
-        view.make("div", { className: "column" }, ...names.map(panelOf))));
+    document.getElementById("panels").append(...Object.keys(devices).map(panelOf));
 }

@@ -60,6 +60,27 @@ const view = (() => {
         apply();
     });
 
+    function button(key, act, properties = {}) {
+        const element = make("button", { type: "button", text: key, ...properties });
+        element.addEventListener("click", act);
+        return element;
+    }
+
+    /** Elements under a title, as a group. */
+    function group(className, key, dataset, ...children) {
+        const title = make("h3", { text: key, id: key.replace(".", "-") });
+        const element = make("div", { className, dataset }, title, ...children);
+        element.setAttribute("role", "group");
+        element.setAttribute("aria-labelledby", title.id);
+        return element;
+    }
+
+    function download(name, text, type) {
+        const href = URL.createObjectURL(new Blob([text], { type }));
+        make("a", { href, download: name }).click();
+        URL.revokeObjectURL(href);
+    }
+
     /** An input with a label: a number, a text or a choice. */
     function field(key, input) {
         return make("label", {}, make("span", { text: key }), input);
@@ -74,5 +95,5 @@ const view = (() => {
         return Object.entries(fields).sort(([a], [b]) => cardFields.indexOf(a) - cardFields.indexOf(b));
     }
 
-    return { apply, field, find, inCardOrder, make, show, text };
+    return { apply, button, download, field, find, group, inCardOrder, make, show, text };
 })();

@@ -4,40 +4,47 @@
 // Operating a virtual terminal: plugs, faults, cards, pictures, the pad and the service itself.
 
 /* exported startVirtualDesk */
-function startVirtualDesk(url) {
+/**
+ * @param {string} url of the control port
+ * @param {(command: Function) => Function} recorded wraps the function that sends commands
+ */
+function startVirtualDesk(url, recorded) {
     const mostLines = 300;
     const devices = Object.keys(virtualFaults);
     const intro = view.make("p", { className: "hint", text: "virtual.absent" });
-    const desk = view.make("div", { className: "desk", hidden: true });
-    document.getElementById("virtual").append(
-        view.make("h2", { text: "virtual.title", id: "virtual-title" }), intro, desk);
+    // Boxes stay in their stack, so that a box that grows moves only those below it.
+    const stacks = [view.make("div", { className: "stack" }), view.make("div", { className: "stack" })];
+    const desk = view.make("div", { className: "desk", hidden: true }, ...stacks);
+    document.getElementById("virtual").append(intro, desk);
 
-    const command = openControlPort(url, {
+    const command = recorded(openControlPort(url, {
         connected(isThere) {
             desk.hidden = !isThere;
             view.show(intro, isThere ? "virtual.present" : "virtual.absent", url);
+            if (!isThere)
+                showWindows([], isThere);
         },
         state(state) {
             for (const device of devices)
                 boxes[device].update(state.devices[device]);
             serviceBox.update(state.service);
+            scenarioBox.update(state);
+            showWindows(state.windows);
         },
         service: ({ line, stream }) => serviceBox.print(line, stream),
-    });
+    }));
 
-    const button = (text, act) => {
-        const element = view.make("button", { type: "button", text });
-        element.addEventListener("click", act);
-        return element;
-    };
+    function showWindows(windows, isThere = true) {
+        boxes.pad.showWindow(windows.find(({ window }) => window === "signing"));
+        captureBox.showWindow(windows.findLast(({ window }) => window === "capture"));
+        document.dispatchEvent(new CustomEvent("windows", { detail: { windows, isThere, play: command } }));
+    }
 
     /** A box with a title and a line for the error of its last command. */
-    function makeBox(name, ...children) {
-        const title = view.make("h3", { text: `virtual.${name}`, id: `virtual-${name}` });
+    function makeBox(name, stack, ...children) {
         const complaint = view.make("p", { className: "complaint" });
         complaint.setAttribute("role", "alert");
-        const element = view.make("section", { className: "box", dataset: { virtual: name } }, title);
-        element.setAttribute("aria-labelledby", title.id);
+        const element = view.group("panel", `virtual.${name}`, { virtual: name });
         const play = async (...request) => {
             try {
                 const result = await command(...request);
@@ -50,8 +57,8 @@ function startVirtualDesk(url) {
         };
         const add = (...more) => element.append(...more, complaint);
         add(...children);
-        desk.append(element);
-        return { play, add };
+        stacks[stack].append(element);
+        return { add, element, play };
     }
 
     function faultForm(device, play) {
@@ -77,19 +84,19 @@ function startVirtualDesk(url) {
     }
 
     function deviceBox(device) {
-        const { play, add } = makeBox(device);
+        const { play, add } = makeBox(device, /Reader$/.test(device) ? 1 : 0);
         const plugState = view.make("p", { className: "state" });
         const faultName = view.make("span");
         const faultKeys = view.make("span");
         const fault = view.make("p", { className: "fault", hidden: true }, faultName, " ", faultKeys);
-        const plug = button("virtual.unplug", () => play(plug.dataset.command, { device }));
-        const repair = button("virtual.repair", () => play("repair", { device }));
-        const own = makeVirtualParts(device, play);
+        const plug = view.button("virtual.unplug", () => play(plug.dataset.command, { device }));
+        const repair = view.button("virtual.repair", () => play("repair", { device }));
+        const own = makeVirtualParts(device, play, command);
         add(view.make("div", { className: "actions" }, plugState, plug), ...own.elements,
             view.make("details", {}, view.make("summary", { text: "virtual.faults" }), faultForm(device, play)),
             view.make("div", { className: "actions" }, fault, repair));
         return {
-            showArea: own.showArea,
+            ...own,
             update(state) {
                 plugState.dataset.state = state.plugged ? "running" : "stopped";
                 view.show(plugState, state.plugged ? "virtual.plugged" : "virtual.unplugged");
@@ -107,13 +114,13 @@ function startVirtualDesk(url) {
     }
 
     function makeServiceBox() {
-        const { play, add } = makeBox("service");
+        const { play, add } = makeBox("service", 1);
         const running = view.make("p", { className: "state" });
         const ended = view.make("p");
         const lines = view.make("pre", { className: "lines", tabIndex: 0 });
-        const start = button("virtual.startService", () => play("startService"));
-        const stop = button("virtual.stopService", () => play("stopService"));
-        const kill = button("virtual.killService", () => play("killService"));
+        const start = view.button("virtual.startService", () => play("startService"));
+        const stop = view.button("virtual.stopService", () => play("stopService"));
+        const kill = view.button("virtual.killService", () => play("killService"));
         add(running, ended, view.make("div", { className: "actions" }, start, stop, kill),
             view.make("h4", { text: "virtual.prints" }), lines);
         return {
@@ -138,7 +145,7 @@ function startVirtualDesk(url) {
     }
 
     function makeLogBox() {
-        const { play, add } = makeBox("transfers");
+        const { play, add } = makeBox("transfers", 1);
         const device = view.make("select", {}, ...["pad", "usbReader", "hidReader"].map((name) =>
             view.make("option", { value: name, text: `virtual.${name}` })));
         const lines = view.make("pre", { className: "lines", tabIndex: 0 });
@@ -148,10 +155,37 @@ function startVirtualDesk(url) {
                 lines.textContent = result.lines.join("\n") || view.text("empty");
         }
         add(view.make("div", { className: "actions" }, view.field("virtual.device", device),
-            button("virtual.showLog", () => show(false)), button("virtual.takeLog", () => show(true))), lines);
+            view.button("virtual.showLog", () => show(false)), view.button("virtual.takeLog", () => show(true))), lines);
     }
 
-    const boxes = Object.fromEntries(devices.map((device) => [device, deviceBox(device)]));
+    function makeCaptureBox() {
+        const { play, add, element } = makeBox("capture", 0);
+        const picture = view.make("img", { className: "live" });
+        const buttons = makeWindowButtons((button) => play("press", { window: "capture", button }));
+        const watch = watchWindow("capture", command, element, (url) => { picture.src = url; });
+        add(picture, buttons.element);
+        return {
+            showWindow(window) {
+                element.hidden = !window;
+                picture.alt = view.text("virtual.capture");
+                buttons.update(window ?? null);
+                watch(Boolean(window));
+            },
+        };
+    }
+
+    function makeScenarioBox() {
+        const { play, add } = makeBox("scenarios", 0);
+        const { elements, update } = makeScenarios(play);
+        add(...elements);
+        return { update };
+    }
+
+    const captureBox = makeCaptureBox();
+    const boxes = { pad: deviceBox("pad") };
+    const scenarioBox = makeScenarioBox();
+    for (const device of devices)
+        boxes[device] ??= deviceBox(device);
     const serviceBox = makeServiceBox();
     makeLogBox();
     document.addEventListener("signing", ({ detail }) => boxes.pad.showArea(detail));

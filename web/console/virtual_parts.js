@@ -36,17 +36,13 @@ const virtualFaults = (() => {
  * Makes the part of a device's box that only this device has.
  * @param {string} device
  * @param {(command: string, keys?: object) => Promise<object>} play
- * @returns {{elements: Element[], update?: (state: object) => void, showArea?: Function}}
+ * @param {(command: string, keys?: object) => Promise<object>} command likewise, but rejects with the error
+ * @returns {{elements: Element[], update?: (state: object) => void, showArea?: Function, showWindow?: Function}}
  */
-function makeVirtualParts(device, play) {
+function makeVirtualParts(device, play, command) {
     const choice = (name, values, key) => view.make("select", { name },
         ...values.map((value) => view.make("option", { value, text: key && `${key}.${value}` }, ...(key ? [] : [value]))));
     const pictureInput = () => view.make("input", { type: "file", accept: "image/png,image/jpeg,image/bmp" });
-    const plainButton = (text, act) => {
-        const button = view.make("button", { type: "button", text });
-        button.addEventListener("click", act);
-        return button;
-    };
 
     function form(text, fields, act) {
         const button = view.make("button", { text });
@@ -74,7 +70,14 @@ function makeVirtualParts(device, play) {
         const portrait = choice("portrait", ["same", "0", "1", "2"], "virtual.portrait");
         const photo = pictureInput();
         const fingerprints = view.make("input", { type: "checkbox" });
+        const gender = view.make("span", { className: "word" }); // beside the code that is on the card
         let card = null;
+
+        function showGender() {
+            const key = `gender.${fields.querySelector('[name="gender"]').value}`;
+            view.show(gender, view.find(key) ? key : "");
+        }
+        fields.addEventListener("input", showGender);
 
         async function change() {
             const changes = {};
@@ -97,7 +100,7 @@ function makeVirtualParts(device, play) {
             form("virtual.changeCard", [fields, view.field("virtual.portrait", portrait), view.field("virtual.photo", photo),
                 view.make("label", { className: "check" }, fingerprints, " ",
                     view.make("span", { text: "virtual.fingerprints" }))], change));
-        const take = plainButton("virtual.takeCard", () => play("takeCard", { device }));
+        const take = view.button("virtual.takeCard", () => play("takeCard", { device }));
 
         function update(state) {
             const isSameKind = card && state.card && card.type === state.card.type;
@@ -105,7 +108,7 @@ function makeVirtualParts(device, play) {
             card = state.card;
             take.disabled = !card;
             details.hidden = !card;
-            view.show(lies, card ? `virtual.card.${card.type}` : "virtual.noCard");
+            view.show(lies, card ? `virtual.card.${card.type}.of` : "virtual.noCard", card?.name);
             if (!card)
                 return;
             const { type: _, fingerprints: hasFingerprints, ...texts } = card;
@@ -114,12 +117,13 @@ function makeVirtualParts(device, play) {
             if (!isSameKind) {
                 fields.replaceChildren(...view.inCardOrder(texts).map(([name, value]) =>
                     view.field(`card.${name}`, view.make("input", { type: "text", name, value, spellcheck: false }))));
-                return;
+                fields.querySelector('[name="gender"]').before(gender);
             }
             for (const input of fields.querySelectorAll("input")) {
-                if (input.value === before[input.name]) // a value that was edited is kept
+                if (isSameKind && input.value === before[input.name]) // a value that was edited is kept
                     input.value = card[input.name];
             }
+            showGender();
         }
 
         const elements = [
@@ -149,7 +153,7 @@ function makeVirtualParts(device, play) {
             type: "text", size: 21, value: "89860113456789012340", pattern: "[0-9]{19,20}", inputMode: "numeric",
         });
         const inserted = view.make("p", { className: "holds" });
-        const pull = plainButton("virtual.pullSim", () => play("pullSim"));
+        const pull = view.button("virtual.pullSim", () => play("pullSim"));
         return {
             elements: [
                 inserted,
@@ -193,10 +197,20 @@ function makeVirtualParts(device, play) {
     function pad() {
         const unread = view.make("p", { className: "complaint", text: "virtual.unread", hidden: true });
         unread.setAttribute("role", "alert");
-        const { elements, showArea } = makeDrawingPad(async (points) => {
-            unread.hidden = (await play("pen", { points }))?.read !== false;
-        });
-        return { elements: [...elements, unread], showArea };
+        const pen = async (points, display) => {
+            const keys = display.join() === "1280,800" ? { points } : { points, display };
+            unread.hidden = (await play("pen", keys))?.read !== false;
+        };
+        const drawing = makeDrawingPad(pen, (button) => play("press", { window: "signing", button }));
+        const watch = watchWindow("signing", command, drawing.canvas, drawing.showPicture);
+        return {
+            elements: [...drawing.elements, unread],
+            showArea: drawing.showArea,
+            showWindow(window) {
+                drawing.showWindow(window);
+                watch(Boolean(window));
+            },
+        };
     }
 
     const parts = {

@@ -6,8 +6,11 @@
 import assert from "node:assert/strict";
 import { after, afterEach, beforeEach, test } from "node:test";
 
+import WebSocket from "ws";
+
+import { DeskTerminal } from "../desk-terminal.js";
 import { assertReadable, hasState, keepScreenshot, openConsole, reads, runCommand, startBrowser } from "./support/browser.js";
-import { operateCaptureWindow, startTerminal, until, writeInk } from "./support/desk.js";
+import { area, startTerminal, until, writeInk } from "./support/desk.js";
 
 let terminal = await startTerminal();
 const browser = await startBrowser();
@@ -16,6 +19,7 @@ let page;
 beforeEach(async () => {
     page = await openConsole(browser);
     await reads(page.locator("#virtual .hint").first(), "Connected to ws://localhost:12345/");
+    assert.deepEqual(page.sent, [], "opening the page changes nothing");
 });
 afterEach(async () => {
     assert.deepEqual(page.complaints, []);
@@ -76,7 +80,7 @@ test("a signature is drawn with the mouse and seen in the page, on the pad too",
     const result = await beginSigning(() => draw([350, 300], [600, 250], [450, 500], [800, 350]));
     const before = await padInk();
     await draw([640, 620]); // 重签
-    assert.ok(await padInk() < before - 1000, "the drawing is wiped");
+    await until(async () => await padInk() < before - 1000, "the drawing is wiped");
     await draw([350, 300], [600, 250], [450, 500], [800, 350]);
     await draw([930, 620]); // 确定
     await givesSignature(result);
@@ -216,10 +220,44 @@ test("the camera's picture is what it looks at, of a file no larger than the por
     await hold("documentCamera", "A picture file");
     await complains("documentCamera", "");
     const asked = runCommand(page, "ZCCameraPic");
-    await operateCaptureWindow();
+    await until(async () => (await seen(box("capture").locator("img")).catch(() => null))?.colours > 20, "the live picture");
+    await press("capture", "拍照");
+    await press("capture", "关闭退出");
     const { size, colours } = await seen((await asked).locator("img"));
     assert.deepEqual(size, [640, 480]);
     assert.ok(colours > 20, `a picture of ${colours} colours`);
+    await until(() => box("capture").isHidden(), "the window's end");
+});
+
+test("a session and a camera command of another page are seen, operated and ended here", async () => {
+    const elsewhere = new DeskTerminal({ WebSocket });
+    const line = (name) => page.locator(`#sessions [data-session="${name}"]`);
+    const begin = async () => {
+        await elsewhere.startPad();
+        const signature = elsewhere.beginSigning(area);
+        signature.catch(() => {}); // awaited below
+        await reads(line("signing"), "another page");
+        return signature;
+    };
+    const signature = begin();
+    await until(async () => (await seen(box("pad").locator("canvas"))).colours > 100, "the window's own picture");
+    await writeInk(terminal, () => press("pad", "Write a sample"));
+    await press("pad", "确定");
+    assert.equal((await signature).type, "image/png");
+    await until(() => line("signing").isHidden(), "the session's end");
+    await elsewhere.setPadScreen({ x: 1921, y: 0, width: 900, height: 700 });
+    const ended = begin();
+    ended.catch(() => {}); // awaited below
+    await until(async () => await box("pad").locator("canvas").getAttribute("width") === "900", "the display's size");
+    await line("signing").getByRole("button").click();
+    await elsewhere.setPadScreen({ x: 1921, y: 0, width: 1280, height: 800 });
+    const picture = elsewhere.takePicture();
+    await reads(line("capture"), "another page");
+    await line("capture").getByRole("button").click();
+    await picture.catch(({ reason }) => assert.equal(reason, "no-picture"));
+    await until(() => line("capture").isHidden(), "the window's end");
+    elsewhere.close();
+    await assert.rejects(ended, { code: "closed" });
 });
 
 test("the service is killed, started and stopped from the page, which says so, and what it prints", async () => {
@@ -236,18 +274,46 @@ test("the service is killed, started and stopped from the page, which says so, a
     await reads(box("service").locator("pre"), "\n");
 });
 
+test("on a desktop of one monitor the signing window lies in its corner, unless the user has set another place", async () => {
+    const other = await openConsole(browser, { screen: { width: 1920, height: 1080 } });
+    await reads(other.locator("#virtual .hint").first(), "Connected");
+    const place = async () => {
+        await runCommand(other, "ZCBeginSignAB", "is running");
+        const { x, y } = (await until(() => terminal.state.windows[0], "the window")).place;
+        await other.locator('[data-session="signing"] button').click();
+        await until(() => !terminal.state.windows[0], "the window's end");
+        return [x, y];
+    };
+    assert.deepEqual(await place(), [1920 - 800, 1080 - 500]);
+    await runCommand(other, "ZCSetSignScreenPosSizeAB");
+    assert.deepEqual(await place(), [640 + 240, 280 + 150]);
+    await other.context().close();
+    await runCommand(page, "ZCSetSignScreenPosSizeAB");
+});
+
 for (const [name, options] of Object.entries({
-    "dark-zh": { colorScheme: "dark", locale: "zh-CN" },
+    "wide": {},
     "zoom-200": { viewport: { width: 640, height: 450 }, deviceScaleFactor: 2 },
-    "narrow": { viewport: { width: 360, height: 640 }, locale: "zh-CN", colorScheme: "dark" },
+    "narrow": { viewport: { width: 360, height: 640 } },
 })) {
     test(`${name}: nothing is cut off, every text is told from its ground`, async () => {
-        const other = await openConsole(browser, options);
+        const other = await openConsole(browser, { ...options, screen: undefined });
         await (await runCommand(other, "ZCReadIDCard", "ZCReadIDCard")).locator("img").waitFor();
         await (await runCommand(other, "ZCSIMCard", "ZCSIMCard")).locator("output").waitFor();
         await other.evaluate(() => document.querySelectorAll("#virtual details").forEach((details) => { details.open = true; }));
-        await keepScreenshot(other, `desk-${name}`);
-        await assertReadable(other);
+        for (const look of ["light", "dark", "light-zh", "dark-zh"]) {
+            if (look === "light-zh")
+                await other.locator("#language").click();
+            await other.emulateMedia({ colorScheme: look.split("-")[0] });
+            await keepScreenshot(other, `desk-${name}-${look}`);
+            await assertReadable(other);
+        }
+        if (name !== "wide") {
+            await other.keyboard.press("Home");
+            await other.keyboard.press("ArrowLeft");
+            await reads(other.locator("[role=tab]:focus"), "报文");
+            assert.ok(await other.locator(".frames").isVisible());
+        }
         await other.context().close();
     });
 }

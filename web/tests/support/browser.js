@@ -7,6 +7,7 @@ import assert from "node:assert/strict";
 import { mkdirSync } from "node:fs";
 import { join } from "node:path";
 import { after } from "node:test";
+import { fileURLToPath } from "node:url";
 import { chromium, firefox } from "playwright-core";
 
 import { until } from "./desk.js";
@@ -29,12 +30,17 @@ export async function startBrowser({ name = process.env.DESK_BROWSER ?? "chromiu
     return browser;
 }
 
-/** Opens the console and waits for the connection's state; what its scripts complain of is kept in `page.complaints`. */
+/**
+ * Opens the console and waits for the connection's state; `page.complaints` keeps what its scripts complain of,
+ * `page.sent` what it sends to the service and to the control port.
+ */
 export async function openConsole(browser, { url = consolePage, state = "open", ...options } = {}) {
-    const context = await browser.newContext({ locale: "en-GB", viewport: { width: 1280, height: 900 }, ...options });
+    const usual = { locale: "en-GB", viewport: { width: 1280, height: 900 }, screen: { width: 3840, height: 1080 } };
+    const context = await browser.newContext({ ...usual, ...options });
     context.setDefaultTimeout(60000); // machines that run tests pause
     const page = await context.newPage();
-    page.complaints = [];
+    Object.assign(page, { complaints: [], sent: [] });
+    page.on("websocket", (socket) => socket.on("framesent", ({ payload }) => page.sent.push(payload)));
     page.on("pageerror", (error) => page.complaints.push(String(error)));
     page.on("console", (message) => {
         if (message.type() === "error" && !/(WebSocket connection|the server at ws:)/.test(message.text()))
@@ -71,29 +77,16 @@ export async function runCommand(page, name, expected = `${name} succeeded`) {
     return result;
 }
 
-/** Nothing is wider than the window, every text is told from its ground, and no script complains. */
+/** In each tab nothing is wider than the window, and axe finds nothing: contrast, names, roles, the keyboard. */
 export async function assertReadable(page) {
-    assert.ok(await page.evaluate(() => document.documentElement.scrollWidth === document.documentElement.clientWidth));
-    assert.deepEqual(await page.evaluate(textsOfLowContrast), []);
+    await page.addScriptTag({ path: fileURLToPath(new URL("../../node_modules/axe-core/axe.min.js", import.meta.url)) });
+    const tabs = page.locator("#tabs button:visible");
+    for (let tab = 0; tab < Math.max(await tabs.count(), 1); ++tab) {
+        if (await tabs.count() > 0)
+            await tabs.nth(tab).click();
+        assert.ok(await page.evaluate(() => document.documentElement.scrollWidth === document.documentElement.clientWidth));
+        const { violations } = await page.evaluate(() => globalThis.axe.run({ preload: false }));
+        assert.deepEqual(violations.map(({ id, nodes }) => [id, nodes.map(({ html }) => html)]), []);
+    }
     assert.deepEqual(page.complaints, []);
-}
-
-/** In the page: texts whose contrast with their ground is less than 4.5 to 1 (WCAG 2, level AA). */
-function textsOfLowContrast() {
-    const channels = (colour) => colour.match(/[\d.]+/g).map(Number);
-    const linear = (part) => part <= 0.04045 ? part / 12.92 : ((part + 0.055) / 1.055) ** 2.4;
-    const luminance = (colour) => channels(colour).slice(0, 3)
-        .reduce((sum, value, at) => sum + [0.2126, 0.7152, 0.0722][at] * linear(value / 255), 0);
-    const ground = (element) => {
-        const colour = getComputedStyle(element).backgroundColor;
-        return channels(colour)[3] === 0 ? ground(element.parentElement) : colour;
-    };
-    const contrast = (element) => {
-        const [dark, light] = [getComputedStyle(element).color, ground(element)].map(luminance).sort((a, b) => a - b);
-        return (light + 0.05) / (dark + 0.05);
-    };
-    const hasText = (element) => [...element.childNodes].some((node) => node.nodeType === 3 && node.data.trim());
-    return [...document.querySelectorAll("body *")]
-        .filter((element) => hasText(element) && element.checkVisibility() && !element.disabled && contrast(element) < 4.5)
-        .map((element) => `${element.tagName} "${element.textContent.slice(0, 30)}" ${contrast(element).toFixed(2)}`);
 }
