@@ -37,11 +37,22 @@ function recordedTest({ recorded, steps }) {
             lines.push(`assert.deepEqual([${reply}.success, ${reply}.msg], ${code([success, msg])});`);
     }
 
+    /** A call of VirtualTerminal's method: what a command is about stands first, its other keys follow as an object. */
+    function call(command, keys) {
+        const { device, fault, card, module, iccid, scene, image, points, button, ...others } = keys;
+        const values = [device, fault, card, module, iccid, scene, points, button].filter((value) => value !== undefined).map(code);
+        if (image)
+            values.push(`Buffer.from(${code(image)}, "base64")`);
+        if (Object.keys(others).length > 0)
+            values.push(code(others));
+        return `await terminal.${command}(${values.join(", ")});`;
+    }
+
     for (const { sent, received, command, keys, windows } of steps) {
         if (command)
-            lines.push(`await terminal.${command}(${code(keys)});`);
+            lines.push(call(command, keys));
         else if (windows)
-            lines.push(`await terminal.windows(${code(windows)});`);
+            lines.push(`await terminal.waitFor(({ windows }) => windows.map(({ window }) => window).join() === ${code(windows.join())});`);
         else if (sent !== undefined)
             ask(parsed(sent));
         else
@@ -57,7 +68,7 @@ import { VirtualTerminal } from "desk-terminal/testing";
 test("what was recorded happens again", async (t) => {
     const terminal = await VirtualTerminal.start();
     t.after(() => terminal.stop());
-    const desk = new DeskTerminal();
+    const desk = new DeskTerminal(globalThis.WebSocket ? {} : { WebSocket: (await import("ws")).WebSocket });
     t.after(() => desk.close());
 ${lines.map((line) => `    ${line}`).join("\n")}
 });

@@ -32,8 +32,12 @@ function makeScenarios(play) {
         return view.make("li", {}, link);
     });
 
-    /** Plugs in, repairs and fills whatever is not as at the start. */
+    const submit = (command) => document.querySelector(`form[data-command="${command}"]`).requestSubmit();
+
+    /** Plugs in, repairs and fills whatever is not as at the start, and ends an open signing session. */
     async function setRight() {
+        if (state.windows.some(({ window }) => window === "signing"))
+            submit("ZCEndSignAB");
         for (const [device, { plugged, fault, card, iccid }] of Object.entries(state.devices)) {
             if (!plugged)
                 await play("plug", { device });
@@ -55,7 +59,7 @@ function makeScenarios(play) {
             if (typeof step === "number")
                 await new Promise((resolve) => setTimeout(resolve, step));
             else if (typeof step === "string")
-                document.querySelector(`form[data-command="${step}"]`).requestSubmit();
+                submit(step);
             else
                 await play(...step);
         }
@@ -65,8 +69,8 @@ function makeScenarios(play) {
         told.hidden = !(name in scenarios);
         if (told.hidden)
             return;
-        told.replaceChildren(view.make("h4", { text: `scenario.${name}` }), view.make("p", { text: `scenario.${name}.page` }),
-            view.make("div", { className: "actions" },
+        told.replaceChildren(view.make("h4", { text: `scenario.${name}` }),
+            view.make("p", { text: `scenario.${name}.page` }), view.make("div", { className: "actions" },
                 view.button("scenario.play", () => run(name)), view.button("scenario.right", setRight)));
     }
 

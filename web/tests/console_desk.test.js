@@ -4,12 +4,13 @@
 // The console page on a desk with every device: what each command shows, and the desk played from the page alone.
 
 import assert from "node:assert/strict";
+import { readFileSync } from "node:fs";
 import { after, afterEach, beforeEach, test } from "node:test";
 
 import WebSocket from "ws";
 
 import { DeskTerminal } from "../desk-terminal.js";
-import { assertReadable, hasState, keepScreenshot, openConsole, reads, runCommand, startBrowser } from "./support/browser.js";
+import { assertReadable, consolePage, hasState, keepScreenshot, openConsole, reads, runCommand, startBrowser } from "./support/browser.js";
 import { area, startTerminal, until, writeInk } from "./support/desk.js";
 
 let terminal = await startTerminal();
@@ -272,6 +273,58 @@ test("the service is killed, started and stopped from the page, which says so, a
     }
     await runCommand(page, "ZCReadIDCard");
     await reads(box("service").locator("pre"), "\n");
+});
+
+test("the link of a scenario sets the fault, sends the command, and says what a page should do", async () => {
+    const usb = () => terminal.state.devices.usbReader;
+    const scenarios = { // the panel with the result, what it reads, and the desk afterwards
+        "no-card": ["cards", "431004", () => !usb().card],
+        "sim-missing": ["sim", "设备上电失败", () => !terminal.state.devices.simReader.iccid],
+        "card-pulled-in-the-middle": ["cards", "431004", () => usb().fault?.fault === "slow" && !usb().card],
+        "camera-busy": ["camera", "There is no camera", () => terminal.state.devices.documentCamera.fault],
+        "pad-unplugged-while-signing": ["pad", "No signature pad is attached", () => terminal.state.windows[0]],
+        "service-restarted": ["pad", "ZCBeginSignAB", () => terminal.state.service.starts > before.service.starts],
+    };
+    const before = terminal.state;
+    for (const [name, [panel, text, isSo]] of Object.entries(scenarios)) {
+        await page.locator(`a[href="#scenario=${name}"]`).click();
+        await until(isSo, name);
+        await reads(page.locator(`[data-device="${panel}"] .result`), text);
+    }
+    const other = await openConsole(browser, { url: `${consolePage}#scenario=no-card` });
+    await reads(other.locator(".told"), "Ask the customer to lay down the card");
+    assert.deepEqual(other.sent, []);
+    await other.context().close();
+    await hasState(page, "open");
+    await press("scenarios", "Set the desk right");
+    const stands = () => JSON.stringify(Object.values(terminal.state.devices).map(({ plugged, fault }) => [plugged, fault]));
+    await until(() => usb().card && stands() === JSON.stringify(Array(6).fill([true, null])), "the desk set right");
+});
+
+test("what was recorded is replayed, and saved as a test that passes", async () => {
+    const record = (name) => page.locator("#recorder").getByRole("button", { name, exact: true }).click();
+    const save = async (name) => {
+        const [download] = await Promise.all([page.waitForEvent("download"), record(name)]);
+        return download.path();
+    };
+    await page.getByText("Record and replay").click();
+    await record("Record");
+    const result = await beginSigning(() => press("pad", "Write a sample"));
+    await press("pad", "确定");
+    await givesSignature(result);
+    await press("usbReader", "Take the card away");
+    await runCommand(page, "ZCReadIDCard", "431004");
+    await press("usbReader", "Lay down");
+    await hold("usbReader", "Resident card");
+    await record("Stop recording");
+    await page.locator("#recorder input").setInputFiles(await save("Save the recording"));
+    await reads(page.locator("#recorder"), "Replayed");
+    await reads(page.locator("#frames tr").first(), "431004");
+    const lines = readFileSync(await save("Save as a test"), "utf8").split("\n").map((line) => line.trim());
+    const steps = ['const reply2 = desk.request("ZCBeginSignAB", {"x":240,"y":150,"width":800,"height":500});',
+        'await terminal.press("确定", {"window":"signing"});', 'assert.deepEqual([(await reply2).success, (await reply2).msg], [1,""]);',
+        'await terminal.takeCard("usbReader");', 'const reply3 = desk.request("ZCReadIDCard", {});'];
+    assert.deepEqual(lines.filter((line) => steps.includes(line)), steps);
 });
 
 test("on a desktop of one monitor the signing window lies in its corner, unless the user has set another place", async () => {
