@@ -268,18 +268,15 @@ private Q_SLOTS:
             {"800600030000ff00", "04030904"},
             {"800602030904ff00", "0803500061006400"},
             {"800603030904ff00", nullptr},
-            {"800600060000ff00", nullptr}, // no descriptor for another speed
             {"8000000000000200", "0000"},
             {"8008000000000100", "01"},
-            {"810a000000000100", "00"},
             {"0009010000000000", ""},
             {"010b000000000000", ""},
             {"0201000081000000", ""},
             {"210a000000000000", ""}};
         for (const auto& [setup, answer] : questions) {
             kernel.control(1, setup);
-            const bool isStalled = kernel.reply().contains("EPIPE");
-            QCOMPARE(isStalled, answer == nullptr);
+            QVERIFY(kernel.reply().startsWith(answer ? "1 0 " : "1 EPIPE "));
             QCOMPARE(kernel.received.toHex(), QByteArray::fromHex(answer).toHex());
         }
         QCOMPARE(asked, 0);
@@ -336,38 +333,25 @@ private Q_SLOTS:
         UvcCamera camera(kernel.controller(), description);
         QCOMPARE(camera.plugIn(), QString());
         QCOMPARE(kernel.take().value(3), QByteArray("3")); // high speed
-        kernel.control(1, "A187000101001A00");
+        kernel.control(1, "A187000101001A00");             // the stream's parameters
         QCOMPARE(kernel.reply(), "1 0 26");
-        QByteArray parameters = kernel.received;
-        QCOMPARE(parameters.mid(18).toHex(), QByteArray("0060090000400000"));
-        parameters[3] = 2;                                                   // the second size
-        for (const char* setup : {"2101000101001A00", "2101000201001A00"}) { // probe, commit
-            kernel.control(2, setup, parameters);
-            QCOMPARE(kernel.reply(), "2 0 26");
-        }
+        QCOMPARE(kernel.received.mid(18).toHex(), QByteArray("0060090000400000"));
+        kernel.control(2, "2101000201001A00", kernel.received.replace(3, 1, "\2")); // second size
+        QCOMPARE(kernel.reply(), "2 0 26");
         const QByteArray scene = packYuyv(drawScene(Scene::Document, {320, 240}));
-        for (int number = 0; number < 3; ++number) {
-            QByteArray picture;
-            int bits = 0;
-            while ((bits & 2) == 0 && picture.size() < scene.size()) {
+        for (int number = 0; number < 2; ++number) {
+            QByteArray picture = packYuyv(drawFrameBand({320, 240}, number));
+            picture += scene.mid(picture.size());
+            for (int sent = 0; sent < picture.size(); sent += uvcPayloadBytes - 2) {
+                const QByteArray payload = picture.mid(sent, uvcPayloadBytes - 2);
+                const int end = sent + payload.size() == picture.size() ? 2 : 0;
                 kernel.submit(3, 0x81, uvcPayloadBytes);
-                QVERIFY(kernel.reply().startsWith("3 0 "));
-                QCOMPARE(int(kernel.received[0]), 2); // bytes of the payload's header
-                bits = static_cast<quint8>(kernel.received[1]);
-                QCOMPARE(bits & ~2, 0x80 | number % 2);
-                picture += kernel.received.mid(2);
+                kernel.reply();
+                QCOMPARE(kernel.received.left(2).toHex(),
+                         QByteArray::number(0x0280 | end | number, 16).rightJustified(4, '0'));
+                QVERIFY(kernel.received.mid(2) == payload);
             }
-            const QByteArray band = packYuyv(drawFrameBand({320, 240}, number));
-            QCOMPARE(bits & 2, 2); // the last payload of the picture
-            QVERIFY(picture == band + scene.mid(band.size()));
         }
-        camera.setStalled(true);
-        kernel.submit(4, 0x81, uvcPayloadBytes);
-        kernel.control(5, "A181000101001A00"); // answered by the same thread, after the transfer
-        QCOMPARE(kernel.reply(), "5 0 26");
-        QVERIFY(kernel.isSilent());
-        camera.setStalled(false);
-        QVERIFY(kernel.reply().startsWith("4 0 "));
     }
 };
 
