@@ -30,11 +30,14 @@ public:
         environment.remove("DBUS_SESSION_BUS_ADDRESS");
         m_process.setProcessEnvironment(environment);
         m_process.setStandardErrorFile("mutter.log");
-        // It ends with its command.
+        // It ends with its command. Xwayland serves clients before mutter manages their windows,
+        // and a window from that moment may never be shown.
         m_process.start("dbus-run-session",
                         {"--", "mutter", "--headless", "--wayland", "--virtual-monitor",
                          "1920x1080", "--virtual-monitor", "1280x800", "--", "sh", "-c",
-                         "echo \"$DISPLAY $XAUTHORITY\"; until [ -e ended ]; do sleep 0.1; done"});
+                         "until xprop -root _NET_SUPPORTING_WM_CHECK | grep -q '#'; do sleep 0.1; "
+                         "done; echo \"$DISPLAY $XAUTHORITY\"; "
+                         "until [ -e ended ]; do sleep 0.1; done"});
         while (!m_process.canReadLine() && m_process.waitForReadyRead(60000)) {
         }
         const QByteArrayList variables = m_process.readLine().trimmed().split(' ');

@@ -34,8 +34,6 @@ class Page : public QRasterWindow
 public:
     explicit Page(const QRect& monitor)
     {
-        // Mutter 48 never shows a window with a frame that comes before its process for frames.
-        setFlags(Qt::FramelessWindowHint);
         setGeometry(monitor);
         show();
         QVERIFY(QTest::qWaitForWindowExposed(this, 60000));
