@@ -4,16 +4,12 @@
 // The people at the counter: pages that send commands, a clerk at the devices, a signer, the operator of the camera.
 
 import { createRequire } from "node:module";
-import { setTimeout as pause } from "node:timers/promises";
 
 import { DeskTerminal } from "../../web/desk-terminal.js";
-import { captureWindow, operateCaptureWindow, signingWindow, until } from "../../web/tests/support/desk.js";
+import { area, until } from "../../web/tests/support/desk.js";
 
 const WebSocket = createRequire(new URL("../../web/package.json", import.meta.url))("ws");
 
-const area = { x: 100, y: 100, width: 600, height: 400 };
-const okButton = [600, 465]; // of the signing window in that area
-const stroke = Array.from({ length: 60 }, (_, step) => [150 + 8 * step, 250 + 2 * step, 300 + 10 * step]);
 const cardTypes = ["resident", "permanentResidence", "residencePermit"];
 
 /** Plays rounds of everything that happens at a counter, and keeps what went wrong. */
@@ -115,9 +111,7 @@ export class Errands {
         await this.#desk.setPadScreen({ x: 0, y: 0, width: 1280, height: 800 });
         const signature = this.#desk.sign(area);
         signature.catch(() => {});
-        await until(signingWindow, "the signing window");
-        await pause(200); // the window takes what was written before it for somebody else's
-        await this.#play("pen", { points: [...stroke, [640, 370, 0]] });
+        await this.#terminal.sign();
         if (number % 3 === 1)
             await this.#desk.clearSignature();
         if (number % 3 === 2) {
@@ -125,7 +119,7 @@ export class Errands {
             await this.#refused(signature, "ended");
             return;
         }
-        await this.#play("pen", { points: [[...okButton, 500], [...okButton, 500], [...okButton, 0]] });
+        await this.#terminal.press("确定");
         const { base64 } = await signature;
         if ((await this.#desk.lastSignature()).base64 !== base64)
             throw new Error("the last signature is another one");
@@ -134,7 +128,7 @@ export class Errands {
     async #takePicture() {
         const asked = this.#desk.takePicture();
         asked.catch(() => {});
-        await operateCaptureWindow();
+        await this.#terminal.takePicture();
         if ((await asked).type !== "image/jpeg")
             throw new Error("no JPEG");
     }
@@ -154,20 +148,20 @@ export class Errands {
 
     /** Pages that are gone before their answer: in a card's read, in a session, with the camera window open. */
     async #vanish(number) {
-        const windows = { ZCReadIDCard: null, ZCReadHIDIDCard: null, ZCBeginSignAB: signingWindow };
+        const windows = { ZCReadIDCard: null, ZCReadHIDIDCard: null, ZCBeginSignAB: "signing" };
         if (number % 2 === 1)
-            windows.ZCCameraPic = captureWindow;
+            windows.ZCCameraPic = "capture";
         for (const [command, shownWindow] of Object.entries(windows)) {
             const page = this.#page();
             await page.connect();
             page.sendRaw(JSON.stringify({ function: command, ...area }));
             if (shownWindow)
-                await until(shownWindow, `the window of ${command}`);
+                await this.#terminal.waitForWindow(shownWindow);
             page.close();
             if (command === "ZCBeginSignAB")
                 await this.#desk.endSigning();
             else if (command === "ZCCameraPic")
-                await operateCaptureWindow();
+                await this.#terminal.takePicture();
             await this.#desk.ping();
         }
     }

@@ -104,8 +104,8 @@ void ControlServer::accept(QWebSocketServer& server)
 void ControlServer::serve(QWebSocket& client, const QString& text)
 {
     const QJsonObject reply = m_commands.execute(text);
+    reportState(); // before the reply: whoever has it knows the state
     client.sendTextMessage(compact(reply));
-    reportState();
 }
 
 void ControlServer::reportLine(const QString& line, const QString& stream)

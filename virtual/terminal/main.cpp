@@ -16,9 +16,12 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QSocketNotifier>
 #include <QTemporaryDir>
 
 #include <cstdio>
+#include <optional>
+#include <unistd.h>
 
 using namespace virtual_desk;
 
@@ -33,6 +36,7 @@ struct Options
     bool bare = false;
     bool verbose = false;
     bool kernel = false;
+    bool endWithInput = false;
 };
 
 const char hostController[] = "/sys/devices/platform/vhci_hcd.0";
@@ -72,19 +76,31 @@ Options readOptions(int argc, char* argv[])
         QStringLiteral("kernel"),
         QStringLiteral("Plug the USB devices in to the running kernel (module vhci-hcd), for the "
                        "service that is installed here; starts none itself."));
+    const QCommandLineOption endWithInput(
+        QStringLiteral("end-with-input"),
+        QStringLiteral(
+            "End when standard input is closed, as by the end of the test that holds it."));
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Runs the desk-terminal service on a desk of emulated devices."));
     parser.addHelpOption();
-    parser.addOptions({controlPort, service, templates, directory, bare, verbose, kernel});
+    parser.addOptions(
+        {controlPort, service, templates, directory, bare, verbose, kernel, endWithInput});
     parser.process(application);
     bool isNumber = false;
     const uint port = parser.value(controlPort).toUInt(&isNumber);
     if (!isNumber || port > 65535 || !parser.positionalArguments().isEmpty())
         parser.showHelp(1);
-    return {static_cast<quint16>(port), parser.value(service), parser.value(templates),
-            parser.value(directory),    parser.isSet(bare),    parser.isSet(verbose),
-            parser.isSet(kernel)};
+    return {static_cast<quint16>(port), parser.value(service),     parser.value(templates),
+            parser.value(directory),    parser.isSet(bare),        parser.isSet(verbose),
+            parser.isSet(kernel),       parser.isSet(endWithInput)};
+}
+
+void endAtEndOfInput()
+{
+    char ignored[256];
+    if (read(STDIN_FILENO, ignored, sizeof(ignored)) <= 0)
+        QCoreApplication::quit();
 }
 
 bool copyTemplates(const QString& from, const QString& directory)
@@ -131,6 +147,10 @@ int run(const Options& options, const QString& directory)
     const TerminationSignals signalsOfTheSystem;
     QObject::connect(&signalsOfTheSystem, &TerminationSignals::arrived, qApp,
                      &QCoreApplication::quit);
+    std::optional<QSocketNotifier> input;
+    if (options.endWithInput)
+        QObject::connect(&input.emplace(STDIN_FILENO, QSocketNotifier::Read),
+                         &QSocketNotifier::activated, qApp, &endAtEndOfInput);
     if (options.kernel)
         std::printf("virtual-terminal: devices on this kernel, control on ws://localhost:%d\n",
                     control.port());

@@ -8,7 +8,7 @@ import { after, afterEach, beforeEach, test } from "node:test";
 import WebSocket from "ws";
 
 import { DeskTerminal } from "../desk-terminal.js";
-import { area, captureWindow, failure, operateCaptureWindow, signWithPen, signingWindow, startTerminal, until } from "./support/desk.js";
+import { area, failure, startTerminal, until } from "./support/desk.js";
 
 const terminal = await startTerminal();
 after(() => terminal.stop());
@@ -29,20 +29,21 @@ test("every device answers, in whatever order the commands are asked", async () 
         assert.deepEqual([idNum, photo.type], [terminal.state.devices[device].card.idNum, "image/bmp"]);
     }
     const signature = desk.sign(area);
-    await signWithPen(terminal);
+    await terminal.sign();
+    await terminal.press("确定");
     const { base64 } = await signature;
     const asked = ["samNumber", "readSim", "readSim", "openHidReader", "ping", "padPresent", "lastSignature"];
     const [number, ...others] = await Promise.all(asked.map((method) => desk[method]()));
     assert.match(number, /^[0-9A-Fa-f]{32}$/);
     assert.deepEqual([...others.slice(0, 5), others[5].base64], [iccid, iccid, undefined, undefined, true, base64]);
     await assert.rejects(desk.takePicture({ timeout: 300 }), { code: "timeout" });
-    await until(captureWindow, "the capture window");
+    await terminal.waitForWindow("capture");
     await assert.rejects(desk.takePicture(), { reason: "no-picture", message: /earlier window still has it/ });
-    await operateCaptureWindow();
+    await terminal.takePicture();
     await until(() => strays.length > 0, "the late picture");
     assert.equal(JSON.parse(strays[0]).functionName, "ZCCameraPic");
     const photo = desk.takePicture();
-    await operateCaptureWindow();
+    await terminal.takePicture();
     assert.equal((await photo).type, "image/jpeg");
     await assert.rejects(desk.request("ZCnothing"), failure("ZCnothing", "unknown-command"));
     assert.equal(strays.length, 1);
@@ -67,22 +68,22 @@ test("a HID reader that is unplugged in the middle gives no half of a card", asy
 test("a page's session is its own until another ends it on purpose", async () => {
     const other = connect();
     const ended = assert.rejects(desk.beginSigning(area), failure(begin, "ended"));
-    await until(signingWindow, "the signing window");
+    await terminal.waitForWindow("signing");
     await assert.rejects(other.sign(area), failure(begin, 0, "signing-in-progress"));
-    assert.ok(signingWindow());
+    assert.equal(terminal.state.windows.length, 1);
     const next = assert.rejects(other.beginSigning(area, { endOpenSession: true }), failure(begin, "closed"));
     await until(() => other.isSigning, "the other's session");
     other.close();
     await Promise.all([next, ended]);
-    await until(() => !signingWindow(), "the windows' end");
+    await until(() => terminal.state.windows.length === 0, "the windows' end");
 });
 
 test("a session does not outlive its connection, nor the client its service", async () => {
     const lost = assert.rejects(desk.sign(area), failure(begin, "connection-lost"));
-    await until(signingWindow, "the signing window");
+    await terminal.waitForWindow("signing");
     await terminal.play("killService");
     await lost;
     await terminal.play("startService");
-    await until(() => desk.state === "open" && !signingWindow(), "the connection, without the window");
+    await until(() => desk.state === "open" && terminal.state.windows.length === 0, "the connection, without the window");
     assert.equal(await desk.padPresent(), true);
 });

@@ -10,7 +10,7 @@ import { after, afterEach, beforeEach, test } from "node:test";
 import vm from "node:vm";
 
 import { assertReadable, consolePage, hasState, openConsole, reads, runCommand, startBrowser } from "./support/browser.js";
-import { signingWindow, startTerminal, until } from "./support/desk.js";
+import { startTerminal, until } from "./support/desk.js";
 
 const terminal = await startTerminal("--bare", "--control-port", "12346");
 const browser = await startBrowser();
@@ -128,11 +128,11 @@ test("a page that is left during its session ends it, one that is opened does no
     for (const leave of [() => page.reload(), () => page.goto("about:blank"), () => page.close({ runBeforeUnload: true })]) {
         await page.goto(consolePage);
         await runCommand(page, "ZCBeginSignAB", "ZCBeginSignAB is running");
-        await until(signingWindow, "the signing window");
+        await terminal.waitForWindow("signing");
         const other = await openConsole(browser);
         await runCommand(other, "ZCSetPenWidth", "A signing session is open; end it first.");
         await leave();
-        await until(() => !signingWindow(), "the window's end");
+        await until(() => terminal.state.windows.length === 0, "the window's end");
         await runCommand(other, "ZCSetPenWidth");
         await other.context().close();
     }

@@ -11,7 +11,7 @@ import WebSocket from "ws";
 
 import { DeskTerminal } from "../desk-terminal.js";
 import { assertReadable, consolePage, hasState, keepScreenshot, openConsole, reads, runCommand, startBrowser } from "./support/browser.js";
-import { area, startTerminal, until, writeInk } from "./support/desk.js";
+import { area, startTerminal, until } from "./support/desk.js";
 
 let terminal = await startTerminal();
 const browser = await startBrowser();
@@ -52,7 +52,8 @@ async function beginSigning(write) {
     await runCommand(page, "ZCStartDeviceAB");
     const result = await runCommand(page, "ZCBeginSignAB", "ZCBeginSignAB is running");
     assert.ok(await page.locator('[data-command="ZCBeginSignAB"] button').isDisabled());
-    await writeInk(terminal, write);
+    await terminal.waitForWindow("signing");
+    await write();
     return result;
 }
 
@@ -242,7 +243,7 @@ test("a session and a camera command of another page are seen, operated and ende
     };
     const signature = begin();
     await until(async () => (await seen(box("pad").locator("canvas"))).colours > 100, "the window's own picture");
-    await writeInk(terminal, () => press("pad", "Write a sample"));
+    await press("pad", "Write a sample");
     await press("pad", "确定");
     assert.equal((await signature).type, "image/png");
     await until(() => line("signing").isHidden(), "the session's end");

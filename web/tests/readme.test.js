@@ -9,7 +9,7 @@ import { createServer } from "node:http";
 import { after, test } from "node:test";
 
 import { openConsole, startBrowser } from "./support/browser.js";
-import { signWithPen, startTerminal, until } from "./support/desk.js";
+import { startTerminal, until } from "./support/desk.js";
 
 const [, example] = readFileSync(new URL("../../README.md", import.meta.url), "utf8").match(/```js\n([^]*?)```/);
 const files = {
@@ -25,7 +25,8 @@ test("the ten lines read a card and take a signature", async () => {
     const terminal = await startTerminal();
     after(() => Promise.all([server.closeAllConnections(), server.close(), terminal.stop()]));
     const page = await openConsole(await startBrowser(), { url: "http://localhost:8080/", state: "" });
-    await signWithPen(terminal);
+    await terminal.sign();
+    await terminal.press("确定");
     assert.equal(await page.locator("#name").textContent(), terminal.state.devices.usbReader.card.name);
     const signature = page.locator("#signature");
     await until(() => signature.getAttribute("src"), "the signature");
