@@ -69,7 +69,7 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(log));
     }
 
-    // A complaint about the file would come back to the handler, which holds its lock.
+    // A warning about the file would call the handler again while it holds its lock.
     void losesALineWhereItCannotWrite()
     {
         QVERIFY(QDir().mkdir(log));
@@ -79,7 +79,7 @@ private Q_SLOTS:
         QVERIFY(QDir().rmdir(log));
     }
 
-    // A pipe holds less than these lines: who writes has to wait in the middle of one.
+    // The lines are longer than a pipe's buffer, so that every write is interrupted.
     void keepsLinesOfSeveralThreadsWhole()
     {
         QCOMPARE(mkfifo(log, 0600), 0);
@@ -98,7 +98,7 @@ private Q_SLOTS:
     {
         limits("3600", "for i in 1 2 3 14; do echo x = $i, y = -$i >&2; done; echo other >&2",
                "x = 1, y = -1|x = 2, y = -2|other|left out 2 more like: x = #, y = -#");
-        limits("1", // each line after the time of the one before
+        limits("1", // each line comes when the second of the one before is over
                "for i in 1 2 3; do"
                "    echo $i >&2; until grep -q $i log.txt; do sleep 0.1; done; sleep 1.1; done",
                "1|2|3");

@@ -23,7 +23,7 @@ class DiagnosisTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        // The service that is started from here on is root, and heeds permissions all the same.
+        // Without this capability file permissions refuse root, too; the service inherits that.
         QCOMPARE(prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0), 0);
     }
 

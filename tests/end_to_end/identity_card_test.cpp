@@ -91,8 +91,8 @@ class IdentityCardTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    // Two open windows put two event loops under a read; their frames are small beside a card's
-    // record, so a third of the usual stack must do for everything here.
+    // A read may run inside the event loops of two open windows, on one stack. The largest frame
+    // is that of a read, so that three of them fit when one read needs a third of the usual stack.
     void initTestCase()
     {
 #ifndef __SANITIZE_ADDRESS__ // which widens every frame

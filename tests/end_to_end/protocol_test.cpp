@@ -86,7 +86,7 @@ private Q_SLOTS:
             QVERIFY(RawClient(upgradeRequest, address).hears("\r\nServer: Echo Server\r\n"));
     }
 
-    // Asked of copies of its sockets, because what it saves is time.
+    // The option TCP_NODELAY only saves time; it is read from copies of the service's sockets.
     void sendsTheRestOfAReplyBeforeItsBeginningIsAcknowledged()
     {
         const auto service = static_cast<int>(::syscall(SYS_pidfd_open, m_service.processId(), 0));

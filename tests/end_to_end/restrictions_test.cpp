@@ -164,7 +164,7 @@ private Q_SLOTS:
         QVERIFY(page.open());
         QCOMPARE(page.ask("ZCReadIDCard")["err_code"].toInt(9), 0);
         QCOMPARE(page.ask("ZCSIMCard")["data"].toString(), QString("89860113456789012340"));
-        page.reply(); // the same once more
+        page.reply(); // a success is sent twice
         page.ask("ZCStartDeviceAB");
         page.command("ZCBeginSignAB", {{"x", 440}, {"y", 250}, {"width", 400}, {"height", 300}});
         pad.pen(PadGeometry().signature({480, 300, 320, 140}));

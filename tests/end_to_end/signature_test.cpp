@@ -21,7 +21,7 @@ using namespace virtual_desk;
 
 namespace {
 
-// What lies where in the usual window, on the pad's display.
+// Places in the window that these tests open, on the pad's display.
 const QRectF writingArea(480, 300, 320, 140);
 const QHash<QString, QPointF> buttons{
     {"cancel", {510, 507}}, {"resign", {645, 507}}, {"ok", {775, 507}}};
@@ -292,10 +292,16 @@ private:
         QVERIFY(m_page->open() && m_other->open());
     }
 
-    /// Does the steps of a script one after the other: the pen's, those with a name, and replies,
-    /// whose first word is the command that is sent for it; with "+" by both pages, with "<" by
-    /// none; with "!" it is sent and not answered. The commands that are answered have keys that
-    /// would spoil a session.
+    /// Plays a script, whose steps are separated by "|":
+    ///     write, cancel, resign, ok   the pen writes, or taps that button
+    ///     read                        waits until the service has read every pen report
+    ///     rest                        waits until the service no longer reads the pad
+    ///     silent                      nothing is sent to the page
+    ///     COMMAND SUCCESS MESSAGE     sends the command and expects this reply; the keys of the
+    ///                                 command would spoil a session that took them
+    ///     +COMMAND ...                the same from both pages
+    ///     <COMMAND ...                expects this reply without sending anything
+    ///     !COMMAND                    sends the command, which is not answered now
     void play(const QString& script, const PadGeometry& geometry = PadGeometry())
     {
         const QJsonObject keys{{"x", 1}, {"Percent", 0}, {"Width", 0}, {"width", 0}};
@@ -306,7 +312,7 @@ private:
                 m_pad.pen(geometry.signature(writingArea));
             else if (buttons.contains(step))
                 m_pad.pen(geometry.tap(buttons[step]));
-            else if (step == "read") { // all of it, and on
+            else if (step == "read") {
                 AWAIT_EQUAL(m_pad.queued(), 0);
                 const int reads = m_pad.device().log().size();
                 AWAIT(m_pad.device().log().size() > reads);

@@ -38,7 +38,7 @@ private Q_SLOTS:
     void doesAndTellsEachStep_data()
     {
         // clang-format off
-        addRows<int, QByteArray, QByteArray, QString>({ // step, its code, the console, the message
+        addRows<int, QByteArray, QByteArray, QString>({ // failing step, its code, console, message
             {"no reader", 0, "8010002E", "打开设备端口失败,返回:t_nRe = 8010002E\n", "打开设备端口失败"},
             {"no card", 1, "A", "设备上电失败,返回:t_nRe = 0000000A\n", "设备上电失败"},
             {"first command", 2, "FFFFFFFF", "设备APDU通讯失败,返回:t_nRe = FFFFFFFF\n", "设备APDU(A0A40000023F00)通讯失败"},
@@ -72,7 +72,8 @@ private Q_SLOTS:
             output += i == failing ? told : text.section('|', i, i).toUtf8();
         }
         if (failing > 0)
-            calls << "CloseCardReader"; // once more, without a word, and its result does not count
+            calls
+                << "CloseCardReader"; // after a failure; nothing is printed, its result is ignored
         QFile file("script");
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.write(script + "CloseCardReader 1\n");
@@ -86,7 +87,7 @@ private Q_SLOTS:
         const QString read = code == iccid ? success() : success("");
         QCOMPARE(ask(), failing == 7 ? read : failure(message));
         if (failing == 7)
-            QCOMPARE(m_client.text(), read); // pages rely on it
+            QCOMPARE(m_client.text(), read); // a success is sent twice
         QVERIFY(m_client.silentFor(100));
         QFile recorded("record");
         QVERIFY(recorded.open(QIODevice::ReadOnly));

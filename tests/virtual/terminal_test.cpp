@@ -167,7 +167,7 @@ private Q_SLOTS:
 
     void leavesNothingRunning_data()
     {
-        // Killed at the very end: its PC/SC daemon leaves a number beside which none starts.
+        // The kill comes last: the PC/SC daemon that it leaves keeps another from starting.
         addRows<bool>({{"ended", false}, {"killed", true}});
     }
     void leavesNothingRunning()
