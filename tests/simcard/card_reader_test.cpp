@@ -13,8 +13,6 @@
 #include <winscard.h>
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 #include <reader.h>
 #include <thread>
 
@@ -36,26 +34,21 @@ QString text(LONG code)
     return QString::asprintf("%08X", unsigned(code));
 }
 
-// The code; the name of the opened reader goes to the second argument.
-QString open(const QByteArray& name = reader + " 0", QByteArray opened = {})
+// The code; the name of the opened reader when it is not the one of the second argument.
+QString open(const QByteArray& name = reader + " 0", const QByteArray& opened = {})
 {
-    std::array<char, 256> wanted{};
-    std::array<char, 256> result{};
-    result.fill(guard);
-    std::copy_n(name.constData(), name.size(), wanted.data());
-    const int code = OpenCardReader(1, wanted.data(), result.data());
-    return opened.isNull() || opened == result.data() ? text(code) : QString(result.data());
+    const QByteArray wanted = name.leftJustified(256, '\0');
+    QByteArray result(256, guard);
+    const int code = OpenCardReader(1, wanted.constData(), result.data());
+    return opened.isNull() || opened == result.constData() ? text(code)
+                                                           : QString(result.constData());
 }
 
 QString powerOn(const QByteArray& answerToReset = VirtualSimCard::answerToReset())
 {
-    std::array<unsigned char, 1024> answer{};
-    answer.fill(guard);
-    const int code = CardPowerOn(answer.data());
-    const QByteArray expected = answerToReset + guard;
-    const bool whole =
-        std::memcmp(answer.data(), expected.constData(), size_t(expected.size())) == 0;
-    return whole || code != 0 ? text(code) : "wrong answer";
+    QByteArray answer(1024, guard);
+    const int code = CardPowerOn(reinterpret_cast<unsigned char*>(answer.data()));
+    return code != 0 || answer.startsWith(answerToReset + guard) ? text(code) : "wrong answer";
 }
 
 QString powerOff()
@@ -71,13 +64,10 @@ QString close()
 // The response, or the code of the failure in brackets.
 QString send(const QByteArray& command, int length)
 {
-    std::array<char, 1024 + 16> response{};
-    response.fill(guard);
+    QByteArray response(1024, guard);
     int received = -1;
     const int code = SendApduCommand(length, command.constData(), &received, response.data());
-    const QByteArray answer = response.data();
-    if (std::count(response.begin() + 1024, response.end(), guard) != 16)
-        return "overrun";
+    const QByteArray answer = response.constData();
     if (received != answer.size() || (code != 0 && received != 0))
         return "wrong length";
     return code == 0 ? QString::fromLatin1(answer) : '<' + text(code) + '>';
