@@ -185,53 +185,46 @@ private Q_SLOTS:
         }
     }
 
-    void splitsAndMergesMaskLines_data()
-    {
-        addRows<Samples, bool, Samples>({
-            {"alone at an odd place, row", {0, 1, 0, 0}, true, {1, 0, 128, 0}},
-            {"alone at an odd place, column", {0, 1, 0, 0}, false, {1, 0, 129, 0}},
-            {"alone at the end", {0, 0, 0, 1}, true, {0, 1, 0, 128}},
-            {"over the test's value", {80, 1, 0, 0}, false, {1, 0, 130, 0}},
-            {"over it in a row", {80, 1, 0, 0}, true, {80, 0, 1, 0}},
-            {"run of two", {0, 1, 1, 0}, true, {0, 1, 1, 0}},
-        });
-    }
-
     void splitsAndMergesMaskLines()
     {
-        const auto [in, inRow, out] = row<Samples, bool, Samples>();
-        const auto line = inRow ? photo::Line::Row : photo::Line::Column;
-        const int m = static_cast<int>(in.size());
-        Samples split(in.size());
-        splitMaskLine(in.data(), split.data(), m, line);
-        QCOMPARE(split, out);
-        Samples merged(in.size());
-        mergeMaskLine(split.data(), merged.data(), m, line);
-        Samples expected = in;
-        if (!inRow) // what the merge makes of marker 130
-            std::replace(expected.begin(), expected.end(), 80, 128);
-        QCOMPARE(merged, expected);
+        constexpr auto row = photo::Line::Row;
+        constexpr auto column = photo::Line::Column;
+        const std::tuple<Samples, photo::Line, Samples> lines[] = {
+            {{0, 1, 0, 0}, row, {1, 0, 128, 0}}, // alone at an odd place
+            {{0, 1, 0, 0}, column, {1, 0, 129, 0}},
+            {{0, 0, 0, 1}, row, {0, 1, 0, 128}},     // alone at the end
+            {{80, 1, 0, 0}, column, {1, 0, 130, 0}}, // over the test's value
+            {{80, 1, 0, 0}, row, {80, 0, 1, 0}},
+            {{0, 1, 1, 0}, row, {0, 1, 1, 0}}, // run of two
+        };
+        for (const auto& [in, line, out] : lines) {
+            const int m = static_cast<int>(in.size());
+            Samples split(in.size());
+            splitMaskLine(in.data(), split.data(), m, line);
+            QCOMPARE(split, out);
+            Samples merged(in.size());
+            mergeMaskLine(split.data(), merged.data(), m, line);
+            Samples expected = in;
+            if (line == column) // what the merge makes of marker 130
+                std::replace(expected.begin(), expected.end(), 80, 128);
+            QCOMPARE(merged, expected);
+        }
     }
 
-    // Rows worked by hand: the scaling, then the lifting with its floor divisions.
-    void invertsTheLifting_data()
-    {
-        addRows<int, Samples, Samples>({
-            {"one sample", 0, {100}, {71}},
-            {"two, odd", 1, {10, 100}, {78, 64}},
-            {"negative sums", 0, {-10, -5, -22}, {-4, -16, -13}},
-            {"every digit of the factors",
-             1,
-             {-30746, 8668, 25001, -55977, -8240, 28460},
-             {-35321, 8160, 16682, -45507, -21432, 25950}},
-        });
-    }
-
+    // Worked by hand: the scaling, then the lifting with its floor divisions.
     void invertsTheLifting()
     {
-        auto [start, coded, samples] = row<int, Samples, Samples>();
-        inverseLifting(coded.data(), start, static_cast<int>(coded.size()));
-        QCOMPARE(coded, samples);
+        const std::tuple<int, Samples, Samples> lines[] = {
+            {0, {100}, {71}},
+            {1, {10, 100}, {78, 64}},
+            {0, {-10, -5, -22}, {-4, -16, -13}},
+            {1,
+             {-30746, 8668, 25001, -55977, -8240, 28460}, // every digit of the factors
+             {-35321, 8160, 16682, -45507, -21432, 25950}}};
+        for (auto [start, coded, samples] : lines) {
+            inverseLifting(coded.data(), start, static_cast<int>(coded.size()));
+            QCOMPARE(coded, samples);
+        }
     }
 
     // An object of every kind of line: segments from even and odd places, and samples alone.
