@@ -93,8 +93,10 @@ private Q_SLOTS:
         QCOMPARE(LogCapture::take(), QStringList("Cannot open device\n"));
     }
 
-    void leavesNothingOpenAfterAFailedClaim()
+    void leavesNothingOpen()
     {
+        QCOMPARE(m_driver->findDevice(), 1);
+        AWAIT_EQUAL(openDescriptors("/dev"), m_openBefore);
         OutputCapture errors(stderr);
         m_pad->device().setInterfaceHeldElsewhere(true);
         QCOMPARE(m_driver->openDevice(), -2);
