@@ -106,6 +106,45 @@ export interface StartOptions {
     timeout?: number;
 }
 
+/** What a page shows and leaves behind in one action or scenario of `checkPage`. */
+export interface CheckResult {
+    /** "card", "sign", "camera": undisturbed; "card-pulled", "pad-unplugged", …: the scenarios. */
+    name: string;
+    title: string;
+    /** False: the page cannot do any of the actions that the scenario disturbs. */
+    tried: boolean;
+    /** New visible lines, dialogs and pictures. */
+    shown: string[];
+    /** Empty when all is well. */
+    findings: string[];
+}
+
+export interface CheckOptions {
+    terminal: VirtualTerminal;
+    /** The program of Chromium or Chrome; otherwise looked for in PATH. */
+    browser?: string;
+    /**
+     * CSS selectors of what begins an action; "" when the page begins it by itself. By default the first button with a fitting
+     * text.
+     */
+    startCard?: string;
+    startSign?: string;
+    startCamera?: string;
+    /** The page's own button to end a signature. */
+    cancelSign?: string;
+    /** Where the page shows messages; by default its body. */
+    message?: string;
+    /** Names of scenarios; all by default. */
+    only?: string | string[];
+    /** Seconds within which something must have happened; 15 by default. */
+    patience?: number;
+    /** Called with each result. */
+    report?: (result: CheckResult) => void;
+}
+
+/** Takes a page, an address or a file, through the scenarios in a browser (docs/testing-pages.md). */
+export declare function checkPage(url: string, options: CheckOptions): Promise<CheckResult[]>;
+
 /**
  * A virtual terminal, and the people at it: they put cards on the readers, sign with the pen, pull plugs.
  *

@@ -27,9 +27,12 @@ export async function until(look, what) {
 /** What a failed command rejects with. */
 export const failure = (step, code, reason = String(code)) => ({ name: "DeskError", step, code, reason });
 
+/** The virtual terminal of this build. */
+export const terminalCommand = [join(process.env.DESK_BIN_DIR, "virtual-terminal"), "--templates", templates];
+
 /** Starts the terminal; without options every device is plugged in, with a card on each reader and a SIM in its own. */
-export const startTerminal = (...options) => VirtualTerminal.start({ WebSocket, command:
-    [join(process.env.DESK_BIN_DIR, "virtual-terminal"), "--templates", templates, "--control-port", "12345", ...options] });
+export const startTerminal = (...options) => VirtualTerminal.start(
+    { WebSocket, command: [...terminalCommand, "--control-port", "12345", ...options] });
 
 /** The area of a signing window, as most tests have it. */
 export const area = { x: 240, y: 150, width: 800, height: 500 };
