@@ -121,7 +121,8 @@ void printLine(const QString& line, const QString& stream)
 int run(const Options& options, const QString& directory)
 {
     Desk desk(options.kernel ? QString::fromLatin1(hostController) : QString());
-    ServiceWindows windows(QCoreApplication::applicationDirPath() + QStringLiteral("/plugins"));
+    const ServiceWindows windows(QCoreApplication::applicationDirPath() +
+                                 QStringLiteral("/plugins"));
     ServiceRunner service(options.service, directory, windows.environment());
     ControlCommands commands(desk, service, windows);
     ControlServer control(commands);

@@ -74,7 +74,8 @@ QRect ServiceWindows::place(const QJsonValue& entry)
 QRect ServiceWindows::buttonOnDesktop(const QJsonObject& window, const QString& button)
 {
     const QPoint corner = place(window.value(QLatin1String("place"))).topLeft();
-    for (const QJsonValue& entry : window.value(QLatin1String("buttons")).toArray())
+    const QJsonArray buttons = window.value(QLatin1String("buttons")).toArray();
+    for (const QJsonValue& entry : buttons)
         if (entry.toObject().value(QLatin1String("button")).toString() == button)
             return place(entry.toObject().value(QLatin1String("place"))).translated(corner);
     return {};
