@@ -49,8 +49,8 @@ function print({ name, title, tried, shown, findings, options }) {
     const outcome = !tried ? "-" : findings.length === 0 ? "ok" : "FINDING";
     console.log(`${outcome.padEnd(8)} ${name.padEnd(19)} ${title}`);
     if (!tried)
-        console.log(`${" ".repeat(9)}not tried: nothing undisturbed to begin with (${
-            options.map((option) => `--${inKebabCase(option)}`).join(", ")})`);
+        console.log(`${" ".repeat(9)}not tried: the page cannot do it undisturbed, or needs ${
+            options.map((option) => `--${inKebabCase(option)}`).join(" or ")}`);
     for (const line of shown)
         console.log(`${" ".repeat(9)}shown: ${line}`);
     for (const finding of findings)

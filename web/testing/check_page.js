@@ -60,15 +60,18 @@ class Run {
     findings = [];
     known;
 
+    #success;
+    #isCancelled = false;
     #terminal;
     #options;
     #page;
     #action;
 
-    /** @param known lines that say nothing about a failure */
-    constructor(action, known, terminal, options) {
+    /** @param rehearsal of the action */
+    constructor(action, rehearsal, terminal, options) {
         this.#action = action;
-        this.known = new Set(known);
+        this.known = new Set(rehearsal?.known); // lines that say nothing about a failure
+        this.#success = rehearsal?.shown;
         this.#terminal = terminal;
         this.#options = options;
     }
@@ -88,9 +91,10 @@ class Run {
     async play(browser, url, scenario) {
         await this.#onPage(browser, url, scenario, async () => {
             await this.#tryIt(scenario.disturb);
-            if (!scenario.isSilent)
-                await this.#until(() => this.#showsSomething(), "it showed nothing");
+            const isEnough = scenario.isSilent || this.#isCancelled || await this.#isTrueInTime(() => this.#showsSomething());
             await scenario.amend?.(this.#terminal);
+            if (!isEnough)
+                await this.#until(() => this.#showsSuccess(), "it showed nothing");
             await this.#waitForNoWindow("its window stays open");
             if (scenario.again && this.findings.length === 0 && !await this.#succeed())
                 this.findings.push("afterwards the page cannot do it again");
@@ -159,13 +163,24 @@ class Run {
         return this.shown.length > 0;
     }
 
-    /** Waits for a condition; a finding when it does not come. */
-    async #until(condition, finding) {
+    /** Whether the page, which has waited, has gone on by itself to what it shows after a success. */
+    async #showsSuccess() {
+        return (await this.#lines()).some((line) => this.#success.includes(line));
+    }
+
+    async #isTrueInTime(condition) {
         for (const end = Date.now() + this.#patience; Date.now() < end; await pause(lookInterval))
             if (await condition())
                 return true;
-        this.findings.push(`${finding} (waited ${this.#options.patience} s)`);
         return false;
+    }
+
+    /** Waits for a condition; a finding when it does not come. */
+    async #until(condition, finding) {
+        const isTrue = await this.#isTrueInTime(condition);
+        if (!isTrue)
+            this.findings.push(`${finding} (waited ${this.#options.patience} s)`);
+        return isTrue;
     }
 
     #waitForNoWindow(finding) {
@@ -206,8 +221,10 @@ class Run {
     async #cancel() {
         const { cancelSign } = this.#options;
         const button = buttonOf(this.#page, cancelSign, cancelButton);
-        if (cancelSign || await button.isVisible())
-            await button.click().catch(() => this.findings.push("its button to cancel could not be clicked"));
+        if (!cancelSign && !await button.isVisible())
+            return;
+        this.#isCancelled = true;
+        await button.click().catch(() => this.findings.push("its button to cancel could not be clicked"));
     }
 
     /** The action from beginning to end. */
@@ -254,16 +271,16 @@ export async function checkPage(url, { terminal, browser, patience = defaultPati
     };
     try {
         const found = await actionsOf(program, address, options);
-        const known = new Map();
+        const rehearsals = new Map();
         for (const name of found.filter((each) => chosen.some((scenario) => scenario.actions.includes(each)))) {
-            const run = new Run(actions[name], [], terminal, options);
+            const run = new Run(actions[name], null, terminal, options);
             if (await run.rehearse(program, address))
-                known.set(name, run.known);
+                rehearsals.set(name, run);
             tell({ name, title: actions[name].title, tried: true, shown: run.shown, findings: run.findings });
         }
         for (const scenario of chosen) {
-            const name = scenario.actions.find((each) => known.has(each));
-            const run = new Run(actions[name], known.get(name), terminal, options);
+            const name = scenario.actions.find((each) => rehearsals.has(each));
+            const run = new Run(actions[name], rehearsals.get(name), terminal, options);
             if (name)
                 await run.play(program, address, scenario);
             tell({ name: scenario.name, title: scenario.title, tried: name !== undefined, shown: run.shown, findings: run.findings,

@@ -3,6 +3,8 @@
 
 // What a page lives through in a check: each of its actions undisturbed, and then the scenarios.
 
+import { restingCards } from "./virtual_terminal.js";
+
 const readers = ["usbReader", "hidReader"];
 const cameras = ["documentCamera", "portraitCamera"];
 const slowReply = 300; // milliseconds: time to look at the page, and to take the card away, in the middle
@@ -46,7 +48,7 @@ export const actions = {
 };
 
 /** The page's own way to end a signature. */
-export const cancelButton = /取消|结束|cancel|\bend\b|abort/i;
+export const cancelButton = /取消|结束|停止|cancel|\bend\b|\bstop|abort/i;
 
 // The page answers every WebSocket to the service as a browser does whose user has refused the permission.
 function refuseService() {
@@ -81,7 +83,7 @@ export const scenarios = [
         amend: async (terminal) => {
             for (const device of readers) {
                 await terminal.repair(device);
-                await terminal.putCard(device);
+                await terminal.putCard(device, restingCards[device]);
             }
         },
         again: true,

@@ -15,12 +15,13 @@ const defaultTimeout = 30000;
 const pictureFile = "/tmp/kvo_cv.jpg"; // of the service, for every picture that is taken
 const pictureWait = 300; // until a click on 拍照 is repeated
 const mostSamples = 5000; // of one command "pen"
+/** The cards that lie on the readers at the start. */
+export const restingCards = { usbReader: {}, hidReader: { type: "permanentResidence", portrait: 1 } };
 const restingState = [
     ["setPicture", { device: "documentCamera", scene: "document" }],
     ["setPicture", { device: "portraitCamera", scene: "portrait" }],
     ["setModule", { module: "0503" }],
-    ["putCard", { device: "usbReader", card: {} }],
-    ["putCard", { device: "hidReader", card: { type: "permanentResidence", portrait: 1 } }],
+    ...Object.entries(restingCards).map(([device, card]) => ["putCard", { device, card }]),
     ["insertSim", {}],
 ];
 
