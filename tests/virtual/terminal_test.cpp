@@ -68,7 +68,8 @@ private Q_SLOTS:
     void init()
     {
         m_terminal.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_terminal.start(program, {"--templates", DESK_SOURCE_DIR "/packaging/templates"});
+        m_terminal.start(
+            program, {"--end-with-input", "--templates", DESK_SOURCE_DIR "/packaging/templates"});
         QVERIFY(m_terminal.waitForReadyRead(60000));
         QVERIFY(m_terminal.readLine().contains("control on ws://localhost:12345"));
         m_player.emplace();
@@ -168,15 +169,18 @@ private Q_SLOTS:
     void leavesNothingRunning_data()
     {
         // The kill comes last: the PC/SC daemon that it leaves keeps another from starting.
-        addRows<bool>({{"ended", false}, {"killed", true}});
+        addRows<QString>({{"ended", "end"}, {"without input", "close"}, {"killed", "kill"}});
     }
     void leavesNothingRunning()
     {
-        const auto [isKilled] = row<bool>();
-        isKilled ? m_terminal.kill() : m_terminal.terminate();
+        const auto [way] = row<QString>();
+        if (way == "close")
+            m_terminal.closeWriteChannel();
+        else
+            way == "kill" ? m_terminal.kill() : m_terminal.terminate();
         AWAIT_EQUAL(m_terminal.state(), QProcess::NotRunning);
         AWAIT(!servicePortOpen()); // the service has ended, too
-        if (isKilled)
+        if (way == "kill")
             return;
         QCOMPARE(m_terminal.exitCode(), 0);
         const QString own = QString::number(QCoreApplication::applicationPid());
