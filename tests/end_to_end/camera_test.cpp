@@ -129,19 +129,6 @@ private Q_SLOTS:
         QVERIFY(shows(m_desk->page.reply(), Scene::Document));
     }
 
-    void servesOthersWhateverTheCameraOfAnOpenWindowDoes()
-    {
-        openWindow();
-        for (int i = 0; i < 90; ++i, QTest::qWait(10)) {
-            m_desk->document.setStalled(i >= 30);
-            if (i == 60)
-                m_desk->document.unplug();
-            m_desk->other.send("still there?");
-            QCOMPARE(m_desk->other.text(), QString("still there?"));
-        }
-        QVERIFY(shows(takenAndHandedOver(m_desk->page), Scene::Document));
-    }
-
     void outlivesItsClient()
     {
         openWindow();
