@@ -97,12 +97,11 @@ private Q_SLOTS:
              notSigned + "|ZCSetTransparency 1|ZCSetPenWidth 1|ZCSetModeAB 1|ZCStopDeviceAB 1|" +
              "ZCCameraPic 0|ZCSetSignScreenPosSizeAB 1|" + start);
         const QByteArray log =
-            "\n20220711\nZCReadHIDOpen\nZCBeginSignAB\n进入签名\nZCSetModeAB\nZCEndSignAB\nZCDevice"
-            "Exist\n"
-            "ZCResignAB\nZCOutputImageBase64AB\nsave\nZCSetTransparency\nZCSetPenWidth\n"
-            "ZCSetModeAB\nZCStopDeviceAB\nZCCameraPic\nZCCameraPic\nZCCameraPic\nCameraUser()++\n"
-            "open camera error\n~CameraUser()--\nZCSetSignScreenPosSizeAB\nZCStartDeviceAB\n"
-            "启动签字板\n";
+            "\n20220711\nZCReadHIDOpen\nZCBeginSignAB\n进入签名\nZCSetModeAB\nZCEndSignAB\n"
+            "ZCDeviceExist\nZCResignAB\nZCOutputImageBase64AB\nsave\nZCSetTransparency\n"
+            "ZCSetPenWidth\nZCSetModeAB\nZCStopDeviceAB\nZCCameraPic\nZCCameraPic\nZCCameraPic\n"
+            "CameraUser()++\nopen camera error\n~CameraUser()--\nZCSetSignScreenPosSizeAB\n"
+            "ZCStartDeviceAB\n启动签字板\n";
         QVERIFY2(m_service->waitForError(log), m_service->standardError().constData());
     }
 
