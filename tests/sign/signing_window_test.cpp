@@ -17,8 +17,6 @@
 #include <QTimer>
 #include <QtTest>
 
-#include <functional>
-
 using virtual_desk::PadGeometry;
 using virtual_desk::PenPoint;
 
@@ -83,13 +81,6 @@ public:
     QRegion region;
 };
 
-/// Runs the window like its command does, with `work`, which closes it, once it is up.
-void run(MainWindow& window, const std::function<void()>& work)
-{
-    QTimer::singleShot(100, &window, work);
-    window.exec();
-}
-
 QStringList texts(MainWindow& window)
 {
     QStringList all(window.findChild<QLabel*>("labelTitle")->text());
@@ -121,7 +112,7 @@ private Q_SLOTS:
         QVERIFY(!window.isVisible());
         QCOMPARE(int(window.windowFlags()), 264203);
         QCOMPARE(texts(window), QStringList({"手写签字", "取消", "重签", "确定"}));
-        run(window, [&] {
+        QTimer::singleShot(100, &window, [&] {
             QVERIFY(QTest::qWaitForWindowExposed(&window));
             QCOMPARE(window.frameGeometry(), QRect(2361, 250, 400, 300));
             QVERIFY(window.isModal());
@@ -133,6 +124,7 @@ private Q_SLOTS:
             QCOMPARE(label(window).size(), window.canvas->size());
             window.onsEndSign();
         });
+        window.exec();
     }
 
     void staysWithinTheDesktopsCoordinates()
@@ -162,32 +154,23 @@ private Q_SLOTS:
         QCOMPARE(texts(window), QStringList({"A\nB", "C", "D", "E"}));
     }
 
-    void nothingButItsSlotsClosesIt()
+    void onlyItsSlotsCloseItEachWithItsOutcome()
     {
-        MainWindow window;
-        bool stayed = false;
-        run(window, [&] {
+        for (const auto& [slot, result] : {std::pair("on_btnOK_clicked", 0),
+                                           {"on_btnCancel_clicked", -1},
+                                           {"on_findDeviceErro", -2},
+                                           {"on_openDeviceErro", -3},
+                                           {"onsEndSign", -88}}) {
+            MainWindow window;
+            window.show();
+            window.result = 5;
             window.close();
             for (const auto key : {Qt::Key_Escape, Qt::Key_Enter, Qt::Key_Return, Qt::Key_Space,
                                    Qt::Key_Tab, Qt::Key_Space, Qt::Key_Return})
                 QTest::keyClick(&window, key);
             window.on_readDataErro();
             QCoreApplication::processEvents();
-            stayed = window.isVisible() && !window.closeAllowed;
-            window.onsEndSign();
-        });
-        QVERIFY(stayed);
-    }
-
-    void closesWithTheOutcomeOfItsSlot()
-    {
-        for (const auto& [slot, result] :
-             {std::pair("on_btnOK_clicked", 0), std::pair("on_btnCancel_clicked", -1),
-              std::pair("on_findDeviceErro", -2), std::pair("on_openDeviceErro", -3),
-              std::pair("onsEndSign", -88)}) {
-            MainWindow window;
-            window.show();
-            window.result = 5;
+            QVERIFY(window.isVisible() && !window.closeAllowed);
             QVERIFY(QMetaObject::invokeMethod(&window, slot));
             QVERIFY(!window.isVisible());
             QCOMPARE(window.result, result);
