@@ -200,7 +200,7 @@ private Q_SLOTS:
         const LogCapture log;
         OutputCapture errors(stderr);
         m_window.emplace(nullptr);
-        // Whoever runs the event loop before exec() must not use up the close.
+        // The window still closes when events are processed before its exec().
         QCoreApplication::processEvents();
         QTimer::singleShot(300, &*m_window, [this, name = selector] {
             (name == "comboBox" ? m_document : m_portrait)->unplug();
@@ -213,7 +213,7 @@ private Q_SLOTS:
         m_window.reset();
         QCOMPARE(LogCapture::take().join('|'), "CameraUser()++|open camera error|~CameraUser()--");
         QCOMPARE(errors.take(), "");         // nothing of the library's own
-        QVERIFY(!QFile::exists("registry")); // GStreamer's, when it is asked for a camera
+        QVERIFY(!QFile::exists("registry")); // GStreamer writes it when OpenCV asks it for a camera
     }
 
     void staysUsableWhenTheCameraIsUnplugged()
@@ -224,7 +224,7 @@ private Q_SLOTS:
         QTest::qWait(300);
         QVERIFY(m_window->isVisible());
         const int last = readFrameNumber(preview());
-        click("photoBtn"); // what is still shown
+        click("photoBtn"); // the last frame, which is still shown
         QCOMPARE(readFrameNumber(QImage(pictureFile)), last);
         click("closeCamBtn");
         QCOMPARE(readFrameNumber(handedOver()), last);

@@ -88,7 +88,7 @@ private Q_SLOTS:
         HidIDCard card;
         OutputCapture errors(stderr);
         OutputCapture output;
-        QCOMPARE(card.ICC_Reader_Open(port), -6L); // m_card has it
+        QCOMPARE(card.ICC_Reader_Open(port), -6L); // m_card has claimed it
         QCOMPARE(card.PICC_Reader_ID_Request(-6), -12L);
         QCOMPARE(card.ICC_Reader_Close(-6), 0);
         m_reader->unplug();
@@ -120,7 +120,8 @@ private Q_SLOTS:
             QCOMPARE(m_card->PICC_Reader_ID_Read(handle, m_data.data()), -12L);
         }
         QVERIFY(m_card->HidD_GetFeature(m_handle + 1, m_data.data(), 32) < 0);
-        m_card->ICC_Reader_Close(m_handle); // a stale handle is a failed transfer, which passes
+        // On a closed handle a transfer fails; only one that moves nothing is an error.
+        m_card->ICC_Reader_Close(m_handle);
         QCOMPARE(m_card->PICC_Reader_ID_Request(m_handle), 0L);
         QVERIFY(m_card->HidD_GetFeature(m_handle, m_data.data(), 32) < 0);
         QCOMPARE(m_reader->log(), QStringList());

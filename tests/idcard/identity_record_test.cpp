@@ -29,7 +29,7 @@ constexpr CardType permit = CardType::ResidencePermit;
 
 const QString photoFile = QStringLiteral("simage_file.bmp");
 
-// Places in `texts` of a test below.
+// Indexes into texts().
 enum { Name, English, Gender, Nation, Address, End = 7, Authority = 9 };
 
 IdentityCard cardWith(CardType type, QString C::* field, const QString& text)
@@ -76,7 +76,7 @@ private Q_SLOTS:
         const QString c35(35, 'c');
         const QString g18(18, 'g');
         const QString h15(15, 'h');
-        // Cut wherever that is.
+        // Cut after a number of bytes, even inside a character.
         const QString date = QString::fromUtf8(wide(8).toUtf8().left(8)) + '|';
         const QString number = QString::fromUtf8(wide(8).toUtf8().left(18)) + '|';
         const QString fit = wide(2) + '|'; // cut before the character that does not fit

@@ -137,7 +137,8 @@ private Q_SLOTS:
 
     void encodesCardTextUpToASpace()
     {
-        const QString source = "中09/:ķĠ A"; // low bytes of the last two: a digit's, a space's
+        // The low bytes of ķ and Ġ are those of a digit and of a space.
+        const QString source = "中09/:ķĠ A";
         const auto convert = [&](int bytes, const QByteArray& text) {
             QByteArray target(64, '\0');
             const int first =

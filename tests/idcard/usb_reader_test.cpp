@@ -184,7 +184,7 @@ private Q_SLOTS:
                 QByteArray::fromHex(tried == Read0501 ? "009001000400" : "010004000000") +
                 plainCard;
             const int checkByte = expected.size();
-            expected = expected.leftJustified(R::CardDataBytes, '\0'); // nothing arrived there
+            expected = expected.leftJustified(R::CardDataBytes, '\0'); // behind what arrived
             expected[checkByte] = m_out.data[checkByte];
             QCOMPARE(m_out.data, expected.left(copied) + Outputs().data.mid(copied));
         }
@@ -232,7 +232,7 @@ private Q_SLOTS:
         QCOMPARE(seen.join(','), wire);
         QCOMPARE(reader.isModule0501(), first);
         QCOMPARE(reader.samNumber(), number);
-        m_reader->setModule(m0501); // each read finds the module out anew
+        m_reader->setModule(m0501); // each read asks anew which module it is
         read(reader);
         QVERIFY(reader.isModule0501());
     }

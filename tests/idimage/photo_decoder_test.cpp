@@ -46,7 +46,7 @@ QByteArray blockOf(std::initializer_list<std::pair<std::uint32_t, int>> fields)
         encoder.codeValue(model, value, bits);
     for (const auto& [value, bits] : fields)
         encoder.codeValue(model, value, bits);
-    encoder.codeValue(model, 0, 32); // so that every field is fed
+    encoder.codeValue(model, 0, 32); // what the decoder reads behind the last field
     encoder.codeValue(model, 0, 32);
     QByteArray payload;
     for (const std::uint8_t byte : encoder.finish()) {
@@ -134,7 +134,7 @@ private Q_SLOTS:
         QCOMPARE(unpack(block), result);
     }
 
-    // Encoder and decoder share their tables and contexts; this block was kept from before.
+    // Encoder and decoder share tables and contexts: a change of both shows in a stored block only.
     void decodesTheGoldenBlock()
     {
         QFile file(DESK_SOURCE_DIR "/tests/idimage/golden_photo.hex");
@@ -205,7 +205,7 @@ private Q_SLOTS:
             Samples merged(in.size());
             mergeMaskLine(split.data(), merged.data(), m, line);
             Samples expected = in;
-            if (line == column) // what the merge makes of marker 130
+            if (line == column) // marker 130 is merged to 128
                 std::replace(expected.begin(), expected.end(), 80, 128);
             QCOMPARE(merged, expected);
         }
@@ -227,7 +227,7 @@ private Q_SLOTS:
         }
     }
 
-    // An object of every kind of line: segments from even and odd places, and samples alone.
+    // The mask has runs that begin at even and at odd places, and samples that stand alone.
     void theTransformIsUndoneWithinAnyMask()
     {
         QRandomGenerator random(3);

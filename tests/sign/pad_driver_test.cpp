@@ -180,7 +180,8 @@ private Q_SLOTS:
         QCOMPARE(readFrom(*driver), QVector<int>({-1, -7, -7, -7}));
         QCOMPARE(driver->closeDevice(), 1);
         QCOMPARE(openDescriptors("/dev"), m_openBefore);
-        const int stranger = ::open("/proc/self/stat", O_RDONLY); // takes the number over
+        const int stranger =
+            ::open("/proc/self/stat", O_RDONLY); // gets the number of the closed one
         QCOMPARE(driver->closeDevice(), 1);
         QCOMPARE(readFrom(*driver)[0], -1);
         QCOMPARE(::close(stranger), 0);

@@ -255,7 +255,8 @@ private Q_SLOTS:
     void tapsPressButtonsToTheirEdges()
     {
         const std::tuple<QPointF, QPoint, bool> taps[] = {
-            // on the unit square, pixels, whether inside
+            // The place as parts of the button's sides, an offset in pixels, whether that is
+            // inside.
             {{0, 0}, {0, 0}, true},     {{1, 1}, {-1, -1}, true},  {{0, 0.5}, {-1, 0}, false},
             {{0.5, 0}, {0, -1}, false}, {{1, 0.5}, {0, 0}, false}, {{0.5, 1}, {0, 0}, false}};
         for (const auto& [part, pixels, isInside] : taps) {
@@ -294,7 +295,7 @@ private Q_SLOTS:
                                    std::floor(target.x()) + 1921, std::floor(target.y())));
         feed(window, pad.at(target, 0));
         QCOMPARE(LogCapture::take(), QStringList());
-        feed(window, pad.tap(middleOf(button(window, "btnCancel")))); // was on its way
+        feed(window, pad.tap(middleOf(button(window, "btnCancel")))); // was still queued
         QCOMPARE(window.result, 0);
         QCOMPARE(LogCapture::take().last(), "btnCancel_GloablRct.contains(currentTuchPt) \r\n");
     }

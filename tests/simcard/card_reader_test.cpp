@@ -119,7 +119,8 @@ private Q_SLOTS:
             QStringList({powerOn(), send(selectMasterFile), send("a0c0000006"), send(selectIccid),
                          send(readIccid)}),
             QStringList({done, "9F17", "0000020C3F009000", "9F0F", "986810315476981032049000"}));
-        QCOMPARE(QStringList({powerOn(), send(readIccid)}), QStringList({done, "9400"})); // forgot
+        QCOMPARE(QStringList({powerOn(), send(readIccid)}),
+                 QStringList({done, "9400"})); // no file selected
         QCOMPARE(QStringList({powerOff(), send(readIccid), powerOff()}),
                  QStringList({done, "<80100067>", "80100067"}));
         QCOMPARE(QStringList({close(), send(readIccid), powerOff(), close()}),

@@ -83,7 +83,7 @@ private Q_SLOTS:
     void choosesNoOtherReader()
     {
         QVERIFY(!chooseReader({}, "Generic EMV Reader 0"));
-        // Of one product: numbers too large, for any number too; a wrong one; none.
+        // Numbers that are too large or none, and parts of the name that are not the product's.
         for (const char* wanted :
              {"EMV Reader 2", "EMV Reader 99999999999999999999", "EMV Reader 0x", "EMV Reader -1",
               "EMV Reader ", "EMV Reader", "00 0", "7 0", "Second 0"})
