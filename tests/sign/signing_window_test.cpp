@@ -7,7 +7,6 @@
 #include "sign/stroke.h"
 #include "tests/support/output_capture.h"
 #include "tests/support/patience.h"
-#include "tests/support/table.h"
 #include "virtual/pad/pen_path.h"
 
 #include <QLabel>
@@ -179,40 +178,34 @@ private Q_SLOTS:
         }
     }
 
-    void drawsWhereThePenIs_data()
+    void drawsWhereThePenIsAsWideAsItsPressure()
     {
-        addRows<int, int>({{"light pressure", 100, 21},
-                           {"below zero", 1023, INT_MIN},
-                           {"wider than any canvas", 1023, INT_MAX}});
-    }
-    void drawsWhereThePenIs()
-    {
-        const auto [pressure, penWidth] = row<int, int>();
-        g_SignData.penWidth = penWidth;
-        g_SignData.penColor = 0xFF8000;
-        g_SignData.screenX = -300;
-        MainWindow window;
-        const PadGeometry pad;
-        feed(window, pad.at(onPad(window, {50, 60}), pressure));
-        feed(window, pad.at(onPad(window, {150, 60}), pressure));
-        feed(window, pad.at(onPad(window, {150, 160}), 0));
+        // Pressure and pen width, and the widths of the first point and of the line from there.
+        const std::tuple<int, int, int, int> pens[] = {
+            {101, 1024, 51, 102}, {1023, INT_MIN, 0, 0}, {1023, INT_MAX, 32767, 32767}};
+        for (const auto& [pressure, penWidth, pointWidth, lineWidth] : pens) {
+            g_SignData.penWidth = penWidth;
+            g_SignData.penColor = 0xFF8000;
+            g_SignData.screenX = -300;
+            MainWindow window;
+            const PadGeometry pad;
+            feed(window, pad.at(onPad(window, {50, 60}), pressure));
+            feed(window, pad.at(onPad(window, {150, 60}), pressure));
+            feed(window, pad.at(onPad(window, {150, 160}), 0));
 
-        // The reference: the same two marks by the toolkit's painter.
-        QPixmap expected(window.canvas->size());
-        expected.fill(Qt::white);
-        QPainter painter(&expected);
-        painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
-        const auto setPen = [&, full = double(penWidth)](double averagePressure) {
-            const double width = qBound(0.0, (averagePressure + 1) / 1024 * full, 32767.0);
-            painter.setPen(QPen(QColor(255, 128, 0), int(width), Qt::SolidLine, Qt::RoundCap));
-        };
-        setPen(pressure / 2.0);
-        painter.drawPoint(50, 60);
-        setPen(pressure);
-        painter.drawLine(50, 60, 150, 60);
-        painter.end();
-        QCOMPARE(canvasOf(window), expected.toImage().convertToFormat(QImage::Format_RGB32));
-        QCOMPARE(shown(window), window.canvas->toImage());
+            QPixmap expected(window.canvas->size());
+            expected.fill(Qt::white);
+            QPainter painter(&expected);
+            painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
+            const QColor orange(255, 128, 0);
+            painter.setPen(QPen(orange, pointWidth, Qt::SolidLine, Qt::RoundCap));
+            painter.drawPoint(50, 60);
+            painter.setPen(QPen(orange, lineWidth, Qt::SolidLine, Qt::RoundCap));
+            painter.drawLine(50, 60, 150, 60);
+            painter.end();
+            QCOMPARE(canvasOf(window), expected.toImage().convertToFormat(QImage::Format_RGB32));
+            QCOMPARE(shown(window), window.canvas->toImage());
+        }
     }
 
     void strokesBetweenPlacesFarAwayCrossTheCanvas()
