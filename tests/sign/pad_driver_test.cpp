@@ -8,7 +8,6 @@
 #include "tests/support/output_capture.h"
 #include "tests/support/patience.h"
 #include "tests/support/process_resources.h"
-#include "tests/support/table.h"
 #include "virtual/kernel/hidraw_node.h"
 #include "virtual/pad/signature_pad.h"
 
@@ -31,17 +30,7 @@ QVector<int> readFrom(QHidWritingDevice& driver)
     return sample;
 }
 
-/// What happens to pad and driver before a read.
-using Incident = std::function<void(SignaturePad&, QHidWritingDevice&)>;
-
-Incident queued(const UsbAnswer& answer)
-{
-    return [answer](SignaturePad& pad, QHidWritingDevice&) { pad.queue(answer); };
-}
-
 } // namespace
-
-Q_DECLARE_METATYPE(Incident)
 
 class PadDriverTest : public QObject
 {
@@ -110,34 +99,32 @@ private Q_SLOTS:
         AWAIT_EQUAL(openDescriptors("/dev"), m_openBefore);
     }
 
-    void readsReports_data()
-    {
-        const QByteArray report = QByteArray::fromHex("FFFF020103041000FFFFFFFFFFFFFFFF");
-        const QVector<int> read{0, 258, 1027, 16};
-        const QVector<int> failed{-1, -7, -7, -7};
-        const QVector<int> isShort{-2, -7, -7, -7};
-        const QString values = "x = 258 , y = 1027 , p = 16";
-        addRows<Incident, QString, QVector<int>>(
-            {{"eight bytes", queued(UsbAnswer::data(report.left(8))), "0|" + values, read},
-             {"seven bytes", queued(UsbAnswer::data(report.left(7))), "0", isShort},
-             {"too long", queued(UsbAnswer::data(QByteArray(40, '\x01'))), "-8", failed},
-             {"late", queued(UsbAnswer::data(report).after(600)), "-7", failed},
-             {"pulled", queued(UsbAnswer::unplug()), "-4", failed},
-             {"closed", [](auto&, auto& driver) { driver.closeDevice(); }, "-4", failed}});
-    }
     void readsReports()
     {
-        const auto [incident, lines, sample] = row<Incident, QString, QVector<int>>();
-        QCOMPARE(m_driver->openDevice(), 1);
-        incident(*m_pad, *m_driver);
+        const QByteArray report = QByteArray::fromHex("FFFF020103041000FFFFFFFFFFFFFFFF");
+        const QVector<int> failed{-1, -7, -7, -7};
+        const std::tuple<UsbAnswer, QString, QVector<int>> reads[] = {
+            {UsbAnswer::data(report.left(8)), "0|x = 258 , y = 1027 , p = 16", {0, 258, 1027, 16}},
+            {UsbAnswer::data(report.left(7)), "0", {-2, -7, -7, -7}},
+            {UsbAnswer::data(QByteArray(40, '\x01')), "-8", failed}, // too long
+            {UsbAnswer::data(report).after(600), "-7", failed},
+            {UsbAnswer::unplug(), "-4", failed}};
         const LogCapture log;
-        QElapsedTimer timer;
-        timer.start();
-        QCOMPARE(readFrom(*m_driver), sample);
-        const bool keepsThePaceOfALiftedPen = timer.elapsed() >= 295;
-        QVERIFY(sample[0] == 0 || keepsThePaceOfALiftedPen);
-        QCOMPARE(LogCapture::take().join('|'),
-                 "readData|libusb_interrupt_transfer ,ret = " + lines);
+        for (const auto& [answer, lines, sample] : reads) {
+            QCOMPARE(m_driver->openDevice(), 1);
+            m_pad->clearQueue();
+            m_pad->queue(answer);
+            LogCapture::take();
+            QElapsedTimer timer;
+            timer.start();
+            QCOMPARE(readFrom(*m_driver), sample);
+            const bool keepsThePaceOfALiftedPen = timer.elapsed() >= 295;
+            QVERIFY(sample[0] == 0 || keepsThePaceOfALiftedPen);
+            QCOMPARE(LogCapture::take().join('|'),
+                     "readData|libusb_interrupt_transfer ,ret = " + lines);
+        }
+        m_driver->closeDevice();
+        QCOMPARE(readFrom(*m_driver), failed);
     }
 
     void judgesHidrawNodes()
