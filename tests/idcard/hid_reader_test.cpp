@@ -201,7 +201,6 @@ private Q_SLOTS:
     {
         const QByteArray m = pattern(64);
         const std::pair<int, QList<QByteArray>> messages[] = {
-            {-1, {""}},
             {32, {m.left(32)}},
             {63, {'\x82' + m.mid(1, 31), '\x02' + m.mid(32, 31)}},
             {64, {'\x82' + m.mid(1, 31), '\x82' + m.mid(32, 31), '\x02' + m.mid(63, 1)}}};

@@ -87,10 +87,15 @@ private Q_SLOTS:
         QCOMPARE(m_driver->findDevice(), 1);
         AWAIT_EQUAL(openDescriptors("/dev"), m_openBefore);
         OutputCapture errors(stderr);
+        OutputCapture output;
+        QCOMPARE(m_driver->openDevice(), 1);
+        QCOMPARE(m_driver->closeDevice(), 1);
         m_pad->device().setInterfaceHeldElsewhere(true);
         QCOMPARE(m_driver->openDevice(), -2);
+        QCOMPARE(output.take().count("Released"), 1);
         QVERIFY(errors.take().contains("Cannot Claim Interface\n"));
-        QCOMPARE(m_pad->device().log().join('|'), "claim 0: EBUSY|detach 0|claim 0: EBUSY");
+        QCOMPARE(m_pad->device().log().join('|'),
+                 "claim 0: EBUSY|detach 0|claim 0|release 0|claim 0: EBUSY|claim 0: EBUSY");
         AWAIT_EQUAL(openDescriptors("/dev"), m_openBefore);
         m_pad->device().setInterfaceHeldElsewhere(false);
         QCOMPARE(m_driver->openDevice(), 1);
