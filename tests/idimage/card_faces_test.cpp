@@ -7,7 +7,6 @@
 #include "tests/support/full_disk.h"
 #include "tests/support/output_capture.h"
 #include "tests/support/table.h"
-#include "toolkit/qt_versions.h"
 
 #include <QFontInfo>
 #include <QImage>
@@ -249,9 +248,7 @@ private Q_SLOTS:
         ReadIDCard reader;
         reader.IDCardPicFront(record().get());
         QVERIFY(qGray(QImage("./frontNew.jpg", "JPEG").pixel(800, 300)) < 90); // the photo
-        QString jpeg;
-        QVERIFY(reader.getFileContetBase64("./frontNew.jpg", jpeg));
-        QCOMPARE(QByteArray::fromBase64(jpeg.toLatin1()).right(2).toHex(), QByteArray("ffd9"));
+        QVERIFY2(QFile("./frontNew.jpg").size() < 500000, "nothing of the file before may be left");
         reader.IDCardPicBack(record().get());
         QVERIFY(QImage("./backNew.jpg", "JPEG") != QImage("back.jpg"));
 
