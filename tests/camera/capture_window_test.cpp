@@ -16,6 +16,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QTimer>
 
 #include <optional>
@@ -89,9 +90,9 @@ private Q_SLOTS:
         const QFont usual = QApplication::font();
         QFont large = usual;
         large.setPixelSize(24); // the usual 9 points at 192 dots per inch
+        const auto restore = qScopeGuard([usual] { QApplication::setFont(usual); });
         QApplication::setFont(large);
         open();
-        QApplication::setFont(usual);
         for (const char* name : {"label_2", "label_3"}) {
             const QLabel& label = child<QLabel>(name);
             const QRect text = label.fontMetrics().tightBoundingRect(label.text());
