@@ -21,7 +21,6 @@ using namespace virtual_desk;
 namespace {
 
 const QByteArray selectMasterFile = "A0A40000023F00";
-const QByteArray selectIccid = "A0A40000022FE2";
 const QByteArray readIccid = "A0B000000A";
 const QByteArray reader = PcscDaemon::ReaderName;
 
@@ -51,16 +50,6 @@ QString powerOn(const QByteArray& answerToReset = VirtualSimCard::answerToReset(
     return code != 0 || answer.startsWith(answerToReset + guard) ? text(code) : "wrong answer";
 }
 
-QString powerOff()
-{
-    return text(CardPowerOff());
-}
-
-QString close()
-{
-    return text(CloseCardReader());
-}
-
 // The response, or the code of the failure in brackets.
 QString send(const QByteArray& command, int length)
 {
@@ -76,6 +65,25 @@ QString send(const QByteArray& command, int length)
 QString send(const QByteArray& command)
 {
     return send(command, static_cast<int>(command.size()));
+}
+
+// The codes and responses of calls one after the other: to open, on, off, close, or the command
+// that is named.
+QString call(const char* names)
+{
+    QStringList results;
+    for (const QString& name : QString(names).split(' '))
+        if (name == "open")
+            results += open();
+        else if (name == "on")
+            results += powerOn();
+        else if (name == "off")
+            results += text(CardPowerOff());
+        else if (name == "close")
+            results += text(CloseCardReader());
+        else
+            results += send(name.toLatin1());
+    return results.join(' ');
 }
 
 QStringList tasks()
@@ -104,27 +112,21 @@ private Q_SLOTS:
         m_card.setAnswerToReset(VirtualSimCard::answerToReset());
         readAnswers({});
         m_daemon.kill();
-        close();
+        CloseCardReader();
     }
 
     void readsACard()
     {
-        QCOMPARE(QStringList({open(), powerOn(), send(readIccid)}),
-                 QStringList({done, "8010000C", "<80100067>"})); // no card yet
+        QCOMPARE(call("open on A0B000000A"), "00000000 8010000C <80100067>"); // no card yet
         QVERIFY(m_card.insert());
         const int powerOns = m_card.powerOns();
         QCOMPARE(open(), done);
         QCOMPARE(m_card.powerOns(), powerOns); // an opening leaves the card alone
-        QCOMPARE(
-            QStringList({powerOn(), send(selectMasterFile), send("a0c0000006"), send(selectIccid),
-                         send(readIccid)}),
-            QStringList({done, "9F17", "0000020C3F009000", "9F0F", "986810315476981032049000"}));
-        QCOMPARE(QStringList({powerOn(), send(readIccid)}),
-                 QStringList({done, "9400"})); // no file selected
-        QCOMPARE(QStringList({powerOff(), send(readIccid), powerOff()}),
-                 QStringList({done, "<80100067>", "80100067"}));
-        QCOMPARE(QStringList({close(), send(readIccid), powerOff(), close()}),
-                 QStringList({done, "<80100003>", "80100003", done}));
+        QCOMPARE(call("on A0A40000023F00 a0c0000006 A0A40000022FE2 A0B000000A"),
+                 "00000000 9F17 0000020C3F009000 9F0F 986810315476981032049000");
+        QCOMPARE(call("on A0B000000A"), "00000000 9400"); // no file is selected any more
+        QCOMPARE(call("off A0B000000A off"), "00000000 <80100067> 80100067");
+        QCOMPARE(call("close A0B000000A off close"), "00000000 <80100003> 80100003 00000000");
         QCOMPARE(QStringList({open(reader + " 1", reader + " 00 01"), open(reader + " 2", ""),
                               open(QByteArray(256, 'x'), "")}), // without a NUL
                  QStringList({done, "80100009", "80100009"}));
@@ -135,8 +137,9 @@ private Q_SLOTS:
         const QByteArray answer = QByteArray::fromHex("3B800181");
         m_card.setAnswerToReset(answer);
         QVERIFY(m_card.insert());
-        QCOMPARE(QStringList({open(), powerOn(answer), send(selectMasterFile)}),
-                 QStringList({done, done, "9F17"}));
+        QCOMPARE(open(), done);
+        QCOMPARE(powerOn(answer), done);
+        QCOMPARE(send(selectMasterFile), QString("9F17"));
     }
 
     // Without another program the daemon itself would soon power an idle card off.
@@ -149,15 +152,15 @@ private Q_SLOTS:
         SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &context);
         SCardConnect(context, (reader + " 00 00").constData(), SCARD_SHARE_SHARED,
                      SCARD_PROTOCOL_T0, &card, &protocol);
-        QCOMPARE(QStringList({open(), powerOn()}), QStringList({done, done}));
+        QCOMPARE(call("open on"), "00000000 00000000");
         DWORD length = 0;
         QCOMPARE(text(SCardGetAttrib(card, SCARD_ATTR_ATR_STRING, nullptr, &length)),
                  QString("8010000B")); // sharing violation
-        QCOMPARE(powerOff(), done);
+        QCOMPARE(call("off"), done);
         QTRY_VERIFY_WITH_TIMEOUT(!m_card.isPowered(), 60000);
         QCOMPARE(powerOn(), done);
         QVERIFY(m_card.isPowered());
-        QCOMPARE(close(), done);
+        QCOMPARE(call("close"), done);
         QTRY_VERIFY_WITH_TIMEOUT(!m_card.isPowered(), 60000);
         SCardReleaseContext(context);
     }
@@ -181,15 +184,15 @@ private Q_SLOTS:
         QVERIFY(send(selectMasterFile).startsWith("<8010"));
         QCOMPARE(open(), QString("8010001D"));
         QVERIFY(m_daemon.start(PcscDaemon::Reader::none));
-        QCOMPARE(QStringList({open(), powerOn(), send(readIccid), powerOff(), close()}),
-                 QStringList({"8010002E", "80100003", "<80100003>", "80100003", done}));
+        QCOMPARE(call("open on A0B000000A off close"),
+                 "8010002E 80100003 <80100003> 80100003 00000000");
         m_daemon.kill();
         QVERIFY(m_daemon.start());
         readAnswers({Kind::pulled});
         makeReady();
         QCOMPARE(send(readIccid), QString("<80100069>"));
         QVERIFY(send(selectMasterFile).startsWith("<8010"));
-        QCOMPARE(close(), done);
+        QCOMPARE(call("close"), done);
         makeReady();
         QCOMPARE(send(selectMasterFile), QString("9F17"));
     }
@@ -257,7 +260,7 @@ private Q_SLOTS:
 
         // As long as it hangs, an opening fails sooner, and nothing piles up.
         const auto before = held();
-        QCOMPARE(QStringList({send(readIccid), close()}), QStringList({"<80100003>", done}));
+        QCOMPARE(call("A0B000000A close"), "<80100003> 00000000");
         qint64 shortest = hang;
         for (int i = 0; i < 3; ++i) {
             timer.start();
@@ -269,8 +272,7 @@ private Q_SLOTS:
         m_daemon.thaw();
         readAnswers({});
         makeReady();
-        QCOMPARE(QStringList({send(selectIccid), send(readIccid)}),
-                 QStringList({"9F0F", "986810315476981032049000"}));
+        QCOMPARE(call("A0A40000022FE2 A0B000000A"), "9F0F 986810315476981032049000");
     }
 
     void theCallsOfOneOpeningShareOneBound()
@@ -279,8 +281,7 @@ private Q_SLOTS:
             readAnswers({Kind::bytes, "ok", 3000});
             makeReady();
             QThread::sleep(3); // what the caller does in between does not count
-            QCOMPARE(QStringList({send(readIccid), send(readIccid), close()}),
-                     QStringList({"6F6B", "<8010000A>", done}));
+            QCOMPARE(call("A0B000000A A0B000000A close"), "6F6B <8010000A> 00000000");
         }
     }
 
@@ -288,22 +289,15 @@ private Q_SLOTS:
     {
         QVERIFY(m_card.insert());
         const auto calls = [] {
-            for (int i = 0; i < 20; ++i) {
-                open();
-                powerOn();
-                send(selectMasterFile);
-                if (i % 2 == 0)
-                    powerOff();
-                if (i % 4 != 0) // an opening closes what is open
-                    close();
-            }
+            for (int i = 0; i < 10; ++i)
+                call("open on A0A40000023F00 open on off close"); // an opening closes what is open
         };
-        close();
+        call("close");
         const auto before = held();
         std::thread other(calls);
         calls();
         other.join();
-        QCOMPARE(QStringList({open(), powerOn(), close()}), QStringList({done, done, done}));
+        QCOMPARE(call("open on close"), "00000000 00000000 00000000");
         QCOMPARE(held(), before);
     }
 
