@@ -7,7 +7,7 @@ import assert from "node:assert/strict";
 import { after, test } from "node:test";
 
 import { assertReadable, keepScreenshot, openConsole, reads, startBrowser } from "./support/browser.js";
-import { operateCaptureWindow, signWithPen, signingWindow, startTerminal, until } from "./support/desk.js";
+import { startTerminal } from "./support/desk.js";
 
 const url = new URL("../examples/open-account/index.html", import.meta.url).href;
 const terminal = await startTerminal();
@@ -22,41 +22,42 @@ test("a clerk opens an account, with what can go wrong", async () => {
     const open = page.locator("#open");
     await reads(page.locator("#connection"), "Terminal connected");
 
-    await terminal.play("takeCard", { device: "usbReader" });
+    await terminal.takeCard("usbReader");
     await press("card");
     await says("card", "Waiting for a card…");
     await press("card", ".stop");
     await says("card", "");
     await press("card");
-    await terminal.play("putCard", { device: "usbReader", card: { name: "李晓明", expireDate: "20010101" } });
+    await terminal.putCard("usbReader", { name: "李晓明", expireDate: "20010101" });
     await says("card", "This card has expired");
-    await terminal.play("changeCard", { device: "usbReader", card: { expireDate: "20991231" } });
+    await terminal.changeCard("usbReader", { expireDate: "20991231" });
     await press("card");
     await isDone("card");
     await reads(page.locator("#card-expiry"), "2099-12-31");
 
-    await terminal.play("pullSim");
+    await terminal.pullSim();
     await press("sim");
     await says("sim", "There is no SIM card in the reader");
-    await terminal.play("insertSim", { iccid: "89860198765432109875" });
+    await terminal.insertSim("89860198765432109875");
     await press("sim");
     await reads(page.locator("#sim-number"), "89860198765432109875");
 
     await other.locator("#signature .run").click();
-    await until(signingWindow, "the other page's window");
+    await terminal.waitForWindow("signing");
     await press("signature");
     await says("signature", "A signature is open on the pad");
     await page.locator("#sign-anyway").click();
     await says("signature", "The customer is signing…");
     await other.close();
     await press("signature", ".stop");
-    await until(() => !signingWindow(), "the window's end");
+    await terminal.waitFor(({ windows }) => windows.length === 0);
     await press("signature");
-    await signWithPen(terminal);
+    await terminal.sign();
+    await terminal.press("确定");
     await isDone("signature");
 
     await press("document");
-    await operateCaptureWindow();
+    await terminal.takePicture();
     await isDone("document");
     assert.ok(await open.isDisabled(), "the clerk has not looked at the picture yet");
     await page.locator("#document-checked").check();
@@ -71,10 +72,10 @@ test("a clerk opens an account, with what can go wrong", async () => {
     }
     await page.locator("#next").click();
     assert.equal(await page.getByText("李晓明").count() + await page.locator(".result:visible, [src^=data\\:image]").count(), 0);
-    await terminal.play("unplug", { device: "pad" });
+    await terminal.unplug("pad");
     await press("signature");
     await says("signature", "The signature pad is not plugged in.");
-    await terminal.play("stopService");
+    await terminal.stopService();
     await reads(page.locator("#connection-help"), "The connection to the terminal's service was lost");
     await reads(page.locator("#connection-help"), "The terminal's service does not answer");
 });
