@@ -64,7 +64,7 @@ const reasons = [
     ["reader-failed", "ZCGetSAMNum", -1, "the card reader does not answer"],
     ["reader-absent", "ZCReadHIDIDCard", -12, "the card reader is not attached, or in use"],
     ["card-unreadable", "ZCReadHIDIDCard", /卡/, "no card, or it could not be read"],
-    ["reader-absent", "ZCSIMCard", /^打开设备端口失败$/, "no smart-card reader"],
+    ["reader-absent", "ZCSIMCard", /^打开设备端口失败$/, "the card reader is not attached, or in use"],
     ["card-absent", "ZCSIMCard", /^设备上电失败$/, "no SIM card, or it does not start"],
     ["card-unreadable", "ZCSIMCard", /^设备/, "the SIM card stopped answering"],
     ["no-picture", "ZCCameraPic", 0, "no camera, or an earlier window still has it, or no picture was taken"],
@@ -209,7 +209,7 @@ export class DeskTerminal extends EventTarget {
         this.#options = { ...defaults, ...options };
         this.#WebSocket = options.WebSocket ?? globalThis.WebSocket;
         if (!this.#WebSocket)
-            throw new TypeError("no WebSocket: give one as options.WebSocket");
+            throw new TypeError("options.WebSocket is missing");
     }
 
     get state() { return this.#state; }
@@ -298,7 +298,7 @@ export class DeskTerminal extends EventTarget {
         this.#isBlocked ||= disposition === "enforce" && effectiveDirective === "connect-src"
             && blockedURI.startsWith(new URL(this.url).origin);
         if (this.#isBlocked && this.#state === "connecting")
-            this.#lost("blocked by the Content-Security-Policy");
+            this.#lost("blocked by the page's policy");
     };
 
     async #lost(detail) {
@@ -399,7 +399,7 @@ export class DeskTerminal extends EventTarget {
             return;
         const job = this.#queue.shift();
         if (this.#windows.has(job.name)) {
-            job.reject(new DeskError(job.name, "busy", "already open in this page"));
+            job.reject(new DeskError(job.name, "busy", "already open here"));
             this.#next();
             return;
         }
@@ -732,7 +732,10 @@ export class DeskTerminal extends EventTarget {
                 if (error.reason !== "card-unreadable")
                     throw error;
             }
-            await abortable(name, signal, (resolve) => { setTimeout(resolve, pace); });
+            await abortable(name, signal, (resolve) => {
+                const timer = setTimeout(resolve, pace);
+                return () => clearTimeout(timer);
+            });
             if (this.#state === "closed") // a read would connect again
                 throw new DeskError(name, "closed", "the page closed the connection");
         }

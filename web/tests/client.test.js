@@ -141,14 +141,15 @@ const readers = [["usb", usb, 431004], ["hid", hid, -2]];
 each(readers, "a card is waited for, without holding up others", async (reader, name, success) => {
     const desk = connect({ [name]: { success, msg: "寻卡失败" }, [exist]: null });
     const read = desk.waitForCard({ reader, pace: 40 });
-    await until(() => desk.sent.length === 2, "the second read");
+    await until(() => desk.sent.length > 1, "the second read");
     const [first, second] = desk.frames.filter(({ direction }) => direction === "sent");
     assert.ok(second.time - first.time >= 38, `${second.time - first.time} ms between the reads`);
+    const reads = desk.sent.length;
     const others = [desk.padPresent()];
     await pause(60);
     others.push(desk.padPresent());
     desk.answerLast({ success: 1 });
-    assert.deepEqual(desk.names(), [name, name, exist, exist], "no read has come between");
+    assert.deepEqual(desk.names().slice(reads), [exist, exist], "no read has come between");
     desk.replies[name] = { err_code: 0, data: card };
     desk.answerLast({ success: 1 });
     assert.deepEqual([await read, await Promise.all(others)], [{ ...card, photo: null }, [true, true]]);
@@ -157,12 +158,12 @@ each(readers, "a card is waited for, without holding up others", async (reader, 
 const abort = (desk, controller) => controller.abort();
 each([
     [{}, { success: 431003 }, "reader-absent"], [{ reader: "hid" }, { success: -12 }, "reader-absent"], [{ reader: "nfc" }, null],
-    [{}, { success: 431004 }, "closed", (desk) => desk.close()],
+    [{ pace: 300 }, { success: 431004 }, "closed", (desk) => desk.close()],
     [{}, null, "aborted", abort], [{}, { success: 431004 }, "aborted", abort],
 ], "what no card mends ends the wait", async (options, reply, reason, happens = () => {}) => {
     const desk = connect({ [usb]: reply, [hid]: reply });
     const controller = new AbortController();
-    const wait = desk.waitForCard({ pace: 40, signal: controller.signal, ...options });
+    const wait = desk.waitForCard({ pace: 60000, signal: controller.signal, ...options });
     const refused = assert.rejects(wait, reason ? { reason } : RangeError);
     await soon();
     happens(desk, controller);
