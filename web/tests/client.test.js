@@ -99,8 +99,6 @@ each([
 const card = { CardType: " ", idNum: "11010519491231002X", birthday: "19491231", effectDate: "20200101", expireDate: "20400101" };
 each(grouped({
     [exist]: [[{ success: 1 }, true], [{ success: 0 }, false]],
-    ZCReadHIDOpen: [[null]],
-    ZCOutputImageBase64AB: [[{ success: 1, Base64: png.base64 }, png]],
     [camera]: [["/9j/", "image/jpeg"], ["R0lG", "application/octet-stream"]].map(([Base64, type]) =>
         [{ success: 1, Base64 }, picture(Base64, type)]),
     ZCGetSAMNum: [[{ success: 1, data: "0503" }, "0503"], [{ success: 1 }, ""]],
@@ -176,14 +174,16 @@ each([
 
 test("commands are sent one after another, each has its own reply, and a SIM card's comes twice", async () => {
     const desk = connect({ [sim]: null, [exist]: null });
-    const both = Promise.all([desk.readSim(), desk.padPresent()]);
+    const both = Promise.all([desk.request(sim, { text: "it's", function: "another", _tflag: "another" }), desk.padPresent()]);
     await soon();
     for (const sent of [[sim], [sim], [sim, exist]]) {
         assert.deepEqual(desk.names(), sent);
         desk.answerLast({ success: 1, data: "8986" });
     }
-    assert.deepEqual(await both, ["8986", true]);
-    assert.notEqual(desk.sent[0]._tflag, desk.sent[1]._tflag);
+    const [{ data }, isPresent] = await both;
+    assert.deepEqual([data, isPresent, desk.sent[0].text], ["8986", true, "it's"]);
+    assert.equal(new Set([...desk.sent.map(({ _tflag }) => _tflag), "another"]).size, 3);
+    assert.ok(!desk.frames[0].text.includes("'"), "the service would take it for a double quote");
 });
 
 test("windows answer under other tags and names, while other commands are served", async () => {
@@ -216,18 +216,6 @@ test("replies to nobody and to raw texts are strays, and bytes of others no echo
     const [{ direction, time, bytes }, foreign, ...others] = desk.frames;
     assert.deepEqual([direction, time instanceof Date, foreign.direction, foreign.bytes.length], ["sent", true, "received", 7]);
     assert.ok(others.some((frame) => frame.bytes?.join() === bytes.join()));
-});
-
-test("a request that comes back is a command that the service does not know", async () => {
-    const desk = connect({ ZCnothing: null });
-    const request = desk.request("ZCnothing", { text: "it's 'quoted'", function: "another", _tflag: "another" });
-    const unknown = assert.rejects(request, failure("ZCnothing", "unknown-command"));
-    await soon();
-    const [{ text }, sent] = [desk.frames.at(-1), desk.sent[0]];
-    desk.sockets[0].onmessage({ data: text });
-    await unknown;
-    assert.ok(!text.includes("'") && sent.text === "it's 'quoted'", text);
-    assert.ok(sent.function === "ZCnothing" && sent._tflag !== "another", text);
 });
 
 // --- Waiting ----------------------------------------------------------------------------------------------------
@@ -383,15 +371,6 @@ each(grouped({
 
 // --- Connection -------------------------------------------------------------------------------------------------
 
-test("one connection is made for all who ask, at the usual address, and outlasts the time to make it", async () => {
-    const desk = connect({}, { connectTimeout: 20 });
-    await Promise.all([desk.connect(), desk.connect(), desk.ping()]);
-    await pause(60);
-    await desk.connect();
-    assert.deepEqual([desk.url, ...desk.sockets.map(({ url }) => url)], ["ws://localhost:12343/", "ws://localhost:12343/"]);
-    assert.deepEqual([desk.state, ...desk.states.map(({ state }) => state)], ["open", "connecting", "open"]);
-});
-
 test("attempts follow after longer and longer pauses, and anew after a success", async () => {
     const desk = connect({}, { opens: failAtOnce, firstDelay: 5, longestDelay: 40 });
     const reason = "service-not-running";
@@ -418,11 +397,11 @@ each([["no answer"], ["refused"]], "an attempt is given up in time, without othe
     assert.deepEqual(desk.states.map(({ state, delay }) => [state, delay]), [["connecting", undefined], ["closed", undefined]]);
 });
 
-test("a lost connection fails what waits, and what its socket still says is not heard", async () => {
-    const desk = connect({ [usb]: null });
+test("one connection is made for all who ask; when it is lost it fails what waits, and is not heard any more", async () => {
+    const desk = connect({ [usb]: null }, { connectTimeout: 20 });
+    await Promise.all([desk.connect(), desk.connect(), desk.ping()]);
     const lost = [usb, exist, camera].map((name) =>
         assert.rejects(desk.request(name), { ...failure(name, "connection-lost"), text: "closed, code 1006" }));
-    await soon();
     desk.sockets[0].onclose({ code: 1006, reason: "" });
     assert.equal(desk.state, "waiting");
     await Promise.all(lost);
@@ -432,7 +411,9 @@ test("a lost connection fails what waits, and what its socket still says is not 
     desk.sockets[0].onmessage({ data: "{}" });
     desk.sockets[0].onclose({ code: 1006 });
     await pause(delay + 50);
-    assert.deepEqual([desk.state, desk.strays, desk.sockets.length, Boolean(desk.sockets[0].isClosed)], ["open", [], 2, true]);
+    assert.deepEqual(desk.states.map(({ state }) => state), ["connecting", "open", "waiting", "connecting", "open"]);
+    assert.deepEqual([desk.strays, ...desk.sockets.map(({ url }) => url)], [[], desk.url, "ws://localhost:12343/"]);
+    assert.ok(desk.sockets[0].isClosed);
 });
 
 const ways = [["connecting", () => {}], ["open", openAtOnce], ["waiting", failAtOnce]];
