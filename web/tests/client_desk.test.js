@@ -70,6 +70,10 @@ test("a page's session is its own until another ends it on purpose", async () =>
     const ended = assert.rejects(desk.beginSigning(area), failure(begin, "ended"));
     await terminal.waitForWindow("signing");
     await assert.rejects(other.sign(area), failure(begin, 0, "signing-in-progress"));
+    const controller = new AbortController();
+    const aborted = assert.rejects(other.beginSigning(area, { signal: controller.signal }), failure(begin, "aborted"));
+    controller.abort(); // before the service has refused
+    await Promise.all([aborted, other.ping(), other.padPresent()]);
     assert.equal(terminal.state.windows.length, 1);
     const next = assert.rejects(other.beginSigning(area, { endOpenSession: true }), failure(begin, "closed"));
     await until(() => other.isSigning, "the other's session");
