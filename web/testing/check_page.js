@@ -263,6 +263,10 @@ export async function checkPage(url, { terminal, browser, patience = defaultPati
     const options = { ...rest, patience };
     const address = existsSync(url) ? pathToFileURL(resolve(url)).href : url;
     const chosen = scenarios.filter(({ name }) => !only || [only].flat().includes(name));
+    if (chosen.length === 0)
+        throw new RangeError(`no scenario ${only}; those are ${scenarios.map(({ name }) => name).join(", ")}`);
+    if (!(patience > 0))
+        throw new RangeError("patience is a number of seconds above 0");
     const program = await launchBrowser(browser ?? findBrowser());
     const results = [];
     const tell = (result) => {
