@@ -321,10 +321,12 @@ test("what was recorded is replayed, and saved as a test that passes", async () 
     await page.locator("#recorder input").setInputFiles(await save("Save the recording"));
     await reads(page.locator("#recorder"), "Replayed");
     await reads(page.locator("#frames tr").first(), "431004");
-    const lines = readFileSync(await save("Save as a test"), "utf8").split("\n").map((line) => line.trim());
+    const lines = readFileSync(await save("Save as a test"), "utf8").split("\n")
+        // On a slow machine there are looks at the session between.
+        .map((line) => line.trim().replace(/reply\d+( = desk.request."ZCReadIDCard)/, "reply$1"));
     const steps = ['const reply2 = desk.request("ZCBeginSignAB", {"x":240,"y":150,"width":800,"height":500});',
         'await terminal.press("确定", {"window":"signing"});', 'assert.deepEqual([(await reply2).success, (await reply2).msg], [1,""]);',
-        'await terminal.takeCard("usbReader");', 'const reply3 = desk.request("ZCReadIDCard", {});'];
+        'await terminal.takeCard("usbReader");', 'const reply = desk.request("ZCReadIDCard", {});'];
     assert.deepEqual(lines.filter((line) => steps.includes(line)), steps);
 });
 
