@@ -55,10 +55,15 @@ function makeDrawingPad(pen, pressSeen) {
         }
     }
 
+    function send() {
+        if (samples.length > 0)
+            pen(samples.splice(0), [canvas.width, canvas.height]);
+    }
+
     /** Sends all samples of one animation frame in one message. */
     function add(x, y, pressure) {
         if (samples.length === 0)
-            requestAnimationFrame(() => pen(samples.splice(0), [canvas.width, canvas.height]));
+            requestAnimationFrame(send);
         samples.push([x, y, pressure]);
         emptyHint.hidden = true;
         if (pressure > 0 && last) {
@@ -102,6 +107,7 @@ function makeDrawingPad(pen, pressSeen) {
     /** A window that the desk does not see is pressed with the pen. */
     function press(name) {
         if (seen) {
+            send(); // what was written before
             pressSeen(name);
             return;
         }

@@ -25,6 +25,7 @@ const scenarios = (() => {
  */
 function makeScenarios(play) {
     let state = null;
+    let runs = 0;
     const told = view.make("div", { className: "told", hidden: true });
     const links = Object.keys(scenarios).map((name) => {
         const link = view.make("a", { href: `#scenario=${name}`, text: `scenario.${name}` });
@@ -52,10 +53,14 @@ function makeScenarios(play) {
             await play("startService");
     }
 
+    /** Plays a scenario, until the next one is begun. */
     async function run(name) {
+        const thisRun = ++runs;
         show(name);
         await setRight();
         for (const step of scenarios[name]) {
+            if (thisRun !== runs)
+                return;
             if (typeof step === "number")
                 await new Promise((resolve) => setTimeout(resolve, step));
             else if (typeof step === "string")

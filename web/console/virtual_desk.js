@@ -72,7 +72,7 @@ function startVirtualDesk(url, recorded) {
                 : view.make("input", { name, required: true, ...properties }))));
         chosen.addEventListener("change", showKeys);
         showKeys();
-        const form = view.make("form", { className: "command" }, view.field("virtual.fault", chosen), keys,
+        const form = view.make("form", {}, view.field("virtual.fault", chosen), keys,
             view.make("button", { text: "virtual.break" }));
         form.addEventListener("submit", (event) => {
             event.preventDefault();
@@ -84,7 +84,7 @@ function startVirtualDesk(url, recorded) {
     }
 
     function deviceBox(device) {
-        const { play, add } = makeBox(device, /Reader$/.test(device) ? 1 : 0);
+        const { play, add, element } = makeBox(device, /Reader$/.test(device) ? 1 : 0);
         const plugState = view.make("p", { className: "state" });
         const faultName = view.make("span");
         const faultKeys = view.make("span");
@@ -92,7 +92,7 @@ function startVirtualDesk(url, recorded) {
         const plug = view.button("virtual.unplug", () => play(plug.dataset.command, { device }));
         const repair = view.button("virtual.repair", () => play("repair", { device }));
         const own = makeVirtualParts(device, play, command);
-        add(view.make("div", { className: "actions" }, plugState, plug), ...own.elements,
+        add(view.make("div", { className: "head" }, element.firstChild, plugState, plug), ...own.elements,
             view.make("details", {}, view.make("summary", { text: "virtual.faults" }), faultForm(device, play)),
             view.make("div", { className: "actions" }, fault, repair));
         return {

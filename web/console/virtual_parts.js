@@ -44,9 +44,9 @@ function makeVirtualParts(device, play, command) {
         ...values.map((value) => view.make("option", { value, text: key && `${key}.${value}` }, ...(key ? [] : [value]))));
     const pictureInput = () => view.make("input", { type: "file", accept: "image/png,image/jpeg,image/bmp" });
 
-    function form(text, fields, act) {
+    function form(text, fields, act, ...others) {
         const button = view.make("button", { text });
-        const element = view.make("form", { className: "command" }, ...fields, button);
+        const element = view.make("form", {}, ...fields, button, ...others);
         element.addEventListener("submit", (event) => {
             event.preventDefault();
             act();
@@ -129,8 +129,7 @@ function makeVirtualParts(device, play, command) {
         const elements = [
             lies,
             form("virtual.putCard", [view.field("virtual.kind", type)], () =>
-                play("putCard", { device, card: { type: type.value } })),
-            view.make("div", { className: "actions" }, take), details,
+                play("putCard", { device, card: { type: type.value } }), take), details,
         ];
         if (device !== "usbReader")
             return { elements, update };
@@ -158,8 +157,7 @@ function makeVirtualParts(device, play, command) {
             elements: [
                 inserted,
                 form("virtual.insertSim", [view.field("virtual.iccid", iccid)], () =>
-                    play("insertSim", iccid.value ? { iccid: iccid.value } : {})),
-                view.make("div", { className: "actions" }, pull),
+                    play("insertSim", iccid.value ? { iccid: iccid.value } : {}), pull),
             ],
             update(state) {
                 pull.disabled = !state.iccid;
