@@ -52,7 +52,8 @@ function recordedTest({ recorded, steps }) {
         if (command)
             lines.push(call(command, keys));
         else if (windows)
-            lines.push(`await terminal.waitFor(({ windows }) => windows.map(({ window }) => window).join() === ${code(windows.join())});`);
+            lines.push("await terminal.waitFor(({ windows }) =>",
+                `    windows.map(({ window }) => window).join() === ${code(windows.join())});`);
         else if (sent !== undefined)
             ask(parsed(sent));
         else
