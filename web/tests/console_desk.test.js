@@ -258,10 +258,10 @@ test("a session and a camera command of another page are seen, operated and ende
     const ended = assert.rejects(elsewhere.sign(area), { code: "closed" });
     await line("signing").getByRole("button").click();
     await until(() => line("signing").isHidden(), "the session ended here");
-    const picture = elsewhere.takePicture();
+    const picture = elsewhere.takePicture().catch(({ reason }) => assert.equal(reason, "no-picture"));
     await reads(line("capture"), "another page");
     await line("capture").getByRole("button").click();
-    await picture.catch(({ reason }) => assert.equal(reason, "no-picture"));
+    await picture; // an earlier one may still lie there
     await until(() => line("capture").isHidden(), "the window's end");
     elsewhere.close();
     await ended;
